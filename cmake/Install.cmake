@@ -1,0 +1,24 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS fieldstore EXPORT fieldstoreTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/fieldstore DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/fieldstore)
+install(EXPORT fieldstoreTargets NAMESPACE fieldstore:: DESTINATION ${package_dir})
+export(EXPORT fieldstoreTargets NAMESPACE fieldstore:: FILE fieldstoreTargets.cmake)
+configure_package_config_file(cmake/fieldstoreConfig.cmake.in fieldstoreConfig.cmake
+  INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(fieldstoreConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/fieldstoreConfig.cmake
+  ${PROJECT_BINARY_DIR}/fieldstoreConfigVersion.cmake
+  DESTINATION ${package_dir})
+
+# pkg-config finds the rest of the tree from where its file lies, so the tree can be moved.
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH prefix_from_pkgconfig /usr/${pkgconfig_dir} /usr)
+configure_file(cmake/fieldstore.pc.in fieldstore.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/fieldstore.pc DESTINATION ${pkgconfig_dir})

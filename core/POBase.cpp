@@ -1,0 +1,430 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/POBase.h"
+
+#include <filesystem>
+#include <stdexcept>
+#include <utility>
+
+#include "core/ErrorLog.h"
+#include "core/FlagScope.h"
+#include "core/Messages.h"
+#include "streams/PODataServiceIO.h"
+#include "streams/POStreamFileIO.h"
+#include "streams/POWindowsFileLocker.h"
+#include "streams/StreamMessages.h"
+
+using namespace fieldstore;
+
+namespace {
+
+/// The path with everything from its last "." on replaced, wherever that "." stands.
+std::string LockPathFor(const std::string& path) {
+    return path.substr(0, path.rfind('.')) + ".lck";
+}
+
+bool IsSameFile(const std::string& a, const std::string& b) {
+    std::error_code ignored;
+    return a == b || std::filesystem::weakly_canonical(std::filesystem::absolute(a), ignored) ==
+                         std::filesystem::weakly_canonical(std::filesystem::absolute(b), ignored);
+}
+
+}  // namespace
+
+POBase::WriteLayout::WriteLayout(POBase& owner, std::uint32_t format) : object(owner) {
+    object.writeFormat = format;
+    object.fieldSeparator = " ";
+    object.lineTerminator = "\n";
+}
+
+POBase::WriteLayout::~WriteLayout() {
+    object.writeFormat = kDefaultFormat;
+}
+
+POBase::POBase(const ClassTraits& classTraits)
+    : persistFlags(classTraits.persistFlags), fileName(classTraits.fileName), traits(classTraits) {}
+
+IStreamer& POBase::RequireStream() const {
+    if (!stream) throw std::runtime_error(messages::kNullStream);
+    return *stream;
+}
+
+IStreamer& POBase::RequireGoodStream() const {
+    IStreamer& required = RequireStream();
+    if (!required.IsGood()) throw std::runtime_error(messages::kBadStream);
+    return required;
+}
+
+// ---- storage ----
+
+int POBase::SetLockDirectory(const std::string& newDirectory) {
+    lockDirectory = newDirectory;
+    return kSuccess;
+}
+
+int POBase::SetFileName(const std::string& name) {
+    fileName = name;
+    return kSuccess;
+}
+
+int POBase::SetDirectory(const std::string& newDirectory) {
+    directory = newDirectory;
+    return kSuccess;
+}
+
+int POBase::SetVersion(const std::string& text) {
+    version.SetText(text);
+    return kSuccess;
+}
+
+int POBase::GetStorageType(int direction) {
+    return direction == IStreamer::eRead ? traits.readType : traits.writeType;
+}
+
+bool POBase::UseLocking() {
+    constexpr auto both = kLockable | kAppend;
+    return (persistFlags & both) == both;
+}
+
+int POBase::CreateStorageInterface(EStorageType type, bool withLock) {
+    try {
+        int resolved = type;
+        if (type == eReadDefault) resolved = GetStorageType(IStreamer::eRead);
+        if (type == eWriteDefault) resolved = GetStorageType(IStreamer::eWrite);
+        auto newStream = MakeStream(resolved);
+        const bool fileOutput = resolved == eWriteText || resolved == eWriteBinary;
+        if (fileOutput && withLock) locker = MakeLocker();
+        stream = std::move(newStream);
+        return kSuccess;
+    } catch (const std::exception& error) {
+        return ResultOf(error.what());
+    } catch (...) {
+        return kFailure;
+    }
+}
+
+std::shared_ptr<IStreamer> POBase::MakeStream(int type) const {
+    const POStreamIO::InputPreparer nothing = [](const std::string&) {};
+    const std::string path = StoragePath();
+    std::shared_ptr<POStreamFileIO> file;
+    switch (type) {
+        case eReadText:
+        case eReadBinary:
+            file = std::make_shared<POStreamFileIO>(type == eReadText, path, nothing);
+            break;
+        case eWriteText:
+        case eWriteBinary:
+            file = std::make_shared<POStreamFileIO>(
+                type == eWriteText, path,
+                POStreamIO::OutputCloser(&POStreamFileIO::CloseOutputFile));
+            break;
+        case eReadDataService:
+        case eWriteDataService:
+            return std::make_shared<PODataServiceIO>(path, nothing);
+        default:
+            throw std::runtime_error(messages::kUnsupportedStorageType);
+    }
+    file->AcceptEmptyVectorAtEnd();
+    return file;
+}
+
+std::shared_ptr<ILocker> POBase::MakeLocker() const {
+    const std::string data = StoragePath();
+    const std::string lock = LockPathFor(lockDirectory.empty() ? data : lockDirectory + fileName);
+    if (IsSameFile(lock, data)) throw std::runtime_error(messages::kLockIsDataFile);
+    return std::make_shared<POWindowsFileLocker>(lock, [] { return std::string("Lock"); });
+}
+
+int POBase::DeleteStorage() {
+    if (!stream || stream->GetIdentifier().empty()) {
+        const auto type = static_cast<EStorageType>(GetStorageType(IStreamer::eWrite));
+        const int result = CreateStorageInterface(type, UseLocking());
+        if (result != kSuccess) return result;
+    }
+    IStreamer& storage = RequireStream();
+    storage.Close();
+    storage.Destroy();
+    if (locker) locker->UnlockIfLocked();
+    stream.reset();
+    locker.reset();
+    ClearData();
+    return kSuccess;
+}
+
+// ---- writing ----
+
+int POBase::Commit(bool force) {
+    try {
+        CommitOrThrow(force);
+        return kSuccess;
+    } catch (...) {
+        return kFailure;
+    }
+}
+
+void POBase::CommitOrThrow(bool force) {
+    if (!modified && !force) return;
+    if (!ValidateData()) throw std::runtime_error(messages::kInvalidData);
+    const bool wasModified = modified;
+    outputOpened = false;
+    lockHeld = false;
+    try {
+        BeginWrite();
+        SerializeData(IStreamer::eWrite);
+        EndWrite();
+    } catch (...) {
+        AbandonWrite(wasModified);
+        throw;
+    }
+}
+
+void POBase::AbandonWrite(bool wasModified) noexcept {
+    modified = wasModified;
+    auto* file = dynamic_cast<POStreamFileIO*>(stream.get());
+    if (outputOpened && file != nullptr) file->AbandonOutput();
+    if (!lockHeld) return;
+    lockHeld = false;
+    try {
+        locker->Unlock();
+    } catch (...) {
+        // The commit already fails with the first error; a marker that stays is seen by the next
+        // writer.
+    }
+}
+
+void POBase::BeginWrite() {
+    try {
+        MergeStoredData();
+        IStreamer& output = RequireStream();
+        if (output.IsReading()) output.Close();
+        CheckBeforeWrite();
+        TakeLock();
+        outputOpened = true;
+        RequireStream().OpenOutput((persistFlags & kAppend) != 0 ? 1 : 0);
+        WriteVersion();
+    } catch (const std::exception&) {
+        throw;
+    } catch (...) {
+        throw std::runtime_error(messages::kUnknownOpenError);
+    }
+}
+
+void POBase::MergeStoredData() {
+    const bool merging = (persistFlags & (kLockable | kKeepOnRead)) == (kLockable | kKeepOnRead);
+    if (!merging || (persistFlags & kAppend) != 0) return;
+    try {
+        ReadPass();
+    } catch (const std::exception& error) {
+        if (ParseErrorCode(error.what()) != 1) throw;  // 1: nothing is stored yet
+    }
+}
+
+void POBase::CheckBeforeWrite() {
+    const bool textMode = RequireStream().IsTextMode();
+    if (traits.versionLine && !version.IsWritable(textMode, lineTerminator.front()))
+        throw std::runtime_error(messages::kUnwritableVersion);
+}
+
+void POBase::TakeLock() {
+    if (!locker) return;
+    OnLock(locker);
+    locker->Lock();
+    lockHeld = true;
+}
+
+void POBase::OnLock(std::shared_ptr<ILocker>) {}
+
+void POBase::EndWrite() {
+    try {
+        RequireGoodStream();
+        modified = false;
+        stream->CloseOutput();
+        if (locker) locker->Unlock();
+        lockHeld = false;
+    } catch (const std::exception&) {
+        throw;
+    } catch (...) {
+        throw std::runtime_error(messages::kUnknownCloseError);
+    }
+}
+
+// ---- reading ----
+
+int POBase::Load() {
+    try {
+        LoadOrThrow();
+        return kSuccess;
+    } catch (const std::exception& error) {
+        return ResultOf(error.what());
+    } catch (...) {
+        return kFailure;
+    }
+}
+
+void POBase::LoadOrThrow() {
+    versionTaken = false;
+    try {
+        ReadPass();
+    } catch (...) {
+        if (!versionTaken) throw;
+        // The line may have been the beginning of a body after all.
+        const FlagScope withoutVersion(ignoreVersion);
+        ReadPass();
+    }
+}
+
+void POBase::ReadPass() {
+    try {
+        BeginRead();
+        const bool carriesData = stream->IsGood();  // a data-service stream never is
+        SerializeData(IStreamer::eRead);
+        if (carriesData) RequireIntactBody();
+        EndRead();
+    } catch (...) {
+        if (stream && stream->IsReading()) stream->CloseInput();
+        throw;
+    }
+    if (!ValidateData()) throw std::runtime_error(messages::kInvalidData);
+    modified = false;
+}
+
+int POBase::LoadFile(const std::string& name) {
+    SetDirectory("");
+    SetFileName(name);
+    ClearData();
+    if (CreateStorageInterface(eReadDefault, false) != kSuccess)
+        throw std::runtime_error(messages::kNoStorageInterface);
+    Load();  // a file that is missing or damaged leaves the object empty, and that is an answer
+    return kSuccess;
+}
+
+void POBase::BeginRead() {
+    if (!stream || !stream->IsReading()) {
+        if (CreateStorageInterface(eReadDefault, false) != kSuccess)
+            throw std::runtime_error(messages::kNoStorageStream);
+    }
+    if ((persistFlags & kKeepOnRead) == 0) ClearData();
+    modified = false;  // half-read data must never be written over a file
+    OpenInput();
+    ReadVersion();
+}
+
+void POBase::OpenInput() {
+    IStreamer& input = RequireStream();
+    input.OpenInput();
+    const bool isFile = dynamic_cast<POStreamFileIO*>(&input) != nullptr;
+    if (isFile && !input.IsGood()) throw std::runtime_error(messages::kInputNotOpened);
+}
+
+void POBase::EndRead() {
+    RequireStream();
+    modified = false;
+    stream->CloseInput();
+}
+
+bool POBase::HasAnotherBody() {
+    IStreamer& input = RequireStream();
+    auto* typed = dynamic_cast<POStreamIO*>(&input);
+    // What is left after the last text value is its separator, not a body.
+    if (typed != nullptr && input.IsTextMode()) typed->SkipWhiteSpace();
+    return input.IsValid();
+}
+
+void POBase::RequireIntactBody() {
+    // A value that was cut short shows only here: the read that met the end raised nothing.
+    RequireGoodStream();
+}
+
+// ---- version line ----
+
+void POBase::ReadVersion() {
+    if (!traits.versionLine) return;
+    IStreamer& input = RequireGoodStream();
+    const auto start = static_cast<std::uint64_t>(std::streamoff(input.GetPosition()));
+    version.SetText("");
+    if (ignoreVersion) return;
+    std::string line;
+    versionTaken = ReadVersionLine(line);
+    if (versionTaken) return version.SetText(line.substr(1));
+    if (input.IsGood()) return input.Seek(start);
+    // The attempt ran into the end of a short file; only opening it again clears that.
+    input.CloseInput();
+    OpenInput();
+}
+
+/// Whether the next bytes are a version line. A body may begin with anything, so whatever fails
+/// here only means that they are not.
+bool POBase::ReadVersionLine(std::string& line) {
+    const std::uint64_t start = stream->Tell();
+    try {
+        stream->Read(line, lineTerminator, POVersion::kMaxLineLength);
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+    if (!stream->IsGood() || line.size() < 2 || line.front() != '!') return false;
+    // A zero byte cuts the line short of what was consumed for it.
+    const std::size_t around = stream->IsTextMode() ? lineTerminator.size() : sizeof(int);
+    return stream->Tell() - start == line.size() + around;
+}
+
+void POBase::WriteVersion() {
+    if (!traits.versionLine) return;
+    IStreamer& output = RequireGoodStream();
+    if (output.Tell() == 0 && !version.Text().empty())
+        output.Write("!" + version.Text(), lineTerminator);
+}
+
+// ---- bookmark index ----
+
+void POBase::SetBookmark(const std::string& name, std::int64_t) {
+    IStreamer& output = RequireGoodStream();
+    if (!output.IsWriting()) throw std::runtime_error(messages::kWrongBookmarkDirection);
+    if (name.empty()) throw std::runtime_error(messages::kEmptyBookmark);
+    POIndex::SetBookmark(name, static_cast<std::int64_t>(output.Tell()));
+}
+
+void POBase::SerializeIndex(IStreamer::EDirection direction, int entries, int width) {
+    std::vector<char> block;
+    if (direction == IStreamer::eRead) {
+        SerializeValue(direction, block);
+        return ParseIndex(block);
+    }
+    if (GetBookmarkCount() == 0) {
+        if (entries < 1 || width < 1) throw std::runtime_error(messages::kInvalidIndexParameters);
+        SetIndexPosition(static_cast<std::int64_t>(RequireStream().Tell()));
+    } else {
+        RequireStream().Seek(static_cast<std::uint64_t>(GetIndexPosition()));
+    }
+    BuildIndex(block, entries, width);
+    SerializeValue(direction, block);
+}
+
+// ---- error log ----
+
+std::string POBase::GetErrorLogPath() {
+    return stream ? ErrorLogPathFor(stream->GetIdentifier()) : std::string();
+}
+
+void POBase::LogError(const std::string& message) {
+    const std::string name = stream ? stream->GetIdentifier() : "<unknown>";
+    std::string path = GetErrorLogPath();
+    if (path == name) path.clear();  // a data file named *.err must not take log lines in
+    AppendToErrorLog(path, "Error on stream " + name + ": " + message);
+}
+
+void POBase::LogUnlessImpossible(const char* message) noexcept {
+    try {
+        LogError(message);
+    } catch (...) {
+        // Out of memory or without a standard error; a destructor has nowhere else to turn.
+    }
+}
+
+void POBase::CommitBeforeDestruction() noexcept {
+    try {
+        CommitOrThrow(false);
+    } catch (const std::exception& error) {
+        LogUnlessImpossible(error.what());
+    } catch (...) {
+        LogUnlessImpossible(traits.unknownError);
+    }
+}

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_POBASE_H
+#define FIELDSTORE_POBASE_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <type_traits>
+
+#include "core/ClassTraits.h"
+#include "core/POIndex.h"
+#include "core/POVersion.h"
+#include "core/ResultCode.h"
+#include "fieldstore/IPOBase.h"
+#include "fieldstore/IStreamer.h"
+#include "streams/ILocker.h"
+
+/// The frame every persistent object runs in: it owns the storage and drives the two passes,
+/// writing (validate, lock, open, body, close, unlock) and reading (open, body, close, validate).
+///
+/// A concrete class derives from it first and from its own interface second, holds a constant
+/// ClassTraits, and implements CopyFrom, ClearData, ValidateData and SerializeData. Its destructor
+/// calls CommitBeforeDestruction(), while the class's own overrides are still in force.
+class POBase : public IPOBase, public POIndex {
+public:
+    explicit POBase(const fieldstore::ClassTraits& classTraits);
+
+    int Commit(bool force) override;
+    int CreateStorageInterface(EStorageType type, bool withLock) override;
+    int DeleteStorage() override;
+    std::string GetFileName() override { return fileName; }
+    int Load() override;
+    int LoadFile(const std::string& name) override;
+    int SetLockDirectory(const std::string& newDirectory) override;
+    int SetFileName(const std::string& name) override;
+    int SetDirectory(const std::string& newDirectory) override;
+    int SetVersion(const std::string& text) override;
+
+    /// The error log beside the data; empty without a stream or when its name has no ".".
+    virtual std::string GetErrorLogPath();
+    /// The storage type that the default of a direction (0 read, all others write) stands for.
+    virtual int GetStorageType(int direction);
+    virtual void EndRead();
+    virtual void BeginRead();
+    virtual void EndWrite();
+    virtual void BeginWrite();
+    virtual void ReadVersion();
+    virtual void LogError(const std::string& message);
+    /// Runs just before the lock is taken.
+    virtual void OnLock(std::shared_ptr<ILocker> lockToTake);
+    /// Whether storage that the library builds itself for writing has a lock.
+    virtual bool UseLocking();
+    virtual void WriteVersion();
+    /// Empties the class's data.
+    virtual void ClearData() = 0;
+    /// Whether the class's data may be committed, or taken as loaded.
+    virtual bool ValidateData() = 0;
+
+    /// Records the stream's current write position; `position` is ignored on purpose.
+    void SetBookmark(const std::string& name, std::int64_t position) override;
+
+protected:
+    /// Reads or writes the body.
+    virtual void SerializeData(IStreamer::EDirection direction) = 0;
+    /// Raises when a commit could not succeed; runs before the lock is taken and the output opened,
+    /// because classes that replace their file lose the old content at that moment.
+    virtual void CheckBeforeWrite();
+
+    /// Commits unsaved changes and logs a failure; never raises.
+    void CommitBeforeDestruction() noexcept;
+
+    /// The stream, or "Null stream function.".
+    IStreamer& RequireStream() const;
+    /// The stream in good state, or "Null stream function.", "Bad stream.".
+    IStreamer& RequireGoodStream() const;
+
+    /// Reads or writes one value: a container with the write layout, a scalar on a line of its own.
+    template <typename T>
+    void SerializeValue(IStreamer::EDirection direction, T& value) {
+        IStreamer& target = RequireGoodStream();
+        if (direction == IStreamer::eRead) return target.Read(value);
+        if constexpr (std::is_arithmetic_v<T>)
+            target.Write(value, lineTerminator);
+        else
+            target.Write(value, static_cast<int>(writeFormat), fieldSeparator, lineTerminator);
+    }
+    /// Several values in one order for both directions.
+    template <typename... T>
+    void SerializeValues(IStreamer::EDirection direction, T&... values) {
+        (SerializeValue(direction, values), ...);
+    }
+
+    /// Reads or writes the index block. The first write reserves it at the current position, the
+    /// second goes back there. Raises "Invalid parameters for index.".
+    void SerializeIndex(IStreamer::EDirection direction, int entries, int width);
+
+    /// Calls `readBody` for every body left in the storage.
+    template <typename ReadBody>
+    void ReadBodies(ReadBody readBody) {
+        while (HasAnotherBody()) {
+            readBody();
+            RequireIntactBody();
+        }
+    }
+
+    /// CopyFrom for a class: `copy` takes the data over from another object of the class.
+    template <typename Class, typename Copy>
+    int CopyFromSameClass(const std::shared_ptr<IPOBase>& source, Copy copy) {
+        const auto* other = dynamic_cast<const Class*>(source.get());
+        if (other == nullptr) return fieldstore::kFailure;
+        if (other != this) copy(*other);
+        modified = true;
+        return fieldstore::kSuccess;
+    }
+
+    /// Sets the write layout for a scope; the defaults are back at its end.
+    class WriteLayout {
+    public:
+        WriteLayout(POBase& owner, std::uint32_t format);
+        ~WriteLayout();
+        WriteLayout(const WriteLayout&) = delete;
+        WriteLayout& operator=(const WriteLayout&) = delete;
+
+    private:
+        POBase& object;
+    };
+
+    std::shared_ptr<IStreamer> stream;
+    POVersion version{""};
+    bool modified = false;
+    std::uint32_t persistFlags = fieldstore::kReplacing;
+    std::shared_ptr<ILocker> locker;
+    std::string lockDirectory;
+    std::string directory;
+    std::string fileName;
+    std::uint32_t writeFormat = 1;
+    std::string fieldSeparator = " ";
+    std::string lineTerminator = "\n";
+
+private:
+    static constexpr std::uint32_t kDefaultFormat = 1;
+
+    void CommitOrThrow(bool force);
+    void AbandonWrite(bool wasModified) noexcept;
+    void LoadOrThrow();
+    void ReadPass();
+    void OpenInput();
+    void MergeStoredData();
+    void TakeLock();
+    bool ReadVersionLine(std::string& line);
+    bool HasAnotherBody();
+    void RequireIntactBody();
+    std::shared_ptr<IStreamer> MakeStream(int type) const;
+    std::shared_ptr<ILocker> MakeLocker() const;
+    std::string StoragePath() const { return directory + fileName; }
+    void LogUnlessImpossible(const char* message) noexcept;
+
+    const fieldstore::ClassTraits& traits;
+    bool lockHeld = false;       // by the commit that is running
+    bool outputOpened = false;   // by the commit that is running
+    bool versionTaken = false;   // the last read pass took a line for a version
+    bool ignoreVersion = false;  // the read pass must not take one
+};
+
+#endif

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_FIELDSTORE_H
+#define FIELDSTORE_FIELDSTORE_H
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "fieldstore/IPOAssemblyInfo.h"
+#include "fieldstore/IPOBase.h"
+#include "fieldstore/IPOBinaryTree.h"
+#include "fieldstore/IPOCircuitMatrices.h"
+#include "fieldstore/IPODOFList.h"
+#include "fieldstore/IPODOFMap.h"
+#include "fieldstore/IPOMeshTree.h"
+#include "fieldstore/IPOModeInfo.h"
+#include "fieldstore/IPOPortCircuitDOFs.h"
+#include "fieldstore/IPOSolutionMetrics.h"
+#include "fieldstore/NewInstance.h"
+#include "fieldstore/version.h"
+
+/// Convenience for C++ hosts on top of NewInstance; header only.
+namespace fieldstore {
+
+/// The storage types by what they mean; the values are those of IPOBase::EStorageType.
+enum class StorageType : int {
+    ReadDefault = IPOBase::eReadDefault,
+    WriteDefault = IPOBase::eWriteDefault,
+    ReadText = IPOBase::eReadText,
+    WriteText = IPOBase::eWriteText,
+    ReadBinary = IPOBase::eReadBinary,
+    WriteBinary = IPOBase::eWriteBinary,
+    ReadDataService = IPOBase::eReadDataService,
+    WriteDataService = IPOBase::eWriteDataService
+};
+
+/// Whether a commit keeps other writers out with a lock file.
+enum class Locking : bool { Off = false, On = true };
+
+/// The class name that NewInstance knows for an interface.
+template <typename Interface>
+struct ClassName;
+
+// One line per class: the interface and the name of the class that implements it.
+#define FIELDSTORE_CLASS_NAME(Class)                 \
+    template <>                                      \
+    struct ClassName<I##Class> {                     \
+        static constexpr const char* value = #Class; \
+    };
+FIELDSTORE_CLASS_NAME(POModeInfo)
+FIELDSTORE_CLASS_NAME(PODOFMap)
+FIELDSTORE_CLASS_NAME(POCircuitMatrices)
+FIELDSTORE_CLASS_NAME(POMeshTree)
+FIELDSTORE_CLASS_NAME(PODOFList)
+FIELDSTORE_CLASS_NAME(POBinaryTree)
+FIELDSTORE_CLASS_NAME(POPortCircuitDOFs)
+FIELDSTORE_CLASS_NAME(POSolutionMetrics)
+FIELDSTORE_CLASS_NAME(POAssemblyInfo)
+#undef FIELDSTORE_CLASS_NAME
+
+/// The type of NewInstance, for hosts that look it up at run time.
+using NewInstanceFunction = int(const std::wstring& className, std::shared_ptr<IPOBase>* instance);
+
+/// Creates an object by class name through `newInstance`, seen as `Interface`.
+/// Raises std::runtime_error naming the class when it is unknown or does not have the interface.
+template <typename Interface>
+std::shared_ptr<Interface> CreateWith(NewInstanceFunction* newInstance) {
+    const std::string name = ClassName<Interface>::value;
+    std::shared_ptr<IPOBase> object;
+    newInstance(std::wstring(name.begin(), name.end()), &object);
+    auto typed = std::dynamic_pointer_cast<Interface>(object);
+    if (!typed) throw std::runtime_error("Cannot create a " + name + " object.");
+    return typed;
+}
+
+/// Creates the object whose interface is `Interface`, as in Create<IPOModeInfo>().
+/// Raises std::runtime_error naming the class.
+template <typename Interface>
+std::shared_ptr<Interface> Create() {
+    return CreateWith<Interface>(&NewInstance);
+}
+
+/// The storage side of an object created by Create(): commit, load, file name and so on.
+/// Raises std::invalid_argument for null or an object of another library.
+template <typename Interface>
+IPOBase& Storage(const std::shared_ptr<Interface>& object) {
+    auto* base = dynamic_cast<IPOBase*>(object.get());
+    if (base == nullptr) throw std::invalid_argument("Not a persistent object.");
+    return *base;
+}
+
+/// Builds storage as IPOBase::CreateStorageInterface does.
+/// Raises std::runtime_error naming the file when that fails.
+inline void CreateStorage(IPOBase& object, StorageType type, Locking locking = Locking::Off) {
+    const auto storageType = static_cast<IPOBase::EStorageType>(type);
+    if (object.CreateStorageInterface(storageType, locking == Locking::On) != 0)
+        throw std::runtime_error("Cannot create storage for " + object.GetFileName() + ".");
+}
+
+}  // namespace fieldstore
+
+#endif

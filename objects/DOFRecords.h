@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_DOF_RECORDS_H
+#define FIELDSTORE_DOF_RECORDS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace fieldstore {
+
+/// One kind of records of a DOF list: rows of integers of one width, one after another.
+///
+/// Entry 0 of a record is its owner, entries 1 and 2 are the first and last degree of freedom of
+/// its range.
+class DOFRecords {
+public:
+    /// A record as it lies in the list; entries beyond its width read as -1.
+    class Record {
+    public:
+        Record(const int* begin, std::size_t size) : entries(begin), width(size) {}
+
+        int Entry(std::size_t i) const { return i < width ? entries[i] : -1; }
+        int Owner() const { return Entry(0); }
+        int First() const { return Entry(1); }
+        int Last() const { return Entry(2); }
+        /// 0 without a first entry, 1 without a last one.
+        std::int64_t RangeLength() const;
+        const int* begin() const { return entries; }
+        const int* end() const { return entries + width; }
+
+    private:
+        const int* entries;
+        std::size_t width;
+    };
+
+    /// The number of whole records.
+    int Count() const;
+    Record At(int index) const;
+    template <typename Visit>
+    void ForEach(Visit visit) const {
+        for (int i = 0; i < Count(); ++i) visit(At(i));
+    }
+
+    /// Appends a record; the first one fixes the width. False for a record of another width.
+    bool Append(const std::vector<int>& record, int reserveRecords);
+
+    /// Sorts the records by block section, keeping their order within one, and counts them. Returns
+    /// where each record of the new order was.
+    std::vector<int> GroupByBlock(int blockCount);
+
+    /// Entries that a record of `recordWidth` has in `flat`, moved into the given order.
+    static void Reorder(std::vector<int>& flat, std::size_t recordWidth,
+                        const std::vector<int>& order);
+
+    /// Whether the blocks' counts are there, are not negative and add up to the records.
+    bool HasCountsFor(int blockCount) const;
+
+    /// The number of distinct degrees of freedom in the ranges of records with an owner below
+    /// `lastBlock`.
+    std::int64_t DistinctDOFs(int lastBlock) const;
+
+    int width = -1;                    // -1 while unknown
+    std::vector<int> entries;          // `width` per record
+    std::vector<std::int64_t> counts;  // records per block; empty while unknown
+};
+
+}  // namespace fieldstore
+
+#endif

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_POBINARYTREE_H
+#define FIELDSTORE_POBINARYTREE_H
+
+#include <array>
+#include <memory>
+
+#include "core/POBase.h"
+#include "fieldstore/IPOBinaryTree.h"
+
+/// Body, after the version line: the four scalars, the five counter vectors, the items of the
+/// nodes, the mapped lists, the auxiliary list.
+class POBinaryTree final : public POBase, public IPOBinaryTree {
+public:
+    // The text of the unknown error names the other class that shares this one's origin; log
+    // readers know it that way.
+    static constexpr fieldstore::ClassTraits kTraits{"POBinaryTree",
+                                                     "file1.dat",
+                                                     fieldstore::kReplacing,
+                                                     eReadBinary,
+                                                     eWriteBinary,
+                                                     true,
+                                                     "Unknown error committing PODOFList object."};
+
+    POBinaryTree() : POBase(kTraits) {}
+    ~POBinaryTree() override { CommitBeforeDestruction(); }
+
+    int SetTree(const Counters& leafCounts1, const Counters& leafCounts2,
+                const Counters& leafCounts3, const Counters& leafCounts4,
+                const Counters& leafCounts5, const std::map<int, std::set<int>>& nodeSets,
+                const std::map<int, std::vector<int>>& mappedItems, int tag, int idCount,
+                const std::vector<int>& auxiliaryList, int levelCount, int leafCount) override;
+    int VisitTree(std::vector<int>& ids, NodeVisitor onNode, LeafVisitor onLeaf,
+                  MappedVisitor onMapped) override;
+
+    int CopyFrom(std::shared_ptr<IPOBase> source) override;
+    void ClearData() override { tree = std::make_shared<Tree>(); }
+    bool ValidateData() override { return !tree->nodeItems.empty(); }
+
+protected:
+    void SerializeData(IStreamer::EDirection direction) override;
+
+private:
+    struct Tree {
+        int tag = 0;
+        int idCount = 0;  // length of the identity list of VisitTree()
+        int levelCount = 0;
+        int leafCount = 0;
+        std::map<int, std::vector<int>> nodeItems;
+        std::map<int, std::vector<int>> mappedItems;
+        std::array<Counters, 5> leafCounts;
+        std::vector<int> auxiliaryList;
+
+        const std::vector<int>& Items(int node) const;
+        int LeafTotal(int leaf) const;
+    };
+    /// Number of the item list of the whole tree.
+    static constexpr int kRootList = -1;
+
+    // Replaced as a whole, never changed but for a read into a fresh one: a visit that is under way
+    // keeps the tree it began with.
+    std::shared_ptr<Tree> tree = std::make_shared<Tree>();
+};
+
+#endif

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_POCIRCUITMATRICES_H
+#define FIELDSTORE_POCIRCUITMATRICES_H
+
+#include <map>
+#include <utility>
+
+#include "core/POBase.h"
+#include "fieldstore/IPOCircuitMatrices.h"
+
+/// Body: one map per commit, from (frequency key, matrix type) to the values. A load takes the last
+/// values of each key.
+class POCircuitMatrices final : public POBase, public IPOCircuitMatrices {
+public:
+    static constexpr fieldstore::ClassTraits kTraits{
+        "POCircuitMatrices",
+        "circuitmatrices.dat",
+        fieldstore::kAppending,
+        eReadBinary,
+        eWriteBinary,
+        false,
+        "Unknown error committing POCircuitMatrices object."};
+
+    POCircuitMatrices() : POBase(kTraits) {}
+    ~POCircuitMatrices() override { CommitBeforeDestruction(); }
+
+    bool SetMatrix(double frequency, int matrixType, int ignored1, int ignored2,
+                   const std::vector<double>& values) override;
+    Matrix GetMatrix(int frequencyIndex, int matrixType, bool asStored) override;
+    std::vector<double> GetFrequencies() override { return frequencies; }
+    double GetFrequency(int index) override;
+    std::int64_t GetFrequencyCount() override;
+
+    int CopyFrom(std::shared_ptr<IPOBase> source) override;
+    void ClearData() override;
+    bool ValidateData() override { return true; }
+
+protected:
+    void SerializeData(IStreamer::EDirection direction) override;
+
+private:
+    using MatrixKey = std::pair<std::int64_t, int>;  // frequency key, matrix type
+
+    std::map<MatrixKey, std::vector<double>> matrices;
+    std::vector<double> frequencies;  // as of the last load or copy
+};
+
+#endif

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_PODOFLIST_H
+#define FIELDSTORE_PODOFLIST_H
+
+#include "core/POBase.h"
+#include "fieldstore/IPODOFList.h"
+#include "objects/DOFRecords.h"
+
+/// Body, whole list: header values, then width and records of kinds 4, 2, 3 and 1. Body, blocked
+/// list: header values, the bookmark index, then per block four counts and five raw blocks; the
+/// bookmark of a block is its number in decimal.
+class PODOFList final : public POBase, public IPODOFList {
+public:
+    static constexpr fieldstore::ClassTraits kTraits{"PODOFList",
+                                                     "file2.dat",
+                                                     fieldstore::kReplacing,
+                                                     eReadBinary,
+                                                     eWriteBinary,
+                                                     false,
+                                                     "Unknown error committing PODOFList object."};
+
+    PODOFList() : POBase(kTraits) {}
+    ~PODOFList() override { CommitBeforeDestruction(); }
+
+    int VisitRecords(Sizes sizes, int* count1, Visitor visit1, int* count2, Visitor visit2,
+                     int* count3, Visitor visit3, int* count4, Visitor visit4) override;
+    int ExportRecords(Sizes sizes, int* highestDOF, int* count1, Records& rows1, int* count2,
+                      Records& rows2, int* count3, Records& rows3, int* count4) override;
+    int ExtractBlock(int* count4, Flat& records4, int* count2, Flat& records2, Ids& ids2,
+                     Flat& extra2, int* count3, Flat& records3, Ids& ids3, int* count1,
+                     Flat& records1, Ids& ids1) override;
+    int GetBlockDOFCount(int block) override;
+    int Reserved() override { return 0; }
+    int GetDistinctDOFCount() override;
+    int GetBlockCount() override { return list.blockCount; }
+    int GetLastBlock() override { return GetBlockCount() - 1; }
+    int GetTotal1() override { return list.totals[0]; }
+    int GetTotal2() override { return list.totals[1]; }
+    int GetTotal3() override { return list.totals[2]; }
+    int GetTotal4() override { return list.totals[3]; }
+    int SetRecords(int lastBlock, int header1, const std::array<int, 4>& totals,
+                   const std::array<int, 4>& widths, int reserve1, Source source1, int reserve2,
+                   Source source2, int reserve3, Source source3, int reserve4, Source source4,
+                   const Flat& extra2) override;
+    int LoadRecords(int lastBlock, const std::array<int, 4>& totals, int reserve1, Source source1,
+                    int reserve2, Source source2, int reserve3, Source source3, int reserve4,
+                    Source source4) override;
+    void SetSelectedBlock(int block) override { selectedBlock = block; }
+    void SetExtraWidth(int width) override { widthExtra = width; }
+
+    int CopyFrom(std::shared_ptr<IPOBase> source) override;
+    void EndRead() override;
+    void ClearData() override;
+    bool ValidateData() override;
+
+protected:
+    void CheckBeforeWrite() override;
+    void SerializeData(IStreamer::EDirection direction) override;
+
+private:
+    static constexpr int kUnknown = -1;
+    static constexpr int kHeaderOnly = -1;  // selected block: the blocked form, no block chosen
+    static constexpr int kWholeList = -2;
+    static constexpr std::size_t kKinds = 4;
+
+    /// A source of records and the number to make room for.
+    struct Delivery {
+        int reserve;
+        const Source& source;
+    };
+    using Deliveries = std::array<Delivery, kKinds>;
+
+    /// Everything that a copy takes over and that clearing resets.
+    struct List {
+        std::array<fieldstore::DOFRecords, kKinds> kinds;  // kinds 1 to 4
+        std::array<int, kKinds> totals{kUnknown, kUnknown, kUnknown, kUnknown};
+        int blockCount = kUnknown;
+        int lastBlock = kUnknown;
+        int distinctCount = kUnknown;
+        int header1 = kUnknown;
+        Ids indexMap;         // record entry 3 to entry 1, for every range counted while adding
+        bool isPart = false;  // loaded without all of its blocks
+
+        bool Add(std::size_t kind, const std::vector<int>& record, int reserve);
+        bool AddAll(const Deliveries& deliveries);
+        int BlockCountFromRecords() const;
+    };
+
+    bool IsBlocked() const { return selectedBlock >= kHeaderOnly; }
+    void StoreCounts(const std::array<int*, kKinds>& counts) const;
+    void CallSizes(const Sizes& sizes) const;
+    bool HasExtraFor(const List& records, const Flat& extra) const;
+    bool GroupByBlock(List& records, Flat& extra) const;
+    void SerializeWholeList(IStreamer::EDirection direction);
+    void SerializeBlockedHeader(IStreamer::EDirection direction);
+    void WriteBlocks();
+    void ReadSelectedBlock();
+
+    List list;
+    int selectedBlock = kWholeList;
+    int widthExtra = 0;
+    Flat extraEntries;  // `widthExtra` per kind-2 record
+};
+
+#endif

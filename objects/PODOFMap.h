@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_PODOFMAP_H
+#define FIELDSTORE_PODOFMAP_H
+
+#include "core/POBase.h"
+#include "fieldstore/IPODOFMap.h"
+
+/// Body: the rows, then one integer per type.
+class PODOFMap final : public POBase, public IPODOFMap {
+public:
+    static constexpr fieldstore::ClassTraits kTraits{"PODOFMap",
+                                                     "evdofmap.dat",
+                                                     fieldstore::kReplacing,
+                                                     eReadBinary,
+                                                     eWriteBinary,
+                                                     false,
+                                                     "Unknown error committing PODOFMap object."};
+
+    PODOFMap();
+    ~PODOFMap() override { CommitBeforeDestruction(); }
+
+    ResolveResult ResolveDOFMap() override;
+    const Rows& GetDOFMap() override;
+    const Rows& GetTransposedDOFMap() override;
+    const std::vector<EDOFType>& GetDOFTypes() override;
+    bool IsDOFType1(int index) override { return HasType(index, eType1); }
+    int IsDOFType0(int index) override { return HasType(index, eType0) ? 1 : 0; }
+    bool SetResolveFunction(ResolveFunction function) override;
+    bool SetDOFMap(const Rows& rows) override;
+    bool SetDOFTypes(const std::vector<EDOFType>& types) override;
+
+    int CopyFrom(std::shared_ptr<IPOBase> source) override;
+    void ClearData() override;
+    bool ValidateData() override { return true; }
+
+protected:
+    void SerializeData(IStreamer::EDirection direction) override;
+
+private:
+    bool HasType(int index, EDOFType type) const;
+    void LoadOrResolve() noexcept;
+    void ResolveAndStore();
+
+    Rows dofMap;
+    Rows transposedMap;  // cache of GetTransposedDOFMap()
+    std::vector<EDOFType> dofTypes;
+    ResolveFunction resolveFunction;
+    bool resolving = false;  // the resolve function runs; it may call back
+};
+
+#endif

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_POMODEINFO_H
+#define FIELDSTORE_POMODEINFO_H
+
+#include <map>
+#include <utility>
+
+#include "core/POBase.h"
+#include "fieldstore/IPOModeInfo.h"
+
+/// Body: one map per commit, from (frequency key, port) to the records of the modes. A load takes
+/// the first record list of each key.
+class POModeInfo final : public POBase, public IPOModeInfo {
+public:
+    static constexpr fieldstore::ClassTraits kTraits{"POModeInfo",
+                                                     "modeinfo.dat",
+                                                     fieldstore::kAppending,
+                                                     eReadText,
+                                                     eWriteText,
+                                                     false,
+                                                     "Unknown error committing POModeInfo object."};
+
+    POModeInfo() : POBase(kTraits) {}
+    ~POModeInfo() override { CommitBeforeDestruction(); }
+
+    bool AddModeData(double frequency, int port, const std::vector<Complex>& values,
+                     const std::vector<std::vector<int>>& groups,
+                     const std::vector<std::vector<Complex>>& data) override;
+    std::vector<Complex> GetCurrentMatrix(int frequencyIndex, int port,
+                                          bool modeRows) const override;
+    std::vector<double> GetFrequencies() const override { return frequencies; }
+    std::vector<Complex> GetModeValues(int frequencyIndex, int port) const override;
+    std::int64_t GetFrequencyCount() const override;
+    int GetPortCount() const override;
+    std::vector<Complex> GetVoltageMatrix(int frequencyIndex, int port,
+                                          bool modeRows) const override;
+
+    int CopyFrom(std::shared_ptr<IPOBase> source) override;
+    void LogError(const std::string& message) override;
+    void ClearData() override { modes.clear(); }
+    bool ValidateData() override;
+
+protected:
+    void SerializeData(IStreamer::EDirection direction) override;
+
+private:
+    using ModeKey = std::pair<std::int64_t, int>;  // frequency key, port
+    /// ((group, mode value), modal data)
+    using ModeRecord = std::pair<std::pair<int, Complex>, std::vector<Complex>>;
+    using Records = std::vector<ModeRecord>;
+    enum class Part { Voltage, Current };
+
+    const Records* Find(int frequencyIndex, int port) const;
+    std::vector<Complex> Matrix(int frequencyIndex, int port, bool modeRows, Part part) const;
+
+    std::map<ModeKey, Records> modes;
+    std::vector<double> frequencies;  // as of the last load or copy
+};
+
+#endif

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_POSOLUTIONMETRICS_H
+#define FIELDSTORE_POSOLUTIONMETRICS_H
+
+#include <utility>
+
+#include "core/POBase.h"
+#include "core/StorageTypeOverride.h"
+#include "fieldstore/IPOSolutionMetrics.h"
+
+/// Body, one per commit and after the version line of the first: the five header values, the
+/// definitions, the values, the neighbours, the positions, the edges. A load merges all bodies.
+///
+/// Host ids are unsigned and stored as the signed integers of the same bits, so the maps hold those
+/// from 2^31 on before the small ones; getters go through them in unsigned order.
+class POSolutionMetrics final : public POBase, public IPOSolutionMetrics {
+public:
+    static constexpr fieldstore::ClassTraits kTraits{
+        "POSolutionMetrics",
+        "solutiondata.dat",
+        fieldstore::kAppending,
+        eReadBinary,
+        eWriteBinary,
+        true,
+        "Unknown error committing POSolutionMetrics object."};
+
+    POSolutionMetrics() : POBase(kTraits) {}
+    ~POSolutionMetrics() override { CommitBeforeDestruction(); }
+
+    void AddValues(int entityType, std::uint32_t index, std::uint32_t entityId, int valueType,
+                   const std::vector<double>& newValues) override;
+    void AddNode(std::uint32_t nodeId, const std::vector<double>& position,
+                 const std::set<std::uint32_t>& neighborSet) override;
+    void AddEdge(std::uint32_t edgeId, const std::vector<int>& nodeIds) override;
+    void SetHeaderId(std::uint32_t value) override { headerId = value; }
+    void SetHeaderFields(std::uint32_t field1, std::uint32_t field2, std::uint32_t field3,
+                         std::uint32_t field4) override;
+    std::uint32_t BuildNodeNeighbors() override;
+    void GetValues(int entityType, std::uint32_t entityId, int valueType,
+                   std::vector<double>& valuesOut, std::vector<std::uint32_t>& indicesOut) override;
+    void GetNodes(std::vector<double>& xyz, std::vector<std::uint32_t>& ids) override;
+    void GetNodeNeighbors(std::vector<int>& offsets, std::vector<std::uint32_t>& list) override;
+    void GetEdges(std::vector<int>& flat) override;
+    void GetHeaderId(std::uint32_t& value) override { value = headerId; }
+    void GetHeaderFields(std::uint32_t& field1, std::uint32_t& field2, std::uint32_t& field3,
+                         std::uint32_t& field4) override;
+    void GetEntityIds(int entityType, int valueType, std::vector<std::uint32_t>& ids) override;
+    void DefineValues(int entityType, int valueType, std::uint32_t count,
+                      int resolveFunctionId) override;
+    void SetStorageTypeOverride(int which, unsigned int storageType) override;
+    const ResolveFunctions& GetResolveFunctions() override;
+
+    int CopyFrom(std::shared_ptr<IPOBase> source) override;
+    int GetStorageType(int direction) override;
+    void ClearData() override;
+    bool ValidateData() override { return true; }
+
+protected:
+    void SerializeData(IStreamer::EDirection direction) override;
+
+private:
+    using Definition = std::pair<int, int>;                // count, resolve function id
+    using Definitions = std::map<int, Definition>;         // by type key
+    using ValueKey = std::pair<int, std::pair<int, int>>;  // type key, (index, entity id)
+    using Values = std::map<ValueKey, std::vector<double>>;
+    using Neighbors = std::map<int, std::set<int>>;
+
+    static int TypeKey(int entityType, int valueType);
+    const Definition& DefinitionOf(int typeKey) const;
+    std::vector<double> Resolve(const Definition& definition, const std::vector<double>& existing,
+                                const std::vector<double>& incoming) const;
+    void SerializeHeader(IStreamer::EDirection direction);
+    void ReadBody();
+    void MergeDefinitions(Definitions body);
+    void MergeValues(Values body);
+    void MergeNeighbors(const Neighbors& body);
+    void ResolveCollected();
+
+    std::uint32_t headerId = 0;
+    std::uint32_t headerField1 = 0;
+    std::uint32_t headerField2 = 0;
+    std::uint32_t headerField3 = 0;
+    std::uint32_t headerField4 = 0;
+    Definitions definitions;
+    Values values;
+    Neighbors neighbors;
+    std::map<int, std::vector<double>> positions;
+    std::map<int, std::vector<int>> edges;
+    fieldstore::StorageTypeOverride storageTypeOverride;
+};
+
+#endif

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "streams/POStreamFileIO.h"
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <utility>
+
+#include "streams/ContainerEncoding.h"
+#include "streams/FileBuffers.h"
+#include "streams/FileExists.h"
+#include "streams/Platform.h"
+#include "streams/RetryPause.h"
+#include "streams/StreamMessages.h"
+
+using namespace fieldstore;
+
+namespace {
+
+constexpr int kOpenAttempts = 200;
+constexpr std::chrono::seconds kOpenPause{2};
+
+std::ios::openmode BinaryFlag(bool textMode) {
+    return textMode ? std::ios::openmode{} : std::ios::binary;
+}
+
+std::shared_ptr<std::ifstream> MakeInputFile() {
+    try {
+        return std::make_shared<InputFile>();
+    } catch (const std::bad_alloc&) {
+        throw std::runtime_error(messages::kInputNotOpened);
+    }
+}
+
+}  // namespace
+
+POStreamFileIO::POStreamFileIO(bool inTextMode, const std::string& fileName,
+                               OutputCloser closeCallback)
+    : POStreamIO(inTextMode, fileName, std::move(closeCallback)) {}
+
+POStreamFileIO::POStreamFileIO(bool inTextMode, const std::string& fileName,
+                               InputPreparer readCallback)
+    : POStreamIO(inTextMode, fileName, std::move(readCallback)) {
+    CloseCallback = &POStreamFileIO::CloseOutputFile;
+}
+
+void POStreamFileIO::CloseOutputFile(const std::string&, std::ostream* stream) {
+    auto* file = dynamic_cast<std::ofstream*>(stream);  // a placeholder is not a file
+    if (file != nullptr && file->is_open()) file->close();
+}
+
+void POStreamFileIO::Open(EDirection direction, int mode) {
+    if (direction == eRead) OpenForReading();
+    if (direction == eWrite) OpenForWriting(mode == 1);
+}
+
+void POStreamFileIO::OpenForReading() {
+    ReadCallback(identifier);
+    auto file = MakeInputFile();
+    platform::OpenShared(*file, identifier, std::ios::in | BinaryFlag(IsTextMode()));
+    // Some systems open a directory and fail only when it is read.
+    std::error_code ignored;
+    if (std::filesystem::is_directory(identifier, ignored)) file->setstate(std::ios::failbit);
+    SetInput(std::move(file));
+}
+
+void POStreamFileIO::OpenForWriting(bool append) {
+    std::error_code missing;
+    existedBefore = std::filesystem::exists(identifier, missing);
+    const auto length = std::filesystem::file_size(identifier, missing);
+    lengthBefore = missing ? kNotRestorable : static_cast<std::int64_t>(length);
+
+    const auto mode =
+        std::ios::out | BinaryFlag(IsTextMode()) | (append ? std::ios::app : std::ios::openmode{});
+    for (int attempt = 1;; ++attempt) {
+        auto file = std::make_shared<OutputFile>();
+        platform::OpenShared(*file, identifier, mode);
+        SetOutput(file);
+        if (file->is_open() && !file->fail()) break;
+        if (attempt == kOpenAttempts) throw std::runtime_error(messages::kOutputNotOpened);
+        Pause(kOpenPause);
+    }
+    // From here on a failing write raises at once, not at the check of the next one.
+    Output()->exceptions(std::ios::badbit | std::ios::failbit | std::ios::eofbit);
+    if (append) Output()->seekp(0, std::ios::end);
+    if (!append) lengthBefore = kNotRestorable;
+}
+
+void POStreamFileIO::Close() {
+    class ReleaseSide {
+    public:
+        explicit ReleaseSide(POStreamFileIO& owner) : stream(owner) {}
+        ~ReleaseSide() { stream.POStreamIO::Close(); }
+        ReleaseSide(const ReleaseSide&) = delete;
+        ReleaseSide& operator=(const ReleaseSide&) = delete;
+
+    private:
+        POStreamFileIO& stream;
+    };
+    const ReleaseSide releaseWhateverHappens(*this);
+
+    if (IsWriting()) CloseCallback(identifier, Output().get());
+    if (auto* file = dynamic_cast<std::ifstream*>(Input().get()); file && file->is_open())
+        file->close();
+}
+
+void POStreamFileIO::AbandonOutput() noexcept {
+    try {
+        if (Output()) {
+            Output()->exceptions(std::ios::goodbit);
+            CloseOutputFile(identifier, Output().get());
+            SetOutput(nullptr);
+        }
+        std::error_code ignored;
+        if (!existedBefore) std::filesystem::remove(identifier, ignored);
+        if (lengthBefore == kNotRestorable) return;
+        const auto length = static_cast<std::uintmax_t>(lengthBefore);
+        if (std::filesystem::file_size(identifier, ignored) > length && !ignored)
+            std::filesystem::resize_file(identifier, length, ignored);
+    } catch (const std::exception&) {
+        // The commit has failed already and says why; there is nothing better to report.
+    }
+}
+
+bool POStreamFileIO::TryDestroy() const {
+    try {
+        if (identifier.empty()) throw std::runtime_error(messages::kNoIdentifier);
+        return !FileExists(identifier) || RemoveFile(identifier);
+    } catch (const std::exception&) {
+        return false;  // counts as a failed attempt
+    }
+}
+
+void POStreamFileIO::Destroy() {
+    for (int attempt = 0; attempt < retryCount; ++attempt) {
+        if (TryDestroy()) return;
+        Pause(PauseFromSeconds(retryInterval));
+    }
+    if (Exists()) throw std::runtime_error(messages::kNotDestroyed);
+}
+
+bool POStreamFileIO::Exists() {
+    return FileExists(identifier);
+}
+
+// Neither positioning makes the read check: both work at the end of the input.
+void POStreamFileIO::Seek(std::uint64_t position) {
+    const std::streampos target(static_cast<std::streamoff>(position));
+    if (Input() && Input()->rdbuf())
+        Input()->seekg(target);
+    else if (Output() && Output()->rdbuf())
+        Output()->seekp(target);
+    else
+        throw std::runtime_error(messages::kNoStreamOpen);
+}
+
+std::uint64_t POStreamFileIO::Tell() {
+    const auto offset = [](std::streambuf& buffer, std::ios::openmode side) {
+        return static_cast<std::uint64_t>(
+            static_cast<std::streamoff>(buffer.pubseekoff(0, std::ios::cur, side)));
+    };
+    if (Input() && Input()->rdbuf()) return offset(*Input()->rdbuf(), std::ios::in);
+    if (Output() && Output()->rdbuf()) return offset(*Output()->rdbuf(), std::ios::out);
+    throw std::runtime_error(messages::kNoStreamOpen);
+}
+
+#define FIELDSTORE_DEFINE_SEQUENCE(...)                                                    \
+    void POStreamFileIO::Read(__VA_ARGS__& value) {                                        \
+        ReadContainer(*this, value);                                                       \
+    }                                                                                      \
+    void POStreamFileIO::Write(const __VA_ARGS__& value, int perLine,                      \
+                               const std::string& separator, const std::string& lineEnd) { \
+        WriteContainer(*this, value, perLine, separator, lineEnd);                         \
+    }
+#define FIELDSTORE_DEFINE_PAIR(...)                                                         \
+    void POStreamFileIO::Read(__VA_ARGS__& value) {                                         \
+        ReadContainer(*this, value);                                                        \
+    }                                                                                       \
+    void POStreamFileIO::Write(const __VA_ARGS__& value, const std::string& firstSeparator, \
+                               const std::string& secondSeparator) {                        \
+        WriteContainer(*this, value, firstSeparator, secondSeparator);                      \
+    }
+FIELDSTORE_CONTAINER_TYPES(FIELDSTORE_DEFINE_SEQUENCE, FIELDSTORE_DEFINE_PAIR)
+#undef FIELDSTORE_DEFINE_SEQUENCE
+#undef FIELDSTORE_DEFINE_PAIR

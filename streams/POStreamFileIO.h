@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_POSTREAMFILEIO_H
+#define FIELDSTORE_POSTREAMFILEIO_H
+
+#include "streams/POStreamIO.h"
+
+/// The typed stream over one file, whose path is the identifier.
+///
+/// Final, so that the containers' calls for their parts are resolved at compile time.
+class POStreamFileIO final : public POStreamIO {
+public:
+    /// For writing: `closeCallback` is the only thing that closes the output file.
+    POStreamFileIO(bool inTextMode, const std::string& fileName, OutputCloser closeCallback);
+    /// For reading: `readCallback` runs before the file is opened and may prepare it. Should the
+    /// stream write all the same, it closes the output file itself.
+    POStreamFileIO(bool inTextMode, const std::string& fileName, InputPreparer readCallback);
+
+    /// Closes the file behind an output stream, through its standard interface. A failing flush or
+    /// close sets the stream's fail state, which raises std::ios_base::failure for streams that
+    /// Open() made.
+    static void CloseOutputFile(const std::string& fileName, std::ostream* stream);
+
+    void Open(EDirection direction, int mode) override;
+    void Close() override;
+    void Destroy() override;
+    using POStreamIO::Seek;
+    void Seek(std::uint64_t position) override;
+    bool Exists() override;
+    std::uint64_t Tell() override;
+
+    /// Takes back what was written since the output was last opened: closes it, whatever state it
+    /// is in, and gives a file that was opened for appending the length it had. A file that the
+    /// opening created is removed. A file that was opened for replacing stays cut off.
+    void AbandonOutput() noexcept;
+
+    using POStreamIO::Read;
+    using POStreamIO::Write;
+#define FIELDSTORE_DECLARE_SEQUENCE(...)                                            \
+    void Read(__VA_ARGS__& value) override;                                         \
+    void Write(const __VA_ARGS__& value, int perLine, const std::string& separator, \
+               const std::string& lineEnd) override;
+#define FIELDSTORE_DECLARE_PAIR(...)                                        \
+    void Read(__VA_ARGS__& value) override;                                 \
+    void Write(const __VA_ARGS__& value, const std::string& firstSeparator, \
+               const std::string& secondSeparator) override;
+    FIELDSTORE_CONTAINER_TYPES(FIELDSTORE_DECLARE_SEQUENCE, FIELDSTORE_DECLARE_PAIR)
+#undef FIELDSTORE_DECLARE_SEQUENCE
+#undef FIELDSTORE_DECLARE_PAIR
+
+private:
+    void OpenForReading();
+    void OpenForWriting(bool append);
+    bool TryDestroy() const;
+
+    int retryCount = 200;        // attempts of Destroy()
+    double retryInterval = 0.1;  // seconds between them
+
+    /// What AbandonOutput() goes back to; -1: no regular file that could be restored.
+    static constexpr std::int64_t kNotRestorable = -1;
+    std::int64_t lengthBefore = kNotRestorable;
+    bool existedBefore = true;
+};
+
+#endif

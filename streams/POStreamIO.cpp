@@ -1,0 +1,286 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "streams/POStreamIO.h"
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include "streams/ContainerEncoding.h"
+#include "streams/NumberText.h"
+#include "streams/StreamMessages.h"
+
+static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8,
+              "fieldstore files hold IEEE-754 double precision values.");
+static_assert(sizeof(int) == 4 && sizeof(std::complex<double>) == 16,
+              "Values go to the stream as they lie in memory.");
+
+using namespace fieldstore;
+
+namespace {
+
+// A text number is at most 24 characters; a complex number is two of them and a space. A separator
+// of one character fits behind.
+constexpr std::size_t kTextCapacity = 64;
+
+// Digits after which a text double is cut.
+constexpr int kTextPrecision = 16;
+
+char* FormatText(char* out, char* end, const std::complex<double>& value) {
+    out = FormatNumber(out, end, value.real());
+    *out++ = ' ';
+    return FormatNumber(out, end, value.imag());
+}
+
+char* FormatText(char* out, char*, char value) {
+    *out = value;
+    return out + 1;
+}
+
+template <typename T>
+char* FormatText(char* out, char* end, T value) {
+    return FormatNumber(out, end, value);
+}
+
+void ParseText(std::istream& source, std::complex<double>& value) {
+    double real = value.real();
+    double imaginary = value.imag();
+    ParseNumber(source, real);
+    ParseNumber(source, imaginary);
+    value = {real, imaginary};
+}
+
+void ParseText(std::istream& source, char& value) {
+    source >> value;
+}
+
+template <typename T>
+void ParseText(std::istream& source, T& value) {
+    ParseNumber(source, value);
+}
+
+template <typename T>
+constexpr bool kHasPrecision = std::is_same_v<T, double> || std::is_same_v<T, std::complex<double>>;
+
+}  // namespace
+
+POStreamIO::POStreamIO(bool inTextMode, const std::string& name, OutputCloser closeCallback)
+    : identifier(name),
+      CloseCallback(std::move(closeCallback)),
+      ReadCallback([](const std::string&) {}),
+      textMode(inTextMode) {
+    SetOutput(std::make_shared<std::iostream>(nullptr));
+}
+
+POStreamIO::POStreamIO(bool inTextMode, const std::string& name, InputPreparer readCallback)
+    : identifier(name),
+      CloseCallback([](const std::string&, std::ostream*) {}),
+      ReadCallback(std::move(readCallback)),
+      textMode(inTextMode) {
+    SetInput(std::make_shared<std::iostream>(nullptr));
+}
+
+void POStreamIO::SetInput(std::shared_ptr<std::istream> stream) {
+    inputBuffer = stream ? stream->rdbuf() : nullptr;
+    input = std::move(stream);
+}
+
+void POStreamIO::SetOutput(std::shared_ptr<std::ostream> stream) {
+    outputBuffer = stream ? stream->rdbuf() : nullptr;
+    output = std::move(stream);
+}
+
+void POStreamIO::Close() {
+    if (IsReading()) return SetInput(nullptr);
+    SetOutput(nullptr);
+}
+
+bool POStreamIO::IsGood() {
+    if (input) return !input->fail();
+    return output && !output->fail();
+}
+
+bool POStreamIO::IsValid() {
+    try {
+        if (input)
+            CheckInput();
+        else
+            CheckOutput();
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+// The copy of the pointer keeps the stream alive should something close this object meanwhile.
+std::shared_ptr<std::istream> POStreamIO::CheckedInput() const {
+    auto source = input;
+    if (!source || !source->good()) throw std::runtime_error(messages::kBadStreamState);
+    source->peek();
+    if (source->eof()) throw std::runtime_error(messages::kEndOfFile);
+    return source;
+}
+
+std::shared_ptr<std::ostream> POStreamIO::CheckedOutput() const {
+    auto target = output;
+    if (!target || !target->good()) throw std::runtime_error(messages::kBadStreamState);
+    return target;
+}
+
+void POStreamIO::CheckInput() const {
+    const bool inArea = inputBuffer && input->good() && BufferArea::Readable(*inputBuffer) != 0;
+    if (!inArea) CheckedInput();
+}
+
+void POStreamIO::CheckOutput() const {
+    if (!output || !output->good()) throw std::runtime_error(messages::kBadStreamState);
+}
+
+std::streampos POStreamIO::GetPosition() {
+    return CheckedInput()->tellg();
+}
+
+void POStreamIO::Seek(std::streampos position) {
+    CheckedInput()->seekg(position);
+}
+
+void POStreamIO::ReadRaw(void* target, std::uint64_t count) {
+    if (count <= BufferArea::kLargestCopy && TakeBytes(target, static_cast<std::size_t>(count)))
+        return;
+    CheckedInput()->read(static_cast<char*>(target), static_cast<std::streamsize>(count));
+}
+
+void POStreamIO::WriteRaw(const void* bytes, std::uint64_t count) {
+    if (count <= BufferArea::kLargestCopy && PutBytes(bytes, static_cast<std::size_t>(count)))
+        return;
+    CheckedOutput()->write(static_cast<const char*>(bytes), static_cast<std::streamsize>(count));
+}
+
+template <typename T>
+void POStreamIO::ReadValueSlowly(T& value) {
+    const auto source = CheckedInput();
+    if (textMode) return ParseText(*source, value);
+    source->read(reinterpret_cast<char*>(&value), sizeof value);
+}
+
+template <typename T>
+void POStreamIO::WriteValueSlowly(const T& value, const std::string& separator) {
+    if (!textMode) return WriteRaw(&value, sizeof value);
+    CheckOutput();
+    if (kHasPrecision<T> && output->precision() != kTextPrecision)
+        output->precision(kTextPrecision);
+    char text[kTextCapacity];
+    char* end = FormatText(text, text + kTextCapacity, value);
+    if (separator.size() == 1) *end++ = separator.front();
+    WriteRaw(text, static_cast<std::uint64_t>(end - text));
+    if (separator.size() > 1) WriteRaw(separator.data(), separator.size());
+}
+
+// Unlike ReadRaw without a read check: bytes that belong to a value already begun.
+void POStreamIO::ReadRest(char* target, std::uint64_t count) {
+    if (count == 0 || (count <= BufferArea::kLargestCopy && TakeBytes(target, count))) return;
+    if (const auto source = input) source->read(target, static_cast<std::streamsize>(count));
+}
+
+// The header calls them, and a final class inlines the header.
+#define FIELDSTORE_INSTANTIATE(Type)                        \
+    template void POStreamIO::ReadValueSlowly<Type>(Type&); \
+    template void POStreamIO::WriteValueSlowly<Type>(const Type&, const std::string&);
+FIELDSTORE_INSTANTIATE(std::complex<double>)
+FIELDSTORE_INSTANTIATE(double)
+FIELDSTORE_INSTANTIATE(std::int64_t)
+FIELDSTORE_INSTANTIATE(std::uint64_t)
+FIELDSTORE_INSTANTIATE(unsigned int)
+FIELDSTORE_INSTANTIATE(int)
+FIELDSTORE_INSTANTIATE(char)
+#undef FIELDSTORE_INSTANTIATE
+
+void POStreamIO::Read(char* buffer, std::int64_t count) {
+    std::uint64_t written = 0;
+    ReadRaw(&written, sizeof written);
+    if (written != static_cast<std::uint64_t>(count))
+        throw std::runtime_error(messages::kBlockSizeMismatch);
+    ReadRest(buffer, written);
+}
+
+void POStreamIO::Write(const char* buffer, std::uint64_t count) {
+    WriteRaw(&count, sizeof count);
+    if (count != 0) WriteRaw(buffer, count);
+}
+
+void POStreamIO::Read(std::string& value, const std::string& terminator, int maxLength) {
+    const int limit = maxLength < 0 ? kMaxStringLength : std::min(maxLength, kMaxStringLength);
+    if (!textMode) return ReadBinaryString(value, limit);
+    if (terminator.size() != 1) throw std::runtime_error(messages::kBadTerminator);
+    ReadTextString(value, terminator.front(), limit);
+}
+
+void POStreamIO::ReadBinaryString(std::string& value, int limit) {
+    int length = 0;
+    Read(length);
+    if (length < 0 || length > limit) throw std::runtime_error(messages::kBadCharacterCount);
+    std::string text(static_cast<std::size_t>(length), '\0');
+    ReadRest(text.data(), text.size());
+    value = text.c_str();
+}
+
+void POStreamIO::ReadTextString(std::string& value, char terminator, int limit) {
+    std::string text;
+    for (;;) {
+        const auto source = CheckedInput();
+        const char next = static_cast<char>(source->get());
+        text.push_back(next);
+        if (text.size() > static_cast<std::size_t>(limit))
+            throw std::runtime_error(messages::kBadCharacterCount);
+        if (next == terminator) break;
+    }
+    text.back() = '\0';
+    value = text.c_str();
+}
+
+void POStreamIO::Write(const std::string& value, const std::string& separator) {
+    if (!textMode) {
+        const int length = static_cast<int>(value.size());
+        Write(length, separator);
+        if (length > 0) WriteRaw(value.data(), static_cast<std::uint64_t>(length));
+        return;
+    }
+    WriteRaw(value.data(), value.size());
+    WriteRaw(separator.data(), separator.size());
+}
+
+std::uint64_t POStreamIO::RemainingInput() {
+    constexpr auto unknown = std::numeric_limits<std::uint64_t>::max();
+    if (inputBuffer == nullptr) return 0;
+    const std::streamoff here = inputBuffer->pubseekoff(0, std::ios::cur, std::ios::in);
+    if (here < 0) return unknown;
+    const std::streamoff end = inputBuffer->pubseekoff(0, std::ios::end, std::ios::in);
+    inputBuffer->pubseekpos(here, std::ios::in);
+    return end < here ? unknown : static_cast<std::uint64_t>(end - here);
+}
+
+void POStreamIO::SkipWhiteSpace() {
+    if (inputBuffer == nullptr) return;
+    const auto isSpace = [](int c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    while (input->good() && isSpace(input->peek())) input->get();
+}
+
+#define FIELDSTORE_DEFINE_SEQUENCE(...)                                                         \
+    void POStreamIO::Read(__VA_ARGS__& value) {                                                 \
+        ReadContainer(*this, value);                                                            \
+    }                                                                                           \
+    void POStreamIO::Write(const __VA_ARGS__& value, int perLine, const std::string& separator, \
+                           const std::string& lineEnd) {                                        \
+        WriteContainer(*this, value, perLine, separator, lineEnd);                              \
+    }
+#define FIELDSTORE_DEFINE_PAIR(...)                                                     \
+    void POStreamIO::Read(__VA_ARGS__& value) {                                         \
+        ReadContainer(*this, value);                                                    \
+    }                                                                                   \
+    void POStreamIO::Write(const __VA_ARGS__& value, const std::string& firstSeparator, \
+                           const std::string& secondSeparator) {                        \
+        WriteContainer(*this, value, firstSeparator, secondSeparator);                  \
+    }
+FIELDSTORE_CONTAINER_TYPES(FIELDSTORE_DEFINE_SEQUENCE, FIELDSTORE_DEFINE_PAIR)
+#undef FIELDSTORE_DEFINE_SEQUENCE
+#undef FIELDSTORE_DEFINE_PAIR

@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_POSTREAMIO_H
+#define FIELDSTORE_POSTREAMIO_H
+
+#include <complex>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "fieldstore/IStreamer.h"
+#include "streams/BufferArea.h"
+#include "streams/ContainerTypes.h"
+
+// Values go to the stream as they lie in memory.
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
+#error "fieldstore files are little-endian; this host is not."
+#endif
+
+/// Everything about a typed stream that does not depend on where its bytes live: the primitive and
+/// container encodings and their checks, over a standard input and a standard output stream.
+///
+/// A stream is reading when its input is set, writing when its output is set. The constructors set
+/// one side to a placeholder without a buffer, so that a new stream has a direction but is not
+/// good; the storage class replaces the placeholder in Open().
+class POStreamIO : public IStreamer {
+public:
+    using OutputCloser = std::function<void(const std::string& identifier, std::ostream* stream)>;
+    using InputPreparer = std::function<void(const std::string& identifier)>;
+
+    /// The longest string that can be read, in bytes.
+    static constexpr int kMaxStringLength = 10000;
+
+    POStreamIO(bool inTextMode, const std::string& name, OutputCloser closeCallback);
+    POStreamIO(bool inTextMode, const std::string& name, InputPreparer readCallback);
+
+    std::streampos GetPosition() override;
+    void Close() override;
+    std::string GetIdentifier() override { return identifier; }
+    bool IsGood() override;
+    bool IsReading() override { return input != nullptr; }
+    bool IsWriting() override { return output != nullptr; }
+    void CloseInput() override { Close(); }
+    void OpenInput() override { Open(eRead, 0); }
+    void CloseOutput() override { Close(); }
+    void OpenOutput(int mode) override { Open(eWrite, mode); }
+    using IStreamer::Seek;
+    void Seek(std::streampos position) override;
+    void SetTextMode(bool inTextMode) override { textMode = inTextMode; }
+    bool IsValid() override;
+    bool IsTextMode() override { return textMode; }
+
+#define FIELDSTORE_DECLARE_SEQUENCE(...)                                            \
+    void Read(__VA_ARGS__& value) override;                                         \
+    void Write(const __VA_ARGS__& value, int perLine, const std::string& separator, \
+               const std::string& lineEnd) override;
+#define FIELDSTORE_DECLARE_PAIR(...)                                        \
+    void Read(__VA_ARGS__& value) override;                                 \
+    void Write(const __VA_ARGS__& value, const std::string& firstSeparator, \
+               const std::string& secondSeparator) override;
+    FIELDSTORE_CONTAINER_TYPES(FIELDSTORE_DECLARE_SEQUENCE, FIELDSTORE_DECLARE_PAIR)
+#undef FIELDSTORE_DECLARE_SEQUENCE
+#undef FIELDSTORE_DECLARE_PAIR
+
+    void Read(std::string& value, const std::string& terminator, int maxLength) override;
+    void Read(char* buffer, std::int64_t count) override;
+    void Read(std::complex<double>& value) override {
+        ReadValue(value);
+    }
+    void Read(double& value) override {
+        ReadValue(value);
+    }
+    void Read(std::int64_t& value) override {
+        ReadValue(value);
+    }
+    void Read(std::uint64_t& value) override {
+        ReadValue(value);
+    }
+    void Read(unsigned int& value) override {
+        ReadValue(value);
+    }
+    void Read(int& value) override {
+        ReadValue(value);
+    }
+    void Read(char& value) override {
+        ReadValue(value);
+    }
+
+    void Write(const char* buffer, std::uint64_t count) override;
+    void Write(const std::string& value, const std::string& separator) override;
+    void Write(const std::complex<double>& value, const std::string& separator) override {
+        WriteValue(value, separator);
+    }
+    void Write(const double& value, const std::string& separator) override {
+        WriteValue(value, separator);
+    }
+    void Write(std::int64_t value, const std::string& separator) override {
+        WriteValue(value, separator);
+    }
+    void Write(std::uint64_t value, const std::string& separator) override {
+        WriteValue(value, separator);
+    }
+    void Write(unsigned int value, const std::string& separator) override {
+        WriteValue(value, separator);
+    }
+    void Write(int value, const std::string& separator) override {
+        WriteValue(value, separator);
+    }
+    void Write(char value, const std::string& separator) override {
+        WriteValue(value, separator);
+    }
+
+    // The operations below are not part of IStreamer; containers and the object layer use them.
+
+    /// Raises what a read would raise; consumes nothing.
+    void CheckInput() const;
+    /// Raises what a write would raise.
+    void CheckOutput() const;
+    /// Read check, then `count` bytes straight into `target`, in either mode.
+    void ReadRaw(void* target, std::uint64_t count);
+    /// Write check, then `count` bytes, in either mode.
+    void WriteRaw(const void* bytes, std::uint64_t count);
+
+    /// The bytes between the input's position and its end; the largest value when that cannot be
+    /// found out.
+    std::uint64_t RemainingInput();
+    /// Consumes white space without failing at the end of the input.
+    void SkipWhiteSpace();
+
+    /// Lets an empty raw vector be read at the very end of the input, where the read check would
+    /// raise. Persistent objects need it: what they wrote last may be an empty vector.
+    void AcceptEmptyVectorAtEnd() {
+        emptyVectorAtEnd = true;
+    }
+    /// Whether the elements of a vector whose count was just read need no read at all.
+    bool EndsWithEmptyVector(std::uint64_t count) const {
+        return emptyVectorAtEnd && count == 0 && input && input->good();
+    }
+
+protected:
+    void SetInput(std::shared_ptr<std::istream> stream);
+    void SetOutput(std::shared_ptr<std::ostream> stream);
+    const std::shared_ptr<std::istream>& Input() const {
+        return input;
+    }
+    const std::shared_ptr<std::ostream>& Output() const {
+        return output;
+    }
+
+    std::string identifier;
+    OutputCloser CloseCallback;
+    InputPreparer ReadCallback;
+
+private:
+    template <typename T>
+    void ReadValue(T& value) {
+        if (!textMode && TakeBytes(&value, sizeof value)) return;
+        ReadValueSlowly(value);
+    }
+    template <typename T>
+    void WriteValue(const T& value, const std::string& separator) {
+        if (!textMode && PutBytes(&value, sizeof value)) return;
+        WriteValueSlowly(value, separator);
+    }
+    template <typename T>
+    void ReadValueSlowly(T& value);
+    template <typename T>
+    void WriteValueSlowly(const T& value, const std::string& separator);
+
+    /// Takes bytes that are already in the get area of a good input, where the read check cannot
+    /// raise; returns false otherwise.
+    bool TakeBytes(void* target, std::size_t count) {
+        if (inputBuffer == nullptr || !input->good()) return false;
+        if (fieldstore::BufferArea::Readable(*inputBuffer) < count || count == 0) return false;
+        std::memcpy(target, fieldstore::BufferArea::ReadPosition(*inputBuffer), count);
+        fieldstore::BufferArea::Consume(*inputBuffer, count);
+        return true;
+    }
+    /// Puts bytes for which the put area of a good output has room; returns false otherwise.
+    bool PutBytes(const void* bytes, std::size_t count) {
+        if (outputBuffer == nullptr || !output->good()) return false;
+        if (fieldstore::BufferArea::Writable(*outputBuffer) < count) return false;
+        fieldstore::BufferArea::Append(*outputBuffer, bytes, count);
+        return true;
+    }
+    std::shared_ptr<std::istream> CheckedInput() const;
+    std::shared_ptr<std::ostream> CheckedOutput() const;
+    void ReadRest(char* target, std::uint64_t count);
+    void ReadBinaryString(std::string& value, int limit);
+    void ReadTextString(std::string& value, char terminator, int limit);
+
+    bool textMode;
+    bool emptyVectorAtEnd = false;
+    std::shared_ptr<std::istream> input;
+    std::shared_ptr<std::ostream> output;
+    // The buffers of the two streams, null for a placeholder; kept beside them for speed.
+    std::streambuf* inputBuffer = nullptr;
+    std::streambuf* outputBuffer = nullptr;
+};
+
+#endif

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_POWINDOWSFILELOCKER_H
+#define FIELDSTORE_POWINDOWSFILELOCKER_H
+
+#include "streams/POFileLocker.h"
+
+/// The marker-file lock on the platform's atomic create-if-absent: whoever creates the marker holds
+/// the lock, and its existence is the lock. Nothing is kept in the process, so the marker of a
+/// process that died stays until it is removed. The name dates from the first platform; the
+/// protocol is the same on all.
+class POWindowsFileLocker : public POFileLocker {
+public:
+    using POFileLocker::POFileLocker;
+
+    /// Makes one attempt less than the retry count, each failed one followed by a pause.
+    void Lock() override;
+    void UnlockIfLocked() override;
+    /// An absent marker is a released lock.
+    void Unlock() override;
+
+private:
+    bool TryUnlock() const;
+};
+
+#endif
