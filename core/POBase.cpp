@@ -331,7 +331,11 @@ bool POBase::HasAnotherBody() {
 
 void POBase::RequireIntactBody() {
     // A value that was cut short shows only here: the read that met the end raised nothing.
-    RequireGoodStream();
+    IStreamer& input = RequireGoodStream();
+    // A number that touches the end may have lost digits.
+    const auto* typed = dynamic_cast<const POStreamIO*>(&input);
+    if (typed != nullptr && typed->NumberMetEnd())
+        throw std::runtime_error(messages::kBadStream);
 }
 
 // ---- version line ----

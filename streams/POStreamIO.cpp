@@ -82,6 +82,7 @@ POStreamIO::POStreamIO(bool inTextMode, const std::string& name, InputPreparer r
 
 void POStreamIO::SetInput(std::shared_ptr<std::istream> stream) {
     inputBuffer = stream ? stream->rdbuf() : nullptr;
+    numberMetEnd = false;
     input = std::move(stream);
 }
 
@@ -159,7 +160,11 @@ void POStreamIO::WriteRaw(const void* bytes, std::uint64_t count) {
 template <typename T>
 void POStreamIO::ReadValueSlowly(T& value) {
     const auto source = CheckedInput();
-    if (textMode) return ParseText(*source, value);
+    if (textMode) {
+        ParseText(*source, value);
+        numberMetEnd = source->eof();
+        return;
+    }
     source->read(reinterpret_cast<char*>(&value), sizeof value);
 }
 

@@ -130,6 +130,10 @@ public:
     /// Consumes white space without failing at the end of the input.
     void SkipWhiteSpace();
 
+    /// Whether a number in text mode reached to the very end of the input, where a whole one is
+    /// followed by its separator.
+    bool NumberMetEnd() const { return numberMetEnd; }
+
     /// Lets an empty raw vector be read at the very end of the input, where the read check would
     /// raise. Persistent objects need it: what they wrote last may be an empty vector.
     void AcceptEmptyVectorAtEnd() {
@@ -194,6 +198,7 @@ private:
 
     bool textMode;
     bool emptyVectorAtEnd = false;
+    bool numberMetEnd = false;
     std::shared_ptr<std::istream> input;
     std::shared_ptr<std::ostream> output;
     // The buffers of the two streams, null for a placeholder; kept beside them for speed.
