@@ -231,7 +231,7 @@ void POBase::TakeLock() {
     lockHeld = true;
 }
 
-void POBase::OnLock(std::shared_ptr<ILocker>) {}
+void POBase::OnLock(std::shared_ptr<ILocker> /*lockToTake*/) {}  // NOLINT: fixed signature
 
 void POBase::EndWrite() {
     try {

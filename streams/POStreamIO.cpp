@@ -152,6 +152,7 @@ void POStreamIO::ReadRaw(void* target, std::uint64_t count) {
 }
 
 void POStreamIO::WriteRaw(const void* bytes, std::uint64_t count) {
+    if (count == 0) return CheckOutput();  // an empty vector has no address to copy from
     if (count <= BufferArea::kLargestCopy && PutBytes(bytes, static_cast<std::size_t>(count)))
         return;
     CheckedOutput()->write(static_cast<const char*>(bytes), static_cast<std::streamsize>(count));
@@ -226,7 +227,7 @@ void POStreamIO::ReadBinaryString(std::string& value, int limit) {
     if (length < 0 || length > limit) throw std::runtime_error(messages::kBadCharacterCount);
     std::string text(static_cast<std::size_t>(length), '\0');
     ReadRest(text.data(), text.size());
-    value = text.c_str();
+    value = text.substr(0, text.find('\0'));
 }
 
 void POStreamIO::ReadTextString(std::string& value, char terminator, int limit) {
@@ -239,8 +240,8 @@ void POStreamIO::ReadTextString(std::string& value, char terminator, int limit) 
             throw std::runtime_error(messages::kBadCharacterCount);
         if (next == terminator) break;
     }
-    text.back() = '\0';
-    value = text.c_str();
+    text.pop_back();
+    value = text.substr(0, text.find('\0'));
 }
 
 void POStreamIO::Write(const std::string& value, const std::string& separator) {

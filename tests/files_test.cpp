@@ -184,7 +184,9 @@ TEST(FileStream, ReadsLargeVectorsOfAllKinds) {
 
 // ---- locks ----
 
-std::string LockName() { return "Lock"; }
+std::string LockName() {
+    return "Lock";
+}
 
 TEST(FileLock, IsAnEmptyMarkerThatShutsOthersOut) {
     const support::TempDirectory directory;
@@ -216,8 +218,8 @@ TEST(FileLock, FollowsItsRetryPolicy) {
         std::int64_t microseconds;
     };
     constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
-    const Case cases[] = {{0.01, 3, 2, 20'000},   {0.1, 1, 0, 0},  {0.1, 0, 0, 0},
-                          {0.0000009, 5, 0, 0},   {-1.0, 4, 0, 0}, {kNotANumber, 4, 0, 0},
+    const Case cases[] = {{0.01, 3, 2, 20'000},        {0.1, 1, 0, 0},  {0.1, 0, 0, 0},
+                          {0.0000009, 5, 0, 0},        {-1.0, 4, 0, 0}, {kNotANumber, 4, 0, 0},
                           {1e300, 2, 1, 3'600'000'000}};
     for (const Case& c : cases) {
         const CountedPauses pauses;

@@ -9,7 +9,9 @@ namespace {
 using support::Bytes;
 using support::Raised;
 
-std::vector<char> Block(const std::string& bytes) { return {bytes.begin(), bytes.end()}; }
+std::vector<char> Block(const std::string& bytes) {
+    return {bytes.begin(), bytes.end()};
+}
 
 TEST(Index, BuildsABlockOfFixedSize) {
     POIndex index;
@@ -23,11 +25,11 @@ TEST(Index, BuildsABlockOfFixedSize) {
     index.SetBookmark("b", 258);
     index.SetBookmark("apple", -1);
     EXPECT_EQ(index.BuildIndex(block, -1, 0), 50u);
-    EXPECT_EQ(block, Block(Bytes()
-                               .I32(3).I32(6)
-                               .Text("apple").Zeros(1).I64(-1)
-                               .Text("b").Zeros(5).I64(258)
-                               .Zeros(14)));
+    EXPECT_EQ(
+        block,
+        Block(
+            Bytes().I32(3).I32(6).Text("apple").Zeros(1).I64(-1).Text("b").Zeros(5).I64(258).Zeros(
+                14)));
 
     index.SetBookmark("banana", 0);
     EXPECT_EQ(Raised([&] { index.BuildIndex(block, -1, 0); }), "Bookmark string too long.");

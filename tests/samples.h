@@ -21,9 +21,8 @@ namespace samples {
 
 inline const std::vector<std::string>& ClassNames() {
     static const std::vector<std::string> names{
-        "POModeInfo",        "PODOFMap",          "POCircuitMatrices",
-        "POMeshTree",        "PODOFList",         "POBinaryTree",
-        "POPortCircuitDOFs", "POSolutionMetrics", "POAssemblyInfo"};
+        "POModeInfo",   "PODOFMap",          "POCircuitMatrices", "POMeshTree",    "PODOFList",
+        "POBinaryTree", "POPortCircuitDOFs", "POSolutionMetrics", "POAssemblyInfo"};
     return names;
 }
 
@@ -78,14 +77,16 @@ inline void Fill(IPOBase& object, int variant = 0) {
         metrics->AddNode(2, {1, 0, 0.5}, {1});
         metrics->AddEdge(1 + id, {1, 2});
     } else if (auto* assembly = dynamic_cast<IPOAssemblyInfo*>(&object)) {
-        assembly->AddElements(
-            {5 + static_cast<std::uint64_t>(10 * variant), 7 + static_cast<std::uint64_t>(10 * variant)},
-            [](std::uint64_t handle, std::vector<int>& a, std::vector<int>& b, std::vector<int>& c) {
-                a = {1, 1, 2};
-                b = {static_cast<int>(handle)};
-                c = {4};
-                return handle % 10 == 5 ? -static_cast<int>(handle) : static_cast<int>(handle);
-            });
+        assembly->AddElements({5 + static_cast<std::uint64_t>(10 * variant),
+                               7 + static_cast<std::uint64_t>(10 * variant)},
+                              [](std::uint64_t handle, std::vector<int>& a, std::vector<int>& b,
+                                 std::vector<int>& c) {
+                                  a = {1, 1, 2};
+                                  b = {static_cast<int>(handle)};
+                                  c = {4};
+                                  return handle % 10 == 5 ? -static_cast<int>(handle)
+                                                          : static_cast<int>(handle);
+                              });
     }
 }
 
@@ -131,8 +132,7 @@ inline void Describe(std::ostream& out, IPOSolutionMetrics& metrics) {
     metrics.GetNodeNeighbors(offsets, neighbors);
     metrics.GetEdges(edges);
     for (const auto field : header) out << field << ' ';
-    const auto all =
-        std::tie(entities, values, indices, xyz, ids, offsets, neighbors, edges);
+    const auto all = std::tie(entities, values, indices, xyz, ids, offsets, neighbors, edges);
     std::apply([&out](const auto&... lists) { (Put(out, lists), ...); }, all);
 }
 

@@ -59,13 +59,11 @@ protected:
     std::string File() const { return directory / samples::New(Name())->GetFileName(); }
 };
 
-INSTANTIATE_TEST_SUITE_P(, EveryClass,
-                         testing::Combine(testing::ValuesIn(samples::ClassNames()),
-                                          testing::Bool()),
-                         [](const auto& instance) {
-                             return std::get<0>(instance.param) +
-                                    (std::get<1>(instance.param) ? "Text" : "Binary");
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    , EveryClass, testing::Combine(testing::ValuesIn(samples::ClassNames()), testing::Bool()),
+    [](const auto& instance) {
+        return std::get<0>(instance.param) + (std::get<1>(instance.param) ? "Text" : "Binary");
+    });
 
 TEST_P(EveryClass, LoadsInAnotherProcessWhatWasCommitted) {
     ASSERT_EQ(CommitSample(directory, Name(), WriteType()), 0);
@@ -153,7 +151,8 @@ TEST_P(EveryClass, CopiesItselfAndRefusesOthers) {
     ASSERT_EQ(object->Commit(false), 0);
     const std::string bytes = ReadFile(File());
     EXPECT_EQ(object->CopyFrom(nullptr), 1);
-    EXPECT_EQ(object->CopyFrom(samples::New(Name() == "POMeshTree" ? "PODOFMap" : "POMeshTree")), 1);
+    EXPECT_EQ(object->CopyFrom(samples::New(Name() == "POMeshTree" ? "PODOFMap" : "POMeshTree")),
+              1);
     EXPECT_EQ(object->Commit(false), 0);
     EXPECT_EQ(ReadFile(File()), bytes) << "a refused copy changes nothing";
     EXPECT_EQ(object->CopyFrom(object), 0);
@@ -192,22 +191,24 @@ TEST(EmptyVectors, AtTheEndOfAStorageLoad) {
 // ---- creation ----
 
 TEST(NewInstance, KnowsNineNamesExactly) {
-    const char* fileNames[] = {"modeinfo.dat", "evdofmap.dat", "circuitmatrices.dat",
-                               "evtree.dat",   "file2.dat",    "file1.dat",
+    const char* fileNames[] = {"modeinfo.dat", "evdofmap.dat",     "circuitmatrices.dat",
+                               "evtree.dat",   "file2.dat",        "file1.dat",
                                "file3.dat",    "solutiondata.dat", "assemblyinfo.dat"};
     std::size_t i = 0;
     for (const std::string& name : samples::ClassNames())
         EXPECT_EQ(samples::New(name)->GetFileName(), fileNames[i++]) << name;
     EXPECT_EQ(NewInstance(L"POModeInfo", nullptr), 1);
-    for (const std::wstring& name : {std::wstring(L"POModeInfo "), std::wstring(L"pomodeinfo"),
-                                     std::wstring(), std::wstring(L"POModeInf"),
-                                     std::wstring(L"POModeInfo\0", 11)}) {
+    for (const std::wstring& name :
+         {std::wstring(L"POModeInfo "), std::wstring(L"pomodeinfo"), std::wstring(),
+          std::wstring(L"POModeInf"), std::wstring(L"POModeInfo\0", 11)}) {
         std::shared_ptr<IPOBase> object = samples::New("POMeshTree");
         EXPECT_EQ(NewInstance(name, &object), 0);
         EXPECT_EQ(object, nullptr);
     }
-    EXPECT_EQ(Raised([] { fieldstore::CreateWith<IPOModeInfo>(
-                  [](const std::wstring&, std::shared_ptr<IPOBase>*) { return 0; }); }),
+    EXPECT_EQ(Raised([] {
+                  fieldstore::CreateWith<IPOModeInfo>(
+                      [](const std::wstring&, std::shared_ptr<IPOBase>*) { return 0; });
+              }),
               "Cannot create a POModeInfo object.");
 }
 
@@ -250,9 +251,13 @@ TEST(Storage, KnowsEightTypes) {
 /// A class whose steps a test can watch and make fail.
 class Probe : public POBase {
 public:
-    static constexpr fieldstore::ClassTraits kTraits{
-        "Probe", "probe.dat", fieldstore::kAppending, eReadBinary, eWriteBinary,
-        false,   "Unknown error committing Probe object."};
+    static constexpr fieldstore::ClassTraits kTraits{"Probe",
+                                                     "probe.dat",
+                                                     fieldstore::kAppending,
+                                                     eReadBinary,
+                                                     eWriteBinary,
+                                                     false,
+                                                     "Unknown error committing Probe object."};
 
     Probe() : POBase(kTraits) {}
     ~Probe() override { CommitBeforeDestruction(); }
@@ -271,8 +276,10 @@ protected:
     void SerializeData(IStreamer::EDirection direction) override {
         int stored = value;
         SerializeValue(direction, stored);
-        if (direction == IStreamer::eRead) value += stored;
-        else whileWriting();
+        if (direction == IStreamer::eRead)
+            value += stored;
+        else
+            whileWriting();
     }
 };
 
@@ -401,10 +408,10 @@ TEST(Operations, FollowOneAnotherInAnyOrder) {
         const char* steps;
         int bodies;
     };
-    const Case cases[] = {{"C", 0},     {"wc", 1},     {"wcc", 2},   {"wcl", 1},   {"wclc", 2},
-                          {"wcll", 1},  {"wclcl", 2},  {"rc", 1},    {"rcc", 2},   {"L", 0},
-                          {"Lc", 1},    {"wcrl", 1},   {"wcrlc", 2}, {"wcwl", 1},  {"wcd", 0},
-                          {"wcdC", 0},  {"d", 0},      {"wcdL", 0},  {"wcldwc", 1}, {"wLc", 1},
+    const Case cases[] = {{"C", 0},       {"wc", 1},    {"wcc", 2},   {"wcl", 1},    {"wclc", 2},
+                          {"wcll", 1},    {"wclcl", 2}, {"rc", 1},    {"rcc", 2},    {"L", 0},
+                          {"Lc", 1},      {"wcrl", 1},  {"wcrlc", 2}, {"wcwl", 1},   {"wcd", 0},
+                          {"wcdC", 0},    {"d", 0},     {"wcdL", 0},  {"wcldwc", 1}, {"wLc", 1},
                           {"wcrwclrl", 2}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.steps);
@@ -414,11 +421,20 @@ TEST(Operations, FollowOneAnotherInAnyOrder) {
         for (const char* step = c.steps; *step != '\0'; ++step) {
             int result = 0;
             switch (std::tolower(*step)) {
-                case 'w': result = probe.CreateStorageInterface(IPOBase::eWriteDefault, true); break;
-                case 'r': result = probe.CreateStorageInterface(IPOBase::eReadDefault, false); break;
-                case 'c': probe.value = 5, probe.Change(), result = probe.Commit(false); break;
-                case 'l': result = probe.Load(); break;
-                default: result = probe.DeleteStorage();
+                case 'w':
+                    result = probe.CreateStorageInterface(IPOBase::eWriteDefault, true);
+                    break;
+                case 'r':
+                    result = probe.CreateStorageInterface(IPOBase::eReadDefault, false);
+                    break;
+                case 'c':
+                    probe.value = 5, probe.Change(), result = probe.Commit(false);
+                    break;
+                case 'l':
+                    result = probe.Load();
+                    break;
+                default:
+                    result = probe.DeleteStorage();
             }
             EXPECT_EQ(result != 0, std::isupper(*step) != 0) << step;
             if (result == 0) {
@@ -471,8 +487,8 @@ TEST(VersionLine, IsTakenOnlyWhenItIsOne) {
         return std::string(Bytes().I32(static_cast<int>(line.size())).Text(line)) + body;
     };
     // A body that begins like a version line: length 20, then "!" in the next value.
-    const std::string likeVersion = std::string(Bytes().I32(20)).append("!\1\1\1", 4) +
-                                    TreeBody(0).substr(8);
+    const std::string likeVersion =
+        std::string(Bytes().I32(20)).append("!\1\1\1", 4) + TreeBody(0).substr(8);
     struct Case {
         const char* what;
         std::string content;
@@ -503,16 +519,19 @@ TEST(VersionLine, StandsOnceAtTheStart) {
             const auto object = In(directory, "POSolutionMetrics");
             object->SetVersion("made by us");
             samples::Fill(*object, variant);
-            object->CreateStorageInterface(text ? IPOBase::eWriteText : IPOBase::eWriteBinary, true);
+            object->CreateStorageInterface(text ? IPOBase::eWriteText : IPOBase::eWriteBinary,
+                                           true);
             ASSERT_EQ(object->Commit(false), 0);
         }
         const std::string content = ReadFile(directory / "solutiondata.dat");
-        const std::string line = text ? "!made by us\n" : std::string(Bytes().I32(11)) + "!made by us";
+        const std::string line =
+            text ? "!made by us\n" : std::string(Bytes().I32(11)) + "!made by us";
         EXPECT_EQ(content.substr(0, line.size()), line);
         EXPECT_EQ(content.find("made by us", line.size()), std::string::npos);
         std::string held;
         EXPECT_EQ(LoadIn(directory, "POSolutionMetrics",
-                         text ? IPOBase::eReadText : IPOBase::eReadBinary, held), 0);
+                         text ? IPOBase::eReadText : IPOBase::eReadBinary, held),
+                  0);
     }
     const auto modes = In(directory, "POModeInfo");
     modes->SetVersion("ignored");
@@ -527,19 +546,18 @@ TEST(VersionLine, ThatCouldNotBeReadBackIsRefused) {
         bool binaryFits;
         bool textFits;
     };
-    const Case cases[] = {{std::string(254, 'v'), true, true},
-                          {std::string(255, 'v'), true, false},
-                          {std::string(256, 'v'), false, false},
-                          {"a\nb", true, false},
-                          {std::string("a\0b", 3), false, false},
-                          {"!", true, true}};
+    const Case cases[] = {
+        {std::string(254, 'v'), true, true},    {std::string(255, 'v'), true, false},
+        {std::string(256, 'v'), false, false},  {"a\nb", true, false},
+        {std::string("a\0b", 3), false, false}, {"!", true, true}};
     const TempDirectory directory;
     for (const Case& c : cases) {
         for (const bool text : {false, true}) {
             const auto object = In(directory, "POBinaryTree");
             object->SetVersion(c.text);
             samples::Fill(*object);
-            object->CreateStorageInterface(text ? IPOBase::eWriteText : IPOBase::eWriteBinary, true);
+            object->CreateStorageInterface(text ? IPOBase::eWriteText : IPOBase::eWriteBinary,
+                                           true);
             const bool fits = text ? c.textFits : c.binaryFits;
             WriteFile(directory / "file1.dat", "old");
             EXPECT_EQ(object->Commit(false), fits ? 0 : 1);

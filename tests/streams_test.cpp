@@ -69,10 +69,10 @@ TEST(TextPrimitives, AreWhatTheInsertersGive) {
     };
     EXPECT_EQ(text(0.1), "0.1;");
     EXPECT_EQ(text(1.0 / 3.0), "0.3333333333333333;");
-    const double values[] = {0.0,    -0.0,      1e16,       123456789012345678.0,
-                             1e-5,   5e-324,    -1.5e300,   std::numeric_limits<double>::max(),
-                             1e15,   0.0001,    kInfinity,  -kInfinity,
-                             100.0,  std::nan(""), -std::nan("")};
+    const double values[] = {0.0,   -0.0,         1e16,         123456789012345678.0,
+                             1e-5,  5e-324,       -1.5e300,     std::numeric_limits<double>::max(),
+                             1e15,  0.0001,       kInfinity,    -kInfinity,
+                             100.0, std::nan(""), -std::nan("")};
     for (const double value : values) {
         std::ostringstream expected;
         expected.precision(16);
@@ -110,16 +110,51 @@ void ExpectLikeExtractor(const std::string& text) {
 }
 
 TEST(TextPrimitives, AreReadAsTheExtractorsDo) {
-    const char* texts[] = {"1 ",     " \t\n\v\f\r42 x", "+5 ",     "-5 ",     "--5",    "5",
-                           "007 ",   "0x1f ",           "1e3 ",    "1.5.2 ",  "1e ",    "1e+ ",
-                           ".5 ",    "5. ",             ". ",      "-.5e-2x", "1-2",    "abc",
-                           "   ",    "1e400 ",          "-1e400 ", "1e-400 ", "-1e-400", "12,5 ",
-                           "2147483647 ", "2147483648 ", "-2147483648 ", "-2147483649 ",
-                           "4294967295 ", "4294967296 ", "9223372036854775807 ",
-                           "9223372036854775808 ", "-9223372036854775808 ",
-                           "18446744073709551615 ", "18446744073709551616 ", "99999999999999999999",
-                           "2.2250738585072011e-308 ", "4.9e-324 ", "1.7976931348623157e308 ",
-                           "1E5 ", "1e5e5 ", "+ ", "- ", "+-1 ", "e5 ",
+    const char* texts[] = {"1 ",
+                           " \t\n\v\f\r42 x",
+                           "+5 ",
+                           "-5 ",
+                           "--5",
+                           "5",
+                           "007 ",
+                           "0x1f ",
+                           "1e3 ",
+                           "1.5.2 ",
+                           "1e ",
+                           "1e+ ",
+                           ".5 ",
+                           "5. ",
+                           ". ",
+                           "-.5e-2x",
+                           "1-2",
+                           "abc",
+                           "   ",
+                           "1e400 ",
+                           "-1e400 ",
+                           "1e-400 ",
+                           "-1e-400",
+                           "12,5 ",
+                           "2147483647 ",
+                           "2147483648 ",
+                           "-2147483648 ",
+                           "-2147483649 ",
+                           "4294967295 ",
+                           "4294967296 ",
+                           "9223372036854775807 ",
+                           "9223372036854775808 ",
+                           "-9223372036854775808 ",
+                           "18446744073709551615 ",
+                           "18446744073709551616 ",
+                           "99999999999999999999",
+                           "2.2250738585072011e-308 ",
+                           "4.9e-324 ",
+                           "1.7976931348623157e308 ",
+                           "1E5 ",
+                           "1e5e5 ",
+                           "+ ",
+                           "- ",
+                           "+-1 ",
+                           "e5 ",
                            "0.1000000000000000055511151231257827021181583404541015625 "};
     for (const char* text : texts) {
         ExpectLikeExtractor<int>(text);
@@ -173,12 +208,13 @@ TEST(Strings, KeepTheirLimits) {
         int maxLength;
         bool fits;
     };
-    const Case cases[] = {{false, 256, 256, true},     {false, 257, 256, false},
-                          {false, 10000, -1, true},    {false, 10001, 20000, false},
-                          {true, 255, 256, true},      {true, 256, 256, false},
-                          {true, 9999, 20000, true},   {true, 10000, -5, false}};
+    const Case cases[] = {{false, 256, 256, true},   {false, 257, 256, false},
+                          {false, 10000, -1, true},  {false, 10001, 20000, false},
+                          {true, 255, 256, true},    {true, 256, 256, false},
+                          {true, 9999, 20000, true}, {true, 10000, -5, false}};
     for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.length << " of " << c.maxLength << ", text " << c.text);
+        SCOPED_TRACE(testing::Message()
+                     << c.length << " of " << c.maxLength << ", text " << c.text);
         MemoryStream stream(c.text);
         const std::string value(c.length, 'v');
         stream.OpenContent(stream.Written([&](IStreamer& s) { s.Write(value, "\n"); }));
@@ -211,8 +247,7 @@ TEST(Strings, AreCutAtAZeroByteAndNeedATerminatorOfOneCharacter) {
 TEST(RawBlocks, AreBinaryInEitherModeAndKnowTheirSize) {
     for (const bool text : {false, true}) {
         MemoryStream stream(text);
-        const auto bytes =
-            stream.Written([](IStreamer& s) { s.Write("abcd", std::uint64_t{4}); });
+        const auto bytes = stream.Written([](IStreamer& s) { s.Write("abcd", std::uint64_t{4}); });
         EXPECT_EQ(bytes, std::string(Bytes().I64(4).Text("abcd")));
         char buffer[5] = {};
         stream.OpenContent(bytes);
@@ -276,8 +311,12 @@ template <typename T>
 void Fill(T& value, int& seed) {
     value = static_cast<T>(++seed);
 }
-void Fill(double& value, int& seed) { value = ++seed + 0.5; }
-void Fill(char& value, int& seed) { value = static_cast<char>('a' + ++seed % 26); }
+void Fill(double& value, int& seed) {
+    value = ++seed + 0.5;
+}
+void Fill(char& value, int& seed) {
+    value = static_cast<char>('a' + ++seed % 26);
+}
 void Fill(Complex& value, int& seed) {
     const double real = ++seed;
     value = Complex(real, -real / 4);
@@ -325,9 +364,9 @@ using ContainerTypes = testing::Types<
     set<pair<int, int>>, set<int>, vector<pair<pair<int, Complex>, vector<Complex>>>,
     vector<pair<int, vector<Complex>>>, vector<vector<pair<int, double>>>, vector<vector<Complex>>,
     vector<pair<int, double>>, vector<Complex>, vector<vector<int>>, vector<double>,
-    vector<std::uint64_t>, vector<int>, vector<char>,
-    pair<pair<int, Complex>, vector<Complex>>, pair<int, vector<Complex>>, pair<int, Complex>,
-    pair<int, pair<int, int>>, pair<int, double>, pair<int64, int>, pair<int, int>>;
+    vector<std::uint64_t>, vector<int>, vector<char>, pair<pair<int, Complex>, vector<Complex>>,
+    pair<int, vector<Complex>>, pair<int, Complex>, pair<int, pair<int, int>>, pair<int, double>,
+    pair<int64, int>, pair<int, int>>;
 TYPED_TEST_SUITE(ContainerRoundTrip, ContainerTypes);
 
 template <typename... T>
@@ -384,35 +423,53 @@ TEST(BinaryContainers, HaveCountsAndNoPadding) {
         s.Write(vector<int>(), 1, "", "");
     });
     EXPECT_EQ(bytes, std::string(Bytes()
-                                     .I64(2).F64(1.0).F64(2.0)
-                                     .I64(2).I32(1).F64(1.0).I32(2).F64(2.0)
-                                     .I64(1).I32(5).I64(2).I32(6).I32(7)
-                                     .I32(3).F64(1).F64(2).I64(1).F64(3).F64(4)
-                                     .I64(8).I32(9)
-                                     .I64(2).Text("hi")
+                                     .I64(2)
+                                     .F64(1.0)
+                                     .F64(2.0)
+                                     .I64(2)
+                                     .I32(1)
+                                     .F64(1.0)
+                                     .I32(2)
+                                     .F64(2.0)
+                                     .I64(1)
+                                     .I32(5)
+                                     .I64(2)
+                                     .I32(6)
+                                     .I32(7)
+                                     .I32(3)
+                                     .F64(1)
+                                     .F64(2)
+                                     .I64(1)
+                                     .F64(3)
+                                     .F64(4)
+                                     .I64(8)
+                                     .I32(9)
+                                     .I64(2)
+                                     .Text("hi")
                                      .I64(0)));
 }
 
 TEST(TextContainers, AreLaidOutByLines) {
     const auto text = [](auto write) { return MemoryStream(true).Written(write); };
-    EXPECT_EQ(text([](IStreamer& s) { s.Write(vector<int>{1, 2, 3, 4, 5}, 2, " ", "\n"); }),
+    EXPECT_EQ(text([](IStreamer& s) {
+                  s.Write(vector<int>{1, 2, 3, 4, 5}, 2, " ", "\n");
+              }),
               "5\n1 2\n3 4\n5 ");
     EXPECT_EQ(text([](IStreamer& s) { s.Write(set<int>{2, 1}, -4, " ", "\n"); }), "2\n1\n2\n");
     const map<int, int> numbers{{1, 10}, {2, 20}, {3, 30}};
     EXPECT_EQ(text([&](IStreamer& s) { s.Write(numbers, 1, " ", "\n"); }), "3\n1 10\n2 20\n3 30\n");
-    EXPECT_EQ(text([&](IStreamer& s) { s.Write(numbers, 2, " ", "\n"); }),
-              "3\n1 10\n2 20 3 30\n");
+    EXPECT_EQ(text([&](IStreamer& s) { s.Write(numbers, 2, " ", "\n"); }), "3\n1 10\n2 20 3 30\n");
     const map<int, vector<int>> lists{{1, {7, 8}}, {2, {}}};
     EXPECT_EQ(text([&](IStreamer& s) { s.Write(lists, 2, " ", "\n"); }), "2\n1 2\n7 8\n2\n0\n");
     EXPECT_EQ(text([](IStreamer& s) {
                   s.Write(map<pair<int, int>, vector<double>>{{{1, 2}, {0.5}}}, 1, ",", "\n");
               }),
               "1\n1,2\n1\n0.5\n");
-    EXPECT_EQ(text([](IStreamer& s) {
-                  s.Write(pair<pair<int, Complex>, vector<Complex>>{{1, {2, 3}}, {{4, 5}}}, ",",
-                          ";");
-              }),
-              "1,2 3,1;4 5;");
+    EXPECT_EQ(
+        text([](IStreamer& s) {
+            s.Write(pair<pair<int, Complex>, vector<Complex>>{{1, {2, 3}}, {{4, 5}}}, ",", ";");
+        }),
+        "1,2 3,1;4 5;");
 }
 
 TEST(ContainerReads, KeepOrReplaceExistingContent) {
@@ -443,12 +500,10 @@ TEST(ContainerReads, RefuseCountsAndEnds) {
     vector<int> numbers{1};
     set<int> unique;
     stream.OpenContent(Bytes().I64(10000000001));
-    EXPECT_EQ(Raised([&] { stream.Read(numbers); }),
-              "Bad value count encountered in stream read.");
+    EXPECT_EQ(Raised([&] { stream.Read(numbers); }), "Bad value count encountered in stream read.");
     EXPECT_EQ(numbers, vector<int>{1});
     stream.OpenContent(Bytes().I64(10000000001));
-    EXPECT_EQ(Raised([&] { stream.Read(unique); }),
-              "Bad value count encountered in stream read.");
+    EXPECT_EQ(Raised([&] { stream.Read(unique); }), "Bad value count encountered in stream read.");
     stream.OpenContent(Bytes().I64(0));
     EXPECT_EQ(Raised([&] { stream.Read(numbers); }), "End of file reached;");
     // The largest count that is believed, with few bytes behind it: fails, and in little memory.
@@ -485,9 +540,10 @@ TEST(ContainerReads, GoThroughOverriddenPrimitives) {
         {{1, 2}, {{{3, {4, 5}}, {{6, 7}}}}}};
     Shifting stream(false);
     const auto bytes = stream.Written([&](IStreamer& s) { s.Write(value, 1, "", ""); });
-    EXPECT_EQ(bytes, std::string(Bytes()
-                                     .I64(1).I64(1).I32(102)
-                                     .I64(1).I32(103).F64(4).F64(5).I64(1).F64(6).F64(7)));
+    EXPECT_EQ(
+        bytes,
+        std::string(
+            Bytes().I64(1).I64(1).I32(102).I64(1).I32(103).F64(4).F64(5).I64(1).F64(6).F64(7)));
     stream.OpenContent(bytes);
     auto read = value;
     read.clear();

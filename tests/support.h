@@ -120,8 +120,10 @@ public:
     }
 
     void Open(EDirection direction, int) override {
-        if (direction == eRead) SetInput(std::make_shared<std::istringstream>(content));
-        else SetOutput(written = std::make_shared<std::ostringstream>());
+        if (direction == eRead)
+            SetInput(std::make_shared<std::istringstream>(content));
+        else
+            SetOutput(written = std::make_shared<std::ostringstream>());
     }
     void Destroy() override { content.clear(); }
     using POStreamIO::Seek;

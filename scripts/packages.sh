@@ -1,0 +1,36 @@
+# Sourced by the scripts beside it: installs Debian packages that are missing.
+
+# Names the packages of its arguments that are not installed.
+missing_packages() {
+  local package
+  for package in "$@"; do
+    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' ||
+      printf '%s\n' "$package"
+  done
+}
+
+# Makes sure that the packages of its arguments are there, with sudo when not root.
+need_packages() {
+  local missing as_root=()
+  mapfile -t missing < <(missing_packages "$@")
+  [ ${#missing[@]} -eq 0 ] && return
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || {
+      echo "These Debian packages are missing: ${missing[*]}. Install them as root." >&2
+      exit 1
+    }
+    as_root=(sudo)
+  fi
+  echo "Installing Debian packages: ${missing[*]}" >&2
+  "${as_root[@]}" apt-get update -qq
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# Configures and builds a preset; further arguments go to the configuration.
+build_preset() {
+  local preset=$1
+  shift
+  cmake --preset "$preset" "$@" >/dev/null
+  cmake --build --preset "$preset"
+}
