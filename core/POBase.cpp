@@ -24,8 +24,8 @@ std::string LockPathFor(const std::string& path) {
 
 bool IsSameFile(const std::string& a, const std::string& b) {
     std::error_code ignored;
-    return a == b || std::filesystem::weakly_canonical(std::filesystem::absolute(a), ignored) ==
-                         std::filesystem::weakly_canonical(std::filesystem::absolute(b), ignored);
+    return a == b || std::filesystem::weakly_canonical(a, ignored) ==
+                         std::filesystem::weakly_canonical(b, ignored);
 }
 
 }  // namespace
@@ -334,8 +334,7 @@ void POBase::RequireIntactBody() {
     IStreamer& input = RequireGoodStream();
     // A number that touches the end may have lost digits.
     const auto* typed = dynamic_cast<const POStreamIO*>(&input);
-    if (typed != nullptr && typed->NumberMetEnd())
-        throw std::runtime_error(messages::kBadStream);
+    if (typed != nullptr && typed->NumberMetEnd()) throw std::runtime_error(messages::kBadStream);
 }
 
 // ---- version line ----
