@@ -23,9 +23,11 @@ std::string LockPathFor(const std::string& path) {
 }
 
 bool IsSameFile(const std::string& a, const std::string& b) {
-    std::error_code ignored;
-    return a == b || std::filesystem::weakly_canonical(a, ignored) ==
-                         std::filesystem::weakly_canonical(b, ignored);
+    const auto whole = [](const std::string& path) {
+        std::error_code ignored;
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path, ignored), ignored);
+    };
+    return a == b || whole(a) == whole(b);
 }
 
 }  // namespace

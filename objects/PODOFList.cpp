@@ -369,7 +369,7 @@ void PODOFList::ReadSelectedBlock() {
                                          widthExtra};
     // Nothing is resized before it is known that the file can hold it.
     auto* typed = dynamic_cast<POStreamIO*>(&input);
-    std::uint64_t room = typed != nullptr ? typed->RemainingInput() / sizeof(int) : 0;
+    std::uint64_t room = typed != nullptr ? typed->InputLeft() / sizeof(int) : 0;
     for (std::size_t i = 0; i < arrays; ++i) {
         const auto count = static_cast<std::uint64_t>(arrayCounts[i]);
         if (arrayCounts[i] < 0 || widths[i] < 0) RaiseSizeMismatch();

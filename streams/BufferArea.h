@@ -3,7 +3,6 @@
 #define FIELDSTORE_BUFFER_AREA_H
 
 #include <cstddef>
-#include <cstring>
 #include <streambuf>
 
 namespace fieldstore {
@@ -30,9 +29,11 @@ public:
         return static_cast<std::size_t>((buffer.*&BufferArea::epptr)() -
                                         (buffer.*&BufferArea::pptr)());
     }
-    /// `count` must not exceed Writable().
-    static void Append(std::streambuf& buffer, const void* bytes, std::size_t count) {
-        std::memcpy((buffer.*&BufferArea::pptr)(), bytes, count);
+    static char* WritePosition(const std::streambuf& buffer) {
+        return (buffer.*&BufferArea::pptr)();
+    }
+    /// Takes `count` bytes at WritePosition() as written; at most Writable().
+    static void Advance(std::streambuf& buffer, std::size_t count) {
         (buffer.*&BufferArea::pbump)(static_cast<int>(count));
     }
 

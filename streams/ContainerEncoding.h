@@ -3,7 +3,6 @@
 #define FIELDSTORE_CONTAINER_ENCODING_H
 
 #include <algorithm>
-#include <complex>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -13,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "streams/FlatEncoding.h"
+#include "streams/RawType.h"
 #include "streams/StreamMessages.h"
 
 /// How containers stand in a stream: one rule each for vectors, sets, maps and pairs.
@@ -24,40 +25,6 @@ namespace fieldstore {
 
 /// The largest count of a vector or set that is believed.
 inline constexpr std::uint64_t kMaxStreamCount = 10'000'000'000;
-
-/// Whether the elements of a vector lie in memory as they stand in a binary stream.
-template <typename T>
-inline constexpr bool IsRawType = false;
-template <>
-inline constexpr bool IsRawType<bool> = true;
-template <>
-inline constexpr bool IsRawType<char> = true;
-template <>
-inline constexpr bool IsRawType<unsigned char> = true;
-template <>
-inline constexpr bool IsRawType<short> = true;
-template <>
-inline constexpr bool IsRawType<unsigned short> = true;
-template <>
-inline constexpr bool IsRawType<int> = true;
-template <>
-inline constexpr bool IsRawType<unsigned int> = true;
-template <>
-inline constexpr bool IsRawType<long> = true;
-template <>
-inline constexpr bool IsRawType<unsigned long> = true;
-template <>
-inline constexpr bool IsRawType<long long> = true;
-template <>
-inline constexpr bool IsRawType<unsigned long long> = true;
-template <>
-inline constexpr bool IsRawType<float> = true;
-template <>
-inline constexpr bool IsRawType<double> = true;
-template <>
-inline constexpr bool IsRawType<std::complex<float>> = true;
-template <>
-inline constexpr bool IsRawType<std::complex<double>> = true;
 
 /// What reading a map does with a key that the map already holds.
 enum class ExistingKey { Keep, Replace };
@@ -95,55 +62,71 @@ std::uint64_t ReadLimitedCount(Stream& stream) {
     return count;
 }
 
-/// Sizes `value` to `count` elements and has them read by `readRange(begin, end)`.
-///
-/// Up to 64 MiB the vector is resized at once. Beyond that it grows as data arrive, within room
-/// reserved for what the input can hold, so that a false count costs little memory.
-template <typename Stream, typename T, typename ReadRange>
-void ReadInSteps(Stream& stream, std::vector<T>& value, std::uint64_t count, ReadRange readRange) {
-    constexpr std::uint64_t step = (std::uint64_t{64} << 20) / sizeof(T);
-    if (count <= step) {
-        value.resize(static_cast<std::size_t>(count));
-        return readRange(value.begin(), value.end());
+/// Reads `count` elements and hands each to `take`. From a final class, elements of fixed size are
+/// taken in runs, as many as the stream's buffer holds.
+template <typename T, typename Stream, typename Take>
+void ReadEach(Stream& stream, std::uint64_t count, Take take) {
+    for (std::uint64_t done = 0; done < count; ++done) {
+        if constexpr (std::is_final_v<Stream> && kFixedSize<T> != 0) {
+            done += stream.template TakeRun<T>(count - done, take);
+            if (done == count) return;
+        }
+        T element{};
+        stream.Read(element);
+        take(std::move(element));
     }
-    // The shortest element in a stream: a text digit with its separator, a raw value, a count.
-    const std::uint64_t shortest = stream.IsTextMode() ? 2 : std::min<std::size_t>(sizeof(T), 8);
-    value.clear();
-    value.reserve(static_cast<std::size_t>(std::min(count, stream.RemainingInput() / shortest)));
-    for (std::uint64_t done = 0; done < count;) {
+}
+
+/// Vectors up to this size are resized at once; larger ones grow as data arrive, so that a false
+/// count costs little memory.
+inline constexpr std::uint64_t kResizedAtOnce = std::uint64_t{64} << 20;  // bytes
+
+/// The elements of a vector that go one by one.
+template <typename Stream, typename T>
+void ReadElements(Stream& stream, std::vector<T>& value, std::uint64_t count) {
+    constexpr std::uint64_t step = kResizedAtOnce / sizeof(T);
+    if (count > step) {
+        // Room for what the input can hold; the shortest element is a text digit with its
+        // separator, a raw value, or a count.
+        const std::uint64_t shortest =
+            stream.IsTextMode() ? 2 : std::min<std::size_t>(sizeof(T), 8);
+        value.clear();
+        value.reserve(static_cast<std::size_t>(std::min(count, stream.InputLeft() / shortest)));
+    }
+    for (std::uint64_t done = 0; done < count || done == 0;) {
         if (done != 0) stream.CheckInput();
         const std::uint64_t next = std::min(count - done, step);
         value.resize(static_cast<std::size_t>(done + next));
-        readRange(value.end() - static_cast<std::ptrdiff_t>(next), value.end());
+        auto element = value.begin() + static_cast<std::ptrdiff_t>(done);
+        if constexpr (kFixedSize<T> != 0)
+            ReadEach<T>(stream, next, [&element](const T& read) { *element++ = read; });
+        else
+            for (; element != value.end(); ++element) stream.Read(*element);
+        if (count == 0) return;
         done += next;
     }
 }
 
 template <typename Stream, typename T>
 void ReadContainer(Stream& stream, std::vector<T>& value) {
+    constexpr std::uint64_t direct = std::uint64_t{1} << 20;  // bytes
     const std::uint64_t count = ReadLimitedCount(stream);
     if constexpr (IsRawType<T>) {
         if (!stream.IsTextMode()) {
             if (stream.EndsWithEmptyVector(count)) return value.clear();
-            return ReadInSteps(stream, value, count, [&stream](auto begin, auto end) {
-                const auto elements = static_cast<std::uint64_t>(end - begin);
-                stream.ReadRaw(elements == 0 ? nullptr : &*begin, elements * sizeof(T));
-            });
+            if (count > direct / sizeof(T)) return stream.ReadLarge(value, count, kResizedAtOnce);
+            value.resize(static_cast<std::size_t>(count));
+            return stream.ReadRaw(value.data(), count * sizeof(T));
         }
     }
-    ReadInSteps(stream, value, count, [&stream](auto begin, auto end) {
-        for (auto element = begin; element != end; ++element) stream.Read(*element);
-    });
+    ReadElements(stream, value, count);
 }
 
 template <typename Stream, typename T>
 void ReadContainer(Stream& stream, std::set<T>& value) {
     const std::uint64_t count = ReadLimitedCount(stream);
-    for (std::uint64_t i = 0; i < count; ++i) {
-        T element{};
-        stream.Read(element);
-        value.insert(value.end(), std::move(element));  // they arrive in order
-    }
+    // Elements arrive in order, so each belongs at the end.
+    ReadEach<T>(stream, count, [&value](const T& read) { value.insert(value.end(), read); });
 }
 
 template <typename Stream, typename Key, typename Value>
@@ -151,7 +134,7 @@ void ReadContainer(Stream& stream, std::map<Key, Value>& value) {
     const std::uint64_t count = ReadCount(stream);
     for (std::uint64_t i = 0; i < count; ++i) {
         Key key{};
-        stream.Read(key);
+        ReadEach<Key>(stream, 1, [&key](const Key& read) { key = read; });
         Value mapped{};
         stream.Read(mapped);
         if constexpr (kExistingKey<std::map<Key, Value>> == ExistingKey::Replace)
@@ -202,14 +185,28 @@ void WritePart(Stream& stream, const T& part, const LineLayout& layout, const st
         stream.Write(part, layout.Count(), layout.Separator(), layout.LineEnd());
 }
 
+/// Calls `writeOne` for the elements. Into a final class, elements whose size is known go in runs,
+/// as many as fit the stream's buffer; `writeOne` then sees only those that do not fit.
+template <typename Stream, typename Container, typename WriteOne>
+void WriteEach(Stream& stream, const Container& value, WriteOne writeOne) {
+    auto element = value.begin();
+    for (std::size_t left = value.size(); left != 0; --left, ++element) {
+        if constexpr (std::is_final_v<Stream> && IsFlat<typename Container::value_type>) {
+            left -= stream.PutRun(element, left);
+            if (left == 0) return;
+        }
+        writeOne(*element);
+    }
+}
+
 template <typename Stream, typename Container>
 void WriteElements(Stream& stream, const Container& value, int perLine,
                    const std::string& separator, const std::string& lineEnd) {
     LineLayout layout(perLine, separator, lineEnd);
-    for (const auto& element : value) {
+    WriteEach(stream, value, [&](const auto& element) {
         WritePart(stream, element, layout, layout.Current());
         layout.Advance();
-    }
+    });
 }
 
 template <typename Stream, typename Container>
@@ -243,11 +240,11 @@ void WriteContainer(Stream& stream, const std::map<Key, Value>& value, int perLi
     constexpr bool bothRaw = IsRawType<Key> && IsRawType<Value>;
     WriteCount(stream, value, lineEnd);
     LineLayout layout(perLine, separator, lineEnd);
-    for (const auto& [key, mapped] : value) {
-        WritePart(stream, key, layout, bothRaw ? separator : layout.Current());
+    WriteEach(stream, value, [&](const auto& entry) {
+        WritePart(stream, entry.first, layout, bothRaw ? separator : layout.Current());
         layout.Advance();
-        WritePart(stream, mapped, layout, layout.Current());
-    }
+        WritePart(stream, entry.second, layout, layout.Current());
+    });
 }
 
 /// The second part of a pair: a vector stands one element to a line.

@@ -3,8 +3,11 @@
 #define FIELDSTORE_NUMBER_TEXT_H
 
 #include <charconv>
+#include <complex>
 #include <cstdint>
 #include <istream>
+#include <system_error>
+#include <type_traits>
 
 namespace fieldstore {
 
@@ -17,6 +20,32 @@ inline char* FormatNumber(char* out, char* end, double value) {
 template <typename Integer>
 char* FormatNumber(char* out, char* end, Integer value) {
     return std::to_chars(out, end, value).ptr;
+}
+
+/// Reads a plain number from memory: white space, a number without "+", and white space behind it.
+/// Returns its end, or null when there is anything else; ParseNumber() then decides. Most numbers
+/// of a file are plain and lie in its buffer as a whole.
+template <typename T>
+const char* ParsePlain(const char* at, const char* end, T& value) {
+    const auto isSpace = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+    while (at != end && isSpace(*at)) ++at;
+    if (at == end) return nullptr;
+    const char* const digits = at + (std::is_signed_v<T> && *at == '-' ? 1 : 0);
+    if (digits == end || *digits < '0' || *digits > '9') return nullptr;
+    const auto parsed = std::from_chars(at, end, value);
+    const bool whole = parsed.ec == std::errc() && parsed.ptr != end && isSpace(*parsed.ptr);
+    return whole ? parsed.ptr : nullptr;
+}
+inline const char* ParsePlain(const char* at, const char* end, std::complex<double>& value) {
+    double parts[2];
+    at = ParsePlain(at, end, parts[0]);
+    if (at != nullptr) at = ParsePlain(at, end, parts[1]);
+    if (at != nullptr) value = {parts[0], parts[1]};
+    return at;
+}
+/// A character may be a digit or a sign itself.
+inline const char* ParsePlain(const char*, const char*, char&) {
+    return nullptr;
 }
 
 /// Reads a number as the standard extractor does in the classic locale: skips white space, consumes

@@ -61,7 +61,8 @@ void POStreamFileIO::OpenForReading() {
     // Some systems open a directory and fail only when it is read.
     std::error_code ignored;
     if (std::filesystem::is_directory(identifier, ignored)) file->setstate(std::ios::failbit);
-    SetInput(std::move(file));
+    const auto length = std::filesystem::file_size(identifier, ignored);
+    SetInput(std::move(file), ignored ? 0 : length);
 }
 
 void POStreamFileIO::OpenForWriting(bool append) {

@@ -80,7 +80,8 @@ POStreamIO::POStreamIO(bool inTextMode, const std::string& name, InputPreparer r
     SetInput(std::make_shared<std::iostream>(nullptr));
 }
 
-void POStreamIO::SetInput(std::shared_ptr<std::istream> stream) {
+void POStreamIO::SetInput(std::shared_ptr<std::istream> stream, std::uint64_t length) {
+    inputLength = length;
     inputBuffer = stream ? stream->rdbuf() : nullptr;
     numberMetEnd = false;
     input = std::move(stream);
@@ -133,8 +134,8 @@ void POStreamIO::CheckInput() const {
     if (!inArea) CheckedInput();
 }
 
-void POStreamIO::CheckOutput() const {
-    if (!output || !output->good()) throw std::runtime_error(messages::kBadStreamState);
+void POStreamIO::RaiseBadStream() {
+    throw std::runtime_error(messages::kBadStreamState);
 }
 
 std::streampos POStreamIO::GetPosition() {
@@ -151,11 +152,10 @@ void POStreamIO::ReadRaw(void* target, std::uint64_t count) {
     CheckedInput()->read(static_cast<char*>(target), static_cast<std::streamsize>(count));
 }
 
-void POStreamIO::WriteRaw(const void* bytes, std::uint64_t count) {
-    if (count == 0) return CheckOutput();  // an empty vector has no address to copy from
-    if (count <= BufferArea::kLargestCopy && PutBytes(bytes, static_cast<std::size_t>(count)))
-        return;
-    CheckedOutput()->write(static_cast<const char*>(bytes), static_cast<std::streamsize>(count));
+void POStreamIO::WriteRawSlowly(const void* bytes, std::uint64_t count) {
+    const auto target = CheckedOutput();
+    if (count != 0)
+        target->write(static_cast<const char*>(bytes), static_cast<std::streamsize>(count));
 }
 
 template <typename T>
@@ -255,14 +255,11 @@ void POStreamIO::Write(const std::string& value, const std::string& separator) {
     WriteRaw(separator.data(), separator.size());
 }
 
-std::uint64_t POStreamIO::RemainingInput() {
-    constexpr auto unknown = std::numeric_limits<std::uint64_t>::max();
+std::uint64_t POStreamIO::InputLeft() const {
     if (inputBuffer == nullptr) return 0;
     const std::streamoff here = inputBuffer->pubseekoff(0, std::ios::cur, std::ios::in);
-    if (here < 0) return unknown;
-    const std::streamoff end = inputBuffer->pubseekoff(0, std::ios::end, std::ios::in);
-    inputBuffer->pubseekpos(here, std::ios::in);
-    return end < here ? unknown : static_cast<std::uint64_t>(end - here);
+    if (here < 0 || static_cast<std::uint64_t>(here) >= inputLength) return 0;
+    return inputLength - static_cast<std::uint64_t>(here);
 }
 
 void POStreamIO::SkipWhiteSpace() {

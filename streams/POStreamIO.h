@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_POSTREAMIO_H
 #define FIELDSTORE_POSTREAMIO_H
 
+#include <algorithm>
 #include <complex>
 #include <cstdint>
 #include <cstring>
@@ -14,6 +15,8 @@
 #include "fieldstore/IStreamer.h"
 #include "streams/BufferArea.h"
 #include "streams/ContainerTypes.h"
+#include "streams/FlatEncoding.h"
+#include "streams/NumberText.h"
 
 // Values go to the stream as they lie in memory.
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ != __ORDER_LITTLE_ENDIAN__
@@ -118,21 +121,94 @@ public:
     /// Raises what a read would raise; consumes nothing.
     void CheckInput() const;
     /// Raises what a write would raise.
-    void CheckOutput() const;
+    void CheckOutput() const {
+        if (!output || !output->good()) RaiseBadStream();
+    }
     /// Read check, then `count` bytes straight into `target`, in either mode.
     void ReadRaw(void* target, std::uint64_t count);
     /// Write check, then `count` bytes, in either mode.
-    void WriteRaw(const void* bytes, std::uint64_t count);
+    void WriteRaw(const void* bytes, std::uint64_t count) {
+        const bool copied = count != 0 && count <= fieldstore::BufferArea::kLargestCopy &&
+                            PutBytes(bytes, static_cast<std::size_t>(count));
+        if (!copied) WriteRawSlowly(bytes, count);
+    }
 
-    /// The bytes between the input's position and its end; the largest value when that cannot be
-    /// found out.
-    std::uint64_t RemainingInput();
+    /// Binary mode: hands over as many values of fixed size as the get area of a good input holds,
+    /// at most `count`, and returns how many. No read check could raise for these.
+    template <typename T, typename Take>
+    std::uint64_t TakeRun(std::uint64_t count, Take& take) {
+        if (textMode || inputBuffer == nullptr || !input->good()) return 0;
+        constexpr std::size_t size = fieldstore::kFixedSize<T>;
+        const std::uint64_t held = fieldstore::BufferArea::Readable(*inputBuffer) / size;
+        const std::uint64_t taken = count < held ? count : held;
+        const char* from = fieldstore::BufferArea::ReadPosition(*inputBuffer);
+        for (std::uint64_t i = 0; i < taken; ++i) {
+            T value;
+            from = fieldstore::FetchFixed(from, value);
+            take(value);
+        }
+        fieldstore::BufferArea::Consume(*inputBuffer, static_cast<std::size_t>(taken) * size);
+        return taken;
+    }
+
+    /// Binary mode: writes values from `element` on as long as each fits the put area of a good
+    /// output, at most `count`, and returns how many; `element` moves on.
+    template <typename Iterator>
+    std::size_t PutRun(Iterator& element, std::size_t count) {
+        using fieldstore::BufferArea;
+        if (textMode || outputBuffer == nullptr || !output->good()) return 0;
+        char* const begin = BufferArea::WritePosition(*outputBuffer);
+        char* const end = begin + BufferArea::Writable(*outputBuffer);
+        char* to = begin;
+        std::size_t put = 0;
+        for (; put < count; ++put, ++element) {
+            const std::size_t size = fieldstore::FlatSize(*element);
+            if (size > static_cast<std::size_t>(end - to) || size > BufferArea::kLargestCopy) break;
+            to = fieldstore::StoreFlat(to, *element);
+        }
+        BufferArea::Advance(*outputBuffer, static_cast<std::size_t>(to - begin));
+        return put;
+    }
+
+    /// Reads a large raw vector by way of the get area. Setting all of it to zero first, as a
+    /// resize does, takes longer than the copy; and a false count costs no memory. A vector that is
+    /// cut short gets its whole length, as by any other read, when that is at most `resizedBytes`;
+    /// else "Bad stream;" is raised.
+    template <typename T>
+    void ReadLarge(std::vector<T>& value, std::uint64_t count, std::uint64_t resizedBytes) {
+        using fieldstore::BufferArea;
+        CheckInput();
+        value.clear();
+        value.reserve(static_cast<std::size_t>(std::min(count, InputLeft() / sizeof(T))));
+        while (value.size() < count) {
+            const std::uint64_t held = BufferArea::Readable(*inputBuffer) / sizeof(T);
+            if (held == 0) {
+                T acrossRefill{};
+                ReadRest(reinterpret_cast<char*>(&acrossRefill), sizeof acrossRefill);
+                if (!input->good()) break;
+                value.push_back(acrossRefill);
+                continue;
+            }
+            const auto taken = static_cast<std::size_t>(std::min(held, count - value.size()));
+            const char* from = BufferArea::ReadPosition(*inputBuffer);
+            value.insert(value.end(), fieldstore::RawIterator<T>(from),
+                         fieldstore::RawIterator<T>(from + taken * sizeof(T)));
+            BufferArea::Consume(*inputBuffer, taken * sizeof(T));
+        }
+        if (value.size() < count && count > resizedBytes / sizeof(T)) RaiseBadStream();
+        value.resize(static_cast<std::size_t>(count));
+    }
+
+    /// The bytes that are known to follow the input's position; 0 when nothing is known.
+    std::uint64_t InputLeft() const;
     /// Consumes white space without failing at the end of the input.
     void SkipWhiteSpace();
 
     /// Whether a number in text mode reached to the very end of the input, where a whole one is
     /// followed by its separator.
-    bool NumberMetEnd() const { return numberMetEnd; }
+    bool NumberMetEnd() const {
+        return numberMetEnd;
+    }
 
     /// Lets an empty raw vector be read at the very end of the input, where the read check would
     /// raise. Persistent objects need it: what they wrote last may be an empty vector.
@@ -145,7 +221,8 @@ public:
     }
 
 protected:
-    void SetInput(std::shared_ptr<std::istream> stream);
+    /// `length` is the number of bytes in the input, 0 when unknown.
+    void SetInput(std::shared_ptr<std::istream> stream, std::uint64_t length = 0);
     void SetOutput(std::shared_ptr<std::ostream> stream);
     const std::shared_ptr<std::istream>& Input() const {
         return input;
@@ -161,7 +238,7 @@ protected:
 private:
     template <typename T>
     void ReadValue(T& value) {
-        if (!textMode && TakeBytes(&value, sizeof value)) return;
+        if (textMode ? TakeText(value) : TakeBytes(&value, sizeof value)) return;
         ReadValueSlowly(value);
     }
     template <typename T>
@@ -183,13 +260,28 @@ private:
         fieldstore::BufferArea::Consume(*inputBuffer, count);
         return true;
     }
+    /// Takes a number in text form that lies in the get area as a whole; returns false otherwise.
+    template <typename T>
+    bool TakeText(T& value) {
+        using fieldstore::BufferArea;
+        if (inputBuffer == nullptr || !input->good()) return false;
+        const char* begin = BufferArea::ReadPosition(*inputBuffer);
+        const char* end = begin + BufferArea::Readable(*inputBuffer);
+        const char* rest = fieldstore::ParsePlain(begin, end, value);
+        if (rest == nullptr) return false;
+        BufferArea::Consume(*inputBuffer, static_cast<std::size_t>(rest - begin));
+        return true;
+    }
     /// Puts bytes for which the put area of a good output has room; returns false otherwise.
     bool PutBytes(const void* bytes, std::size_t count) {
         if (outputBuffer == nullptr || !output->good()) return false;
         if (fieldstore::BufferArea::Writable(*outputBuffer) < count) return false;
-        fieldstore::BufferArea::Append(*outputBuffer, bytes, count);
+        std::memcpy(fieldstore::BufferArea::WritePosition(*outputBuffer), bytes, count);
+        fieldstore::BufferArea::Advance(*outputBuffer, count);
         return true;
     }
+    [[noreturn]] static void RaiseBadStream();
+    void WriteRawSlowly(const void* bytes, std::uint64_t count);
     std::shared_ptr<std::istream> CheckedInput() const;
     std::shared_ptr<std::ostream> CheckedOutput() const;
     void ReadRest(char* target, std::uint64_t count);
@@ -204,6 +296,7 @@ private:
     // The buffers of the two streams, null for a placeholder; kept beside them for speed.
     std::streambuf* inputBuffer = nullptr;
     std::streambuf* outputBuffer = nullptr;
+    std::uint64_t inputLength = 0;  // bytes; 0: not known
 };
 
 #endif
