@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "core/MergeMaps.h"
 #include "core/Messages.h"
 
 using namespace fieldstore;
@@ -101,7 +102,8 @@ void POAssemblyInfo::ReadBody(std::map<int, int>& seen) {
         if (!seen.emplace(ElementId(value), value).second)
             throw std::runtime_error(messages::kDuplicateElement);
     }
-    for (std::size_t list = 0; list < lists.size(); ++list) elementNodes[list].merge(lists[list]);
+    for (std::size_t list = 0; list < lists.size(); ++list)
+        KeepFirst(elementNodes[list], lists[list]);
 }
 
 void POAssemblyInfo::SerializeData(IStreamer::EDirection direction) {

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "core/FrequencyKey.h"
+#include "core/MergeMaps.h"
 
 using namespace fieldstore;
 
@@ -133,7 +134,7 @@ void POModeInfo::SerializeData(IStreamer::EDirection direction) {
     ReadBodies([this] {
         std::map<ModeKey, Records> body;
         SerializeValue(IStreamer::eRead, body);
-        modes.merge(body);
+        KeepFirst(modes, body);
     });
     frequencies = DistinctFrequencies(modes);
 }
