@@ -121,7 +121,7 @@ TEST_P(EveryClass, SurvivesAnyChangedByte) {
     const std::string whole = ReadFile(File());
     std::string held;
     for (std::size_t at = 0; at < whole.size(); ++at) {
-        for (const char value : {'\0', '\x7f', '\xff', '9'}) {
+        for (const char value : {'\0', Text() ? '9' : '\xff'}) {
             std::string changed = whole;
             changed[at] = value;
             WriteFile(File(), changed);

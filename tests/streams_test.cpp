@@ -307,9 +307,14 @@ TEST(Checks, TellClosedPlaceholderAndOpenApart) {
 
 // ---- containers ----
 
-template <typename T>
-void Fill(T& value, int& seed) {
-    value = static_cast<T>(++seed);
+void Fill(int& value, int& seed) {
+    value = ++seed;
+}
+void Fill(std::int64_t& value, int& seed) {
+    value = ++seed;
+}
+void Fill(std::uint64_t& value, int& seed) {
+    value = static_cast<std::uint64_t>(++seed);
 }
 void Fill(double& value, int& seed) {
     value = ++seed + 0.5;
@@ -321,6 +326,8 @@ void Fill(Complex& value, int& seed) {
     const double real = ++seed;
     value = Complex(real, -real / 4);
 }
+template <typename T>
+void Fill(vector<T>& value, int& seed);
 template <typename A, typename B>
 void Fill(pair<A, B>& value, int& seed) {
     Fill(value.first, seed);
@@ -367,7 +374,7 @@ using ContainerTypes = testing::Types<
     vector<std::uint64_t>, vector<int>, vector<char>, pair<pair<int, Complex>, vector<Complex>>,
     pair<int, vector<Complex>>, pair<int, Complex>, pair<int, pair<int, int>>, pair<int, double>,
     pair<int64, int>, pair<int, int>>;
-TYPED_TEST_SUITE(ContainerRoundTrip, ContainerTypes);
+TYPED_TEST_SUITE(ContainerRoundTrip, ContainerTypes, );
 
 template <typename... T>
 constexpr std::size_t Count(testing::Types<T...>) {
