@@ -24,12 +24,14 @@ public:
     using ElementQuery = std::function<int(std::uint64_t handle, std::vector<int>& nodes1,
                                            std::vector<int>& nodes2, std::vector<int>& nodes3)>;
 
+    /// (node id, number of basis functions on it), by ascending node.
     using BasisCounts = std::vector<std::pair<int, int>>;
 
     IPOAssemblyInfo(const IPOAssemblyInfo&) = delete;
     IPOAssemblyInfo& operator=(const IPOAssemblyInfo&) = delete;
     virtual ~IPOAssemblyInfo() = default;
 
+    /// The number of elements.
     virtual int GetElementCount() = 0;
 
     /// The absolute value of the element value (2^31 - 1 for the smallest integer).
@@ -38,22 +40,27 @@ public:
     /// Whether the element value is positive.
     virtual bool GetElementFlag(int index) = 0;
 
+    /// @{
     /// The length of the element's node list; 0 when it has none.
     virtual int GetElementNodeCount1(int index) = 0;
     virtual int GetElementNodeCount2(int index) = 0;
     virtual int GetElementNodeCount3(int index) = 0;
+    /// @}
 
+    /// @{
     /// A copy of the element's node list; empty when it has none.
     virtual std::vector<int> GetElementNodes1(int index) = 0;
     virtual std::vector<int> GetElementNodes2(int index) = 0;
     virtual std::vector<int> GetElementNodes3(int index) = 0;
+    /// @}
 
-    /// (node id, number of basis functions on it) of the first, second or third lists, by ascending
-    /// node. Raises std::runtime_error "Inconsistent basis counts for node." when two elements
-    /// disagree.
+    /// @{
+    /// The basis functions of the first, second or third node lists. Raises std::runtime_error
+    /// "Inconsistent basis counts for node." when two elements disagree.
     virtual BasisCounts GetNodeBasisCounts1() = 0;
     virtual BasisCounts GetNodeBasisCounts2() = 0;
     virtual BasisCounts GetNodeBasisCounts3() = 0;
+    /// @}
 
     /// Adds an element for every handle that is not 0, asking `query` for its value and lists. An
     /// id that is known keeps its lists, but is listed again; a file with an id twice does not

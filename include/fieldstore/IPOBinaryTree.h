@@ -17,11 +17,15 @@
 /// has levelCount - 1 internal levels. Item list -1 is a list of the whole tree.
 class FIELDSTORE_INTERFACE IPOBinaryTree {
 public:
+    /// One counter per leaf.
     using Counters = std::vector<std::uint64_t>;
+    /// Receives the items of an internal node.
     using NodeVisitor =
         std::function<void(int level, int indexInLevel, const std::vector<int>& items)>;
+    /// Receives the total of the counters and the items of a leaf.
     using LeafVisitor =
         std::function<void(int leafIndex, int leafTotal, const std::vector<int>& items)>;
+    /// Receives a mapped list.
     using MappedVisitor = std::function<void(int key, const std::vector<int>& items)>;
 
     IPOBinaryTree(const IPOBinaryTree&) = delete;

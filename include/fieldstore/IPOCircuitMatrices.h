@@ -15,9 +15,10 @@
 /// lookup by index, is filled by a load or a copy, not by SetMatrix.
 class FIELDSTORE_INTERFACE IPOCircuitMatrices {
 public:
+    /// A square matrix as GetMatrix() gives it.
     struct Matrix {
-        std::vector<double> values;
-        int dimension = 0;
+        std::vector<double> values;  ///< row after row, or transposed
+        int dimension = 0;           ///< number of rows
     };
 
     IPOCircuitMatrices(const IPOCircuitMatrices&) = delete;

@@ -23,11 +23,15 @@ public:
     /// Receives the (count, width) pairs of kinds 1 to 4 before records are handed out.
     using Sizes = std::function<void(std::pair<int, int>, std::pair<int, int>, std::pair<int, int>,
                                      std::pair<int, int>)>;
+    /// Receives one record.
     using Visitor = std::function<void(const std::vector<int>& record)>;
     /// Fills `record` with the next record; returns false when there is none.
     using Source = std::function<bool(std::vector<int>& record)>;
+    /// One vector per record.
     using Records = std::vector<std::vector<int>>;
+    /// Records or extra entries, one after another.
     using Flat = std::vector<int>;
+    /// Identifier to index of a record.
     using Ids = std::map<int, int>;
 
     IPODOFList(const IPODOFList&) = delete;
@@ -78,11 +82,13 @@ public:
     /// GetBlockCount() - 1.
     virtual int GetLastBlock() = 0;
 
-    /// Four header values that the library only stores; -1 while unknown.
+    /// @{
+    /// One of four header values that the library only stores; -1 while unknown.
     virtual int GetTotal1() = 0;
     virtual int GetTotal2() = 0;
     virtual int GetTotal3() = 0;
     virtual int GetTotal4() = 0;
+    /// @}
 
     /// Replaces the whole list, grouped by block so that it can be stored blocked.
     ///

@@ -18,9 +18,13 @@ public:
     /// Kind of a degree of freedom. The library distinguishes 0 and 1 and keeps every other value.
     enum EDOFType : int { eType0 = 0, eType1 = 1 };
 
+    /// (column, weight)
     using DOFWeight = std::pair<int, double>;
+    /// The entries of each row.
     using Rows = std::vector<std::vector<DOFWeight>>;
+    /// The types and the rows.
     using ResolveResult = std::pair<std::vector<EDOFType>, Rows>;
+    /// Computes them.
     using ResolveFunction = std::function<ResolveResult()>;
 
     IPODOFMap(const IPODOFMap&) = delete;

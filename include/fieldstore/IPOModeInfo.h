@@ -16,6 +16,7 @@
 /// AddModeData.
 class FIELDSTORE_INTERFACE IPOModeInfo {
 public:
+    /// A mode value, voltage or current.
     using Complex = std::complex<double>;
 
     IPOModeInfo(const IPOModeInfo&) = delete;

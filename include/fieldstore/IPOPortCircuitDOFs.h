@@ -27,10 +27,13 @@ public:
     virtual int GetData(int& portDOFCount, int& offsetDOFCount, int& circuitDOFCount1,
                         int& circuitDOFCount2, std::map<int, int>& dofTable) = 0;
 
+    /// @{
+    /// One of the four counts.
     virtual int GetOffsetDOFCount() = 0;
     virtual int GetCircuitDOFCount2() = 0;
     virtual int GetCircuitDOFCount1() = 0;
     virtual int GetPortDOFCount() = 0;
+    /// @}
 
     /// The circuit degrees of freedom, numbered locally from 1.
     /// Raises std::runtime_error "Invalid index for circuit DOFs." when the table lacks one.

@@ -31,8 +31,10 @@ public:
         eMin = 5       ///< component-wise minimum
     };
 
+    /// Combines the vector held under a key with one that comes in.
     using ResolveFunction = std::function<std::vector<double>(
         int count, const std::vector<double>& existing, const std::vector<double>& incoming)>;
+    /// The resolve functions by EResolveFunction.
     using ResolveFunctions = std::map<int, ResolveFunction>;
 
     IPOSolutionMetrics(const IPOSolutionMetrics&) = delete;

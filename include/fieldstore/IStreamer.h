@@ -77,6 +77,7 @@ public:
     /// Open(eWrite, mode).
     virtual void OpenOutput(int mode) = 0;
 
+    /// @{
     /// Reads of containers: a vector, set or map is its 8-byte count followed by its elements, a
     /// pair its two parts. A vector's content is replaced; sets and maps keep what they hold and
     /// take the new elements in. An existing key keeps its value, except in map<int, int>, where
@@ -127,6 +128,8 @@ public:
     virtual void Read(std::pair<int, double>& value) = 0;
     virtual void Read(std::pair<std::int64_t, int>& value) = 0;
     virtual void Read(std::pair<int, int>& value) = 0;
+    /// @}
+
     /// Reads a string. Binary: a 4-byte length and the bytes. Text: everything up to `terminator`,
     /// which must be one character ("Bad string terminator."), white space not skipped. A string
     /// that holds a zero byte comes back cut there. Raises "Bad character count encountered in
@@ -138,6 +141,8 @@ public:
     /// Raises "Number of chars to read does not match number written." for a block of another size.
     virtual void Read(char* buffer, std::int64_t count) = 0;
 
+    /// @{
+    /// Reads a primitive.
     virtual void Read(std::complex<double>& value) = 0;
     virtual void Read(double& value) = 0;
     virtual void Read(std::int64_t& value) = 0;
@@ -145,6 +150,7 @@ public:
     virtual void Read(unsigned int& value) = 0;
     virtual void Read(int& value) = 0;
     virtual void Read(char& value) = 0;
+    /// @}
 
     /// Moves the input to a position from GetPosition(). Tests the input as a read does, so it
     /// raises at the end of the input.
@@ -167,8 +173,10 @@ public:
     /// Whether a read, or without input a write, would pass its test. Never raises.
     virtual bool IsValid() = 0;
 
+    /// Whether values are text.
     virtual bool IsTextMode() = 0;
 
+    /// @{
     /// Writes of containers, in the encoding that the reads take. In text mode `perLine` elements
     /// (at least 1) stand on a line: an element is followed by `lineEnd` when it is the last of its
     /// line and by `separator` otherwise. A pair is followed by its two separators. Two pairs of
@@ -252,6 +260,8 @@ public:
                        const std::string& secondSeparator) = 0;
     virtual void Write(const std::pair<int, int>& value, const std::string& firstSeparator,
                        const std::string& secondSeparator) = 0;
+    /// @}
+
     /// Writes a raw block, in either mode: an 8-byte count and the bytes.
     virtual void Write(const char* buffer, std::uint64_t count) = 0;
 
@@ -259,6 +269,8 @@ public:
     /// separator, whose first character ends the string when it is read.
     virtual void Write(const std::string& value, const std::string& separator) = 0;
 
+    /// @{
+    /// Writes a primitive, in text mode followed by the separator.
     virtual void Write(const std::complex<double>& value, const std::string& separator) = 0;
     virtual void Write(const double& value, const std::string& separator) = 0;
     virtual void Write(std::int64_t value, const std::string& separator) = 0;
@@ -266,6 +278,7 @@ public:
     virtual void Write(unsigned int value, const std::string& separator) = 0;
     virtual void Write(int value, const std::string& separator) = 0;
     virtual void Write(char value, const std::string& separator) = 0;
+    /// @}
 
 protected:
     IStreamer() = default;

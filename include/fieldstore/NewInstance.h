@@ -8,6 +8,9 @@
 #include "fieldstore/IPOBase.h"
 #include "fieldstore/export.h"
 
+/// @file
+/// The function that creates objects.
+
 /// Creates a persistent object by class name; the one function that the library exports.
 ///
 /// `className` is matched exactly: L"POModeInfo", L"PODOFMap", L"POCircuitMatrices",
