@@ -12,7 +12,6 @@ inline constexpr char kLockIsDataFile[] = "The lock file would be the data file 
 inline constexpr char kNoStorageInterface[] =
     "Failed to create storage interface for persistent object.";
 inline constexpr char kNoStorageStream[] = "Failed to create persistent object stream.";
-inline constexpr char kWrongReadDirection[] = "Persistent object stream wrong direction for read.";
 inline constexpr char kNullStream[] = "Null stream function.";
 inline constexpr char kBadStream[] = "Bad stream.";
 inline constexpr char kInvalidData[] = "Data validation failed.";

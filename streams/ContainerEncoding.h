@@ -263,7 +263,7 @@ template <typename Stream, typename First, typename Second>
 void WriteContainer(Stream& stream, const std::pair<First, Second>& value,
                     const std::string& firstSeparator, const std::string& secondSeparator) {
     stream.CheckOutput();
-    // A pair as first part is followed by the first separator twice, which reads back the same.
+    // A pair as first part has the first separator for both of its own.
     WriteSecond(stream, value.first, firstSeparator, firstSeparator);
     WriteSecond(stream, value.second, firstSeparator, secondSeparator);
 }
