@@ -1,13 +1,17 @@
 include(CMakePackageConfigHelpers)
 
+# Three components, as Debian splits packages: the library, what building against it needs, and the
+# tool (installed by its own folder).
 install(TARGETS fieldstore EXPORT fieldstoreTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY include/fieldstore DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+install(DIRECTORY include/fieldstore DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT development)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/fieldstore)
-install(EXPORT fieldstoreTargets NAMESPACE fieldstore:: DESTINATION ${package_dir})
+install(EXPORT fieldstoreTargets NAMESPACE fieldstore:: DESTINATION ${package_dir}
+  COMPONENT development)
 export(EXPORT fieldstoreTargets NAMESPACE fieldstore:: FILE fieldstoreTargets.cmake)
 configure_package_config_file(cmake/fieldstoreConfig.cmake.in fieldstoreConfig.cmake
   INSTALL_DESTINATION ${package_dir})
@@ -15,10 +19,11 @@ write_basic_package_version_file(fieldstoreConfigVersion.cmake COMPATIBILITY Sam
 install(FILES
   ${PROJECT_BINARY_DIR}/fieldstoreConfig.cmake
   ${PROJECT_BINARY_DIR}/fieldstoreConfigVersion.cmake
-  DESTINATION ${package_dir})
+  DESTINATION ${package_dir} COMPONENT development)
 
 # pkg-config finds the rest of the tree from where its file lies, so the tree can be moved.
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH prefix_from_pkgconfig /usr/${pkgconfig_dir} /usr)
 configure_file(cmake/fieldstore.pc.in fieldstore.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/fieldstore.pc DESTINATION ${pkgconfig_dir})
+install(FILES ${PROJECT_BINARY_DIR}/fieldstore.pc DESTINATION ${pkgconfig_dir}
+  COMPONENT development)
