@@ -92,7 +92,7 @@ public:
 
     /// Replaces the whole list, grouped by block so that it can be stored blocked.
     ///
-    /// `totals` are in the host's order: its entries 3, 1, 2 and 0 become totals 1 to 4. `widths`
+    /// `totals` are in the host's order, {total 4, total 2, total 3, total 1}. `widths`
     /// are the widths of kinds 1 to 4 that the records must have. Each source is called until it
     /// returns false; `reserve` is the number of records to make room for. `extra2` holds
     /// SetExtraWidth() entries per kind-2 record and is reordered with them. Records owned by
