@@ -1,0 +1,791 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Drives the program fieldstore over files that the library wrote, whole, torn and foreign.
+
+Usage: tool_test.py FIELDSTORE MAKE_SAMPLES [unittest arguments]
+"""
+import json
+import math
+import os
+import pty
+import resource
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+TOOL, MAKE_SAMPLES = (os.path.abspath(path) for path in sys.argv[1:3])
+SCHEMA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../docs/json-schema.json")
+
+with open(TOOL, "rb") as program:
+    SANITIZED = b"__asan_init" in program.read()
+
+# File name, class, bodies and entries of the samples; what they hold stands in tests/samples.h.
+SAMPLES = [
+    ("modeinfo.dat", "POModeInfo", 2, 2),
+    ("evdofmap.dat", "PODOFMap", 1, 3),
+    ("circuitmatrices.dat", "POCircuitMatrices", 2, 2),
+    ("evtree.dat", "POMeshTree", 1, 5),
+    ("file2.dat", "PODOFList", 1, 6),
+    ("file1.dat", "POBinaryTree", 1, 3),
+    ("file3.dat", "POPortCircuitDOFs", 1, 5),
+    ("solutiondata.dat", "POSolutionMetrics", 2, 2),
+    ("assemblyinfo.dat", "POAssemblyInfo", 2, 4),
+]
+VERSIONED = ("file1.dat", "solutiondata.dat")
+APPENDING = [name for name, _, bodies, _ in SAMPLES if bodies == 2]
+
+
+def i32(*values):
+    return struct.pack("<%di" % len(values), *values)
+
+
+def i64(*values):
+    return struct.pack("<%dq" % len(values), *values)
+
+
+def f64(*values):
+    return struct.pack("<%dd" % len(values), *values)
+
+
+def ints(*values):
+    return i64(len(values)) + i32(*values)
+
+
+def doubles(*values):
+    return i64(len(values)) + f64(*values)
+
+
+def limit_memory():
+    if SANITIZED:
+        return  # sanitizers reserve terabytes of addresses
+    resource.setrlimit(resource.RLIMIT_AS, (512 << 20, 512 << 20))
+
+
+class ToolTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.samples = tempfile.mkdtemp(prefix="fieldstore-samples-")
+        subprocess.run([MAKE_SAMPLES, cls.samples], check=True)
+
+    @classmethod
+    def tearDownClass(cls):
+        shutil.rmtree(cls.samples)
+
+    def setUp(self):
+        self.directory = tempfile.mkdtemp(prefix="fieldstore-test-")
+        self.addCleanup(shutil.rmtree, self.directory)
+
+    def path(self, name):
+        return os.path.join(self.directory, name)
+
+    def sample(self, name, mode="binary"):
+        return os.path.join(self.samples, mode, name)
+
+    def split(self, path):
+        """The parts of a sample: what comes before the bodies, then the bodies."""
+        content = self.read(path)
+        name = os.path.basename(path)
+        text = os.path.dirname(path).endswith("text")
+        head = (b"!Run 7\n" if text else i32(6) + b"!Run 7") if name in VERSIONED else b""
+        if name not in APPENDING:
+            return [head, content[len(head):]]
+        # Bodies of two differ in ids alone: ten of those of an assembly have a second digit.
+        longer = 10 if text and name == "assemblyinfo.dat" else 0
+        middle = len(head) + (len(content) - len(head) - longer) // 2
+        return [head, content[len(head):middle], content[middle:]]
+
+    def all_samples(self):
+        for name, class_name, bodies, entries in SAMPLES:
+            for mode in ("text", "binary"):
+                yield self.sample(name, mode), mode, class_name, bodies, entries
+        yield self.sample("file2.dat", "blocked"), "blocked", "PODOFList", 1, 6
+
+    def write(self, name, content):
+        with open(self.path(name), "wb") as file:
+            file.write(content)
+        return self.path(name)
+
+    @staticmethod
+    def read(path):
+        with open(path, "rb") as file:
+            return file.read()
+
+    def run_tool(self, *arguments, status=0, stdin=None, **options):
+        result = subprocess.run([TOOL, *arguments], capture_output=True, timeout=20, input=stdin,
+                                **options)
+        self.assertEqual(result.returncode, status,
+                         (arguments, result.stdout[-2000:], result.stderr[-2000:]))
+        return result
+
+    def out(self, *arguments, **options):
+        return self.run_tool(*arguments, **options).stdout.decode()
+
+    def error(self, *arguments, status=2, **options):
+        return self.run_tool(*arguments, status=status, **options).stderr.decode()
+
+    def json(self, *arguments, **options):
+        return json.loads(self.out(*arguments, "--json", **options))
+
+    def only(self, *arguments, **options):
+        answer = self.json(*arguments, **options)
+        self.assertEqual(len(answer), 1)
+        return answer[0]
+
+    def check(self, path, *arguments, status=1):
+        return self.only("check", path, *arguments, status=status)
+
+    def document(self, name, mode="binary"):
+        return json.loads(self.out("dump", self.sample(name, mode)))
+
+    def build(self, document, *arguments):
+        self.run_tool("build", "-", "-o", self.path("built"), "--force", *arguments,
+                      stdin=json.dumps(document).encode())
+        return self.path("built")
+
+    def in_terminal(self, arguments, answer=b"", environment=None):
+        """Runs the tool with a terminal for all its streams; returns status and what it showed."""
+        child, terminal = pty.fork()
+        if child == 0:
+            os.execve(TOOL, [TOOL, *arguments], {**os.environ, **(environment or {})})
+        if answer:
+            os.write(terminal, answer)
+        shown = b""
+        while True:
+            try:
+                block = os.read(terminal, 4096)
+            except OSError:  # how a terminal ends
+                break
+            if not block:
+                break
+            shown += block
+        os.close(terminal)
+        return os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), shown.decode()
+
+
+class WholeFiles(ToolTest):
+    def test_ls_finds_out_class_mode_bodies_entries_and_version(self):
+        for path, mode, class_name, bodies, entries in self.all_samples():
+            line = self.only("ls", path)
+            found = (line["state"], line["class"], line["mode"], line["bodies"], line["entries"],
+                     line["size"], line["guessed"], line.get("blocks"), line.get("version"),
+                     line["locked"])
+            blocks = 2 if mode == "blocked" else None
+            version = "Run 7" if os.path.basename(path) in VERSIONED else None
+            self.assertEqual(found, ("whole", class_name, "text" if mode == "text" else "binary",
+                                     bodies, entries, os.path.getsize(path), False, blocks, version,
+                                     False), path)
+
+    def test_ls_tries_classes_for_a_name_that_says_nothing(self):
+        for path, mode, class_name, bodies, _ in self.all_samples():
+            if mode == "text":
+                continue  # numbers in a row fit several classes
+            other = shutil.copy(path, self.path("other"))
+            line = self.only("ls", other)
+            self.assertEqual((line["class"], line["guessed"], line["bodies"]),
+                             (class_name, True, bodies))
+            self.assertIn(class_name + " (guess)", self.out("ls", other))
+            self.assertFalse(self.only("ls", other, "--class", class_name[2:].lower())["guessed"])
+
+    def test_ls_and_check_take_directories_and_leave_out_what_is_not_theirs(self):
+        for name, _, _, _ in SAMPLES:
+            shutil.copy(self.sample(name), self.path(name))
+        self.write("notes.txt", b"These are the results of Monday, all of them.\n")
+        self.write("modeinfo.lck", b"")
+        lines = self.json("ls", self.directory)
+        self.assertEqual([os.path.basename(line["path"]) for line in lines],
+                         sorted([sample[0] for sample in SAMPLES] + ["notes.txt"]))
+        self.assertEqual([line["path"] for line in lines if line.get("locked")],
+                         [self.path("modeinfo.dat")])
+        self.assertEqual(len(self.json("check", self.directory)), len(SAMPLES))
+        self.error("check", self.directory, self.path("notes.txt"))
+
+    def test_check_finds_no_problem_in_what_the_library_wrote(self):
+        for path, *_ in self.all_samples():
+            verdict = self.check(path, status=0)
+            self.assertEqual((verdict["verdict"], verdict["findings"]), ("sound", []), path)
+
+    def test_dump_and_build_give_the_same_bytes(self):
+        for path, *_ in self.all_samples():
+            self.run_tool("dump", path, "-o", self.path("a.json"), "--force")
+            self.run_tool("build", self.path("a.json"), "-o", self.path("a.dat"), "--force")
+            self.assertEqual(self.read(self.path("a.dat")), self.read(path), path)
+            self.run_tool("load-json", "-", "-o", self.path("b.dat"), "--force",
+                          stdin=self.run_tool("dump", path).stdout)
+            self.assertEqual(self.read(self.path("b.dat")), self.read(path), path)
+
+    def test_convert_gives_what_the_library_writes_in_the_other_mode(self):
+        for name, class_name, _, _ in SAMPLES:
+            for mode, other in (("text", "binary"), ("binary", "text")):
+                self.run_tool("convert", self.sample(name, mode), "--to", other, "-o",
+                              self.path("converted"), "--force")
+                self.assertEqual(self.read(self.path("converted")),
+                                 self.read(self.sample(name, other)), (name, other))
+        self.assertIn("no text form", self.error("convert", self.sample("file2.dat", "blocked"),
+                                                 "--to", "text", "-o", self.path("x")))
+        self.assertEqual(os.listdir(self.directory), ["converted"])
+
+    def test_compact_leaves_one_body_and_the_same_data(self):
+        for path, mode, class_name, bodies, entries in self.all_samples():
+            out = self.path("compact.dat")
+            self.run_tool("compact", path, "-o", out, "--force")
+            line = self.only("ls", out, "--class", class_name)
+            self.assertEqual((line["bodies"], line["entries"], line["mode"]),
+                             (1, entries, "text" if mode == "text" else "binary"), path)
+            self.run_tool("diff", path, out, "--class", class_name)
+            self.check(out, "--class", class_name, status=0)
+
+    def test_show_shows_and_selects(self):
+        for path, mode, class_name, *_ in self.all_samples():
+            self.assertTrue(self.out("show", path).startswith(path + ": " + class_name), path)
+            self.run_tool("show", path, "--full")
+        modes = self.sample("modeinfo.dat")
+        self.assertIn("2 different", self.out("show", modes))
+        self.assertIn("modes: 1 entry", self.out("show", modes, "--frequency", "1e9", "--port", "1"))
+        self.assertIn("modes: 0 entries", self.out("show", modes, "--port", "2"))
+        self.assertIn("[8.0,0.1]", self.out("show", modes, "--full"))
+        block = self.out("show", self.sample("file2.dat", "blocked"), "--block", "1")
+        self.assertIn("[2,10,12,4]", block)
+        self.assertNotIn("[0,20,-1,5]", block)
+        self.assertIn("values: 1 entry; 2 numbers, 1.5 .. 2.5, mean 2",
+                      self.out("show", self.sample("solutiondata.dat"), "--entity", "1"))
+        self.assertIn("no such key", self.error("show", self.sample("evtree.dat"), "--port", "1"))
+
+    def test_dump_as_tables(self):
+        csv = self.out("dump", self.sample("modeinfo.dat"), "--format", "csv").splitlines()
+        self.assertEqual(csv[0], "frequency,port,mode,group,value_re,value_im,part,index,re,im")
+        self.assertEqual(len(csv), 1 + 2 * 2 * 4)  # frequencies, modes, values of a mode
+        self.assertEqual(csv[8], "1000000000,1,1,1,3,4,current,1,8,0.1")
+        csv = self.out("dump", self.sample("circuitmatrices.dat"), "--format", "csv").splitlines()
+        self.assertEqual(csv[2:4], ["2000000000,3,0,1,2", "2000000000,3,1,0,3"])
+        csv = self.out("dump", self.sample("file3.dat"), "--format", "csv").splitlines()
+        self.assertEqual(csv, ["position,dof,kind,number", "0,10,port,1", "1,11,port,2",
+                               "2,12,offset,", "3,13,circuit,1", "4,14,circuit,2"])
+        csv = self.out("dump", self.sample("solutiondata.dat"), "--format", "csv").splitlines()
+        self.assertEqual(csv[1:], ["12,0,0,0,1.5", "12,0,0,1,2.5", "12,0,1,0,1.5", "12,0,1,1,2.5"])
+        self.assertIn("no csv of POMeshTree",
+                      self.error("dump", self.sample("evtree.dat"), "--format", "csv"))
+
+    def test_dump_as_matrix_market(self):
+        self.assertEqual(self.out("dump", self.sample("evdofmap.dat"), "--format", "mtx"),
+                         "%%MatrixMarket matrix coordinate real general\n"
+                         "3 3 3\n1 2 0.5\n1 1 0\n2 1 2\n")
+        matrices = self.sample("circuitmatrices.dat")
+        self.assertIn("-o DIR", self.error("dump", matrices, "--format", "mtx"))
+        self.run_tool("dump", matrices, "--format", "mtx", "-o", self.path("m/"))
+        self.assertEqual(sorted(os.listdir(self.path("m"))),
+                         ["matrix_2000000000_3.mtx", "matrix_2000000001_3.mtx"])
+        # [[1, 2], [3, 0.25]], column after column.
+        self.assertEqual(self.read(self.path("m/matrix_2000000001_3.mtx")),
+                         b"%%MatrixMarket matrix array real general\n2 2\n1\n3\n2\n0.25\n")
+
+    def array(self, name):
+        """The values of a NumPy file, read by the published layout."""
+        content = self.read(self.path("arrays/" + name + ".npy"))
+        self.assertEqual(content[:8], b"\x93NUMPY\x01\x00")
+        begin = 10 + struct.unpack("<H", content[8:10])[0]
+        self.assertEqual((begin % 64, content[begin - 1:begin]), (0, b"\n"))
+        header = eval(content[10:begin])  # the layout says: a Python literal
+        kind, per_value = {"<i4": ("i", 1), "<i8": ("q", 1), "<u4": ("I", 1), "<u8": ("Q", 1),
+                           "<f8": ("d", 1), "<c16": ("d", 2)}[header["descr"]]
+        count = header["shape"][0] * per_value
+        return list(struct.unpack("<%d%s" % (count, kind), content[begin:]))
+
+    def test_dump_as_numpy_arrays(self):
+        def dump(name, mode="binary"):
+            shutil.rmtree(self.path("arrays"), ignore_errors=True)
+            self.run_tool("dump", self.sample(name, mode), "--format", "npy", "-o",
+                          self.path("arrays"))
+        dump("evdofmap.dat")
+        self.assertEqual(self.array("rows.begin"), [0, 2, 3, 3])
+        self.assertEqual(self.array("rows.column"), [1, 0, 0])
+        self.assertEqual(self.array("rows.weight"), [0.5, 0, 2])
+        dump("modeinfo.dat", "text")
+        self.assertEqual(self.array("modes.frequency"), [1000000000, 1000000001])
+        self.assertEqual(self.array("modes.modes.begin"), [0, 2, 4])
+        self.assertEqual(self.array("modes.modes.value"), [1, 2, 3, 4] * 2)
+        self.assertEqual(self.array("modes.modes.data.begin"), [0, 4, 8, 12, 16])
+        self.assertEqual(self.array("modes.modes.data")[-2:], [8, 0.1])
+        dump("solutiondata.dat")
+        self.assertEqual(self.array("headerField4"), [4000000000])
+        self.assertEqual(self.array("neighbors.neighbors"), [2, 1])
+        dump("file1.dat")
+        self.assertEqual(self.array("leafCounts5"), [9, 10])
+
+    def test_dump_for_a_viewer(self):
+        shown = self.run_tool("dump", self.sample("solutiondata.dat"), "--format", "vtk")
+        self.assertIn(b"neither nodes nor edges", shown.stderr)  # entity 0 is neither
+        document = self.document("solutiondata.dat")
+        for entity, body in zip((1, 2), document["bodies"]):
+            body["values"][0]["entity"] = entity
+        path = self.build(document)
+        vtk = self.out("dump", path, "--class", "POSolutionMetrics", "--format", "vtk").splitlines()
+        self.assertEqual(vtk[2:6], ["ASCII", "DATASET POLYDATA", "POINTS 2 double", "0 0 0"])
+        at = vtk.index("POINT_DATA 2")
+        self.assertEqual(vtk[at + 1:], ["FIELD FieldData 2", "node 1 2 double", "1", "2",
+                                        "type12_index0 2 2 double", "1.5 2.5", "1.5 2.5"])
+        self.assertIn("LINES 2 6", vtk)
+
+
+class Documents(ToolTest):
+    def test_schema_names_the_fields_of_every_class(self):
+        with open(SCHEMA, encoding="utf-8") as file:
+            schema = json.load(file)
+        for path, mode, class_name, *_ in self.all_samples():
+            document = json.loads(self.out("dump", path))
+            form = class_name + ("Blocked" if document.get("form") == "blocked" else "")
+            fields = schema["$defs"][form]["properties"]["bodies"]["items"]
+            self.assertEqual(sorted(fields["required"]), sorted(document["bodies"][0]), form)
+            self.assertEqual(sorted(fields["properties"]), sorted(document["bodies"][0]), form)
+
+    def test_values_at_the_edges_survive(self):
+        document = self.document("circuitmatrices.dat")
+        edges = [0.1, -0.0, 5e-324, 1.7976931348623157e308, 1 / 3, "inf", "-inf", "nan", "-nan"]
+        document["bodies"] = [{"matrices": [{"frequency": -2**63, "type": -2**31, "values": edges},
+                                            {"frequency": 2**63 - 1, "type": 2**31 - 1,
+                                             "values": ["nan:7ff8000000000123"]}]}]
+        path = self.build(document)
+        content = self.read(path)
+        self.assertEqual(content[8:20], i64(-2**63) + i32(-2**31))
+        self.assertEqual(content[28:28 + 48], f64(0.1, -0.0, 5e-324, 1.7976931348623157e308, 1 / 3,
+                                                  math.inf))
+        self.assertEqual(content[-8:], struct.pack("<Q", 0x7ff8000000000123))
+        again = json.loads(self.out("dump", path, "--class", "POCircuitMatrices"))
+        self.assertEqual(again["bodies"], document["bodies"])
+        # In text as well, but for the bits of a not-a-number.
+        text = self.build({**document, "bodies": [{"matrices": [
+            {"frequency": 1, "type": 1, "values": edges}]}]}, "--to", "text")
+        self.assertIn(b"0.3333333333333333\ninf\n-inf\nnan\n", self.read(text))
+
+    def test_ids_are_unsigned(self):
+        document = self.document("solutiondata.dat")
+        document["bodies"] = document["bodies"][:1]
+        body = document["bodies"][0]
+        body["headerId"] = 2**32 - 1
+        body["neighbors"] = [{"node": 2**32 - 2, "neighbors": [2**32 - 1]},
+                             {"node": 2**32 - 1, "neighbors": [2**32 - 2]}]
+        path = self.build(document)
+        self.assertEqual(self.read(path)[10:14], b"\xff\xff\xff\xff")  # behind the version line
+        again = json.loads(self.out("dump", path, "--class", "SolutionMetrics"))
+        self.assertEqual(again, document)
+
+    def test_documents_that_are_no_result_file(self):
+        def broken(name, change):
+            document = self.document(name)
+            change(document, document["bodies"][0])
+            return json.dumps(document)
+
+        def entry(field, **values):
+            return lambda document, body: body[field][0].update(values)
+        cases = [
+            ("{", "JSON"), ("[]", "not an object"), ("{}", "'mode' is missing"),
+            ('{"mode":"binary","class":"POThing","bodies":[]}', "no class 'POThing'"),
+            ('{"mode":"paper","class":"POModeInfo","bodies":[]}', "text or binary"),
+            ('{"mode":"text","class":"POMeshTree","bodies":[]}', "one body, not 0"),
+            (broken("evtree.dat", lambda d, b: b.pop("ids")), "'ids' is missing"),
+            (broken("evtree.dat", lambda d, b: b.update(more=1)), "no field has"),
+            (broken("evtree.dat", lambda d, b: b.update(ids=[1, 1])), "ids: 1 is there twice"),
+            (broken("evtree.dat", lambda d, b: b.update(ids=[2**31])), "out of range"),
+            (broken("evtree.dat", lambda d, b: b.update(ids=[-2**31 - 1])), "out of range"),
+            (broken("evtree.dat", lambda d, b: b.update(ids=[1.5])), "an integer is wanted"),
+            (broken("evtree.dat", lambda d, b: d.update(version="x")), "have no version"),
+            (broken("modeinfo.dat", entry("modes", port=[])), "bodies[0]: modes: port: an integer"),
+            (broken("modeinfo.dat", entry("modes", frequency=2**63)), "frequency: 9223372036854775"),
+            (broken("modeinfo.dat", entry("modes", modes=[{"group": 0}])), "object of 3 members"),
+            (broken("modeinfo.dat", lambda d, b: b["modes"].append(b["modes"][0])), "the key of"),
+            (broken("solutiondata.dat", entry("positions", node=-1)), "node: -1 is out of range"),
+            (broken("solutiondata.dat", lambda d, b: d.update(version="a" * 300)), "version text"),
+            # What could be written, and not loaded.
+            (broken("assemblyinfo.dat", lambda d, b: b.update(elements=[5, -5])), "could not load"),
+            (broken("file1.dat", lambda d, b: b.update(nodeItems=[])), "could not load"),
+        ]
+        for document, message in cases:
+            self.assertIn(message, self.error("build", "-", "-o", self.path("no.dat"),
+                                              stdin=document.encode()), document)
+        self.assertEqual(os.listdir(self.directory), [])  # no output, no temporary file
+        self.run_tool("build", "-", "--unchecked", "-o", self.path("yes.dat"),
+                      stdin=cases[-1][0].encode())
+        self.check(self.path("yes.dat"), "--class", "POBinaryTree")
+
+
+class TornFiles(ToolTest):
+    def test_cut_anywhere(self):
+        for number, (path, mode, class_name, _, _) in enumerate(self.all_samples()):
+            content = self.read(path)
+            head, *bodies = self.split(path)
+            ends = [len(content) - sum(map(len, bodies[i:])) for i in range(1, len(bodies) + 1)]
+            near = {end + step for end in ends for step in (-2, -1, 0, 1)}
+            cuts = sorted(set(range(8 + number % 5, len(content), 13)) | near)
+            for cut in (cut for cut in cuts if cut < len(content)):
+                torn = self.write(os.path.basename(path), content[:cut])
+                whole = [end for end in ends if end <= cut]
+                if cut in ends:
+                    self.assertEqual(self.check(torn, status=0)["bodies"], len(whole))
+                    continue
+                where = (path, cut)
+                verdict = self.check(torn)
+                self.assertEqual((verdict["bodies"], verdict["class"]), (len(whole), class_name),
+                                 where)
+                fault = verdict["findings"][0]
+                self.assertIn("the file ends ", fault["text"], where)
+                self.assertLessEqual(whole[-1] if whole else 0, fault["offset"] + 1, where)
+                self.assertLessEqual(fault["offset"], cut, where)
+                saved = self.path("saved")
+                if os.path.exists(saved):
+                    os.remove(saved)
+                if not whole:
+                    self.error("repair", torn, "-o", saved)
+                    self.assertFalse(os.path.exists(saved), where)
+                    continue
+                answer = self.json("repair", torn, "-o", saved)
+                self.assertEqual(self.read(saved), content[:whole[-1]], where)
+                self.assertEqual((answer["keptBodies"], answer["loads"]), (len(whole), True), where)
+
+    def test_other_commands_refuse_a_torn_file_and_say_how_to_save_it(self):
+        torn = self.write("modeinfo.dat", self.read(self.sample("modeinfo.dat"))[:-1])
+        for command in (("show", torn), ("dump", torn), ("compact", torn, "-o", self.path("x")),
+                        ("convert", torn, "--to", "text", "-o", self.path("x")),
+                        ("merge", torn, "-o", self.path("x")), ("diff", torn, torn)):
+            message = self.error(*command)
+            self.assertIn("byte 220", message)  # count of the second body, 212, and 8
+            self.assertIn("fieldstore repair", message)
+        line = self.only("ls", torn)
+        self.assertEqual((line["state"], line["bodies"]), ("torn", 1))
+
+    def test_zeros_behind_the_bodies_are_a_torn_tail(self):
+        for name in APPENDING:
+            content = self.read(self.sample(name))
+            torn = self.write(name, content + bytes(1 << 20))
+            line = self.only("ls", torn)
+            self.assertEqual((line["state"], line["bodies"]), ("torn", 2), name)
+            answer = self.json("repair", torn, "-o", self.path("saved"), "--force")
+            self.assertEqual(self.read(self.path("saved")), content, name)
+            self.assertEqual(answer["lostBytes"], 1 << 20)
+
+    def test_bytes_behind_a_body_that_is_the_only_one(self):
+        content = self.read(self.sample("evtree.dat"))
+        verdict = self.check(self.write("evtree.dat", content + b"tail"))
+        self.assertEqual((verdict["bodies"], verdict["findings"][0]["offset"]), (1, len(content)))
+        self.assertIn("4 bytes follow", verdict["findings"][0]["text"])
+
+    def test_repair_in_place_keeps_a_backup_and_the_lock(self):
+        content = self.read(self.sample("modeinfo.dat"))
+        torn = self.write("modeinfo.dat", content[:-5])
+        os.chmod(torn, 0o640)
+        self.write("modeinfo.dat.bak", b"older")
+        self.write("modeinfo.lck", b"")
+        self.assertIn("locked", self.error("repair", torn, "--in-place"))
+        os.remove(self.path("modeinfo.lck"))
+        for arguments in ((), ("-o", torn), ("-o", self.path("./modeinfo.dat"), "--force")):
+            self.error("repair", torn, *arguments)
+        self.assertEqual(self.read(torn), content[:-5])
+        report = self.out("repair", torn, "--in-place")
+        self.assertIn("kept 1 body with 1 entry, bytes 0 to 212", report)
+        self.assertIn("lost bytes 212 to 419 (207 B)", report)
+        self.assertEqual(self.read(torn), content[:212])
+        self.assertEqual(os.stat(torn).st_mode & 0o777, 0o640)
+        self.assertEqual(self.read(self.path("modeinfo.dat.bak1")), content[:-5])
+        self.assertEqual(len(os.listdir(self.directory)), 3)  # no lock, no temporary file
+
+
+class ForeignFiles(ToolTest):
+    def test_a_clear_line_the_right_status_and_little_memory(self):
+        block = bytes((i * i * 31 + 7 * i + 200) % 251 + 5 for i in range(30000))
+        files = {
+            "program": self.read(TOOL)[:100000],
+            "photo.jpg": b"\xff\xd8\xff\xe0\x00\x10JFIF\x00\x01\x01\x00\x00\x01\x00\x01" + block,
+            "noise": os.urandom(50000),
+            "prose": b"The quick brown fox jumps over the lazy dog.\n" * 100,
+            "empty": b"",
+        }
+        paths = [self.write(name, content) for name, content in files.items()]
+        sparse = self.write("sparse", b"")
+        os.truncate(sparse, 3 << 30)
+        for path in paths + [sparse]:
+            for command in (("ls", path), ("check", path), ("show", path), ("dump", path),
+                            ("repair", path, "-o", self.path("x")), ("diff", path, path),
+                            ("compact", path, "-o", self.path("x"))):
+                started = time.monotonic()
+                message = self.error(*command, preexec_fn=limit_memory)
+                self.assertIn(path, message)
+                self.assertRegex(message, "not a result file|is empty")
+                self.assertLess(time.monotonic() - started, 5)
+            for class_name in (sample[1] for sample in SAMPLES):
+                if path.endswith("empty"):
+                    continue
+                message = self.error("check", path, "--class", class_name,
+                                     preexec_fn=limit_memory)
+                self.assertIn(class_name, message)
+        self.assertFalse(os.path.exists(self.path("x")))
+
+    def test_what_is_no_file(self):
+        os.mkfifo(self.path("fifo"))
+        for path, message in ((self.path("none"), "no such file"), ("/dev/zero", "not a regular"),
+                              (self.path("fifo"), "not a regular file")):
+            for command in ("ls", "check", "show", "dump"):
+                self.assertIn(message, self.error(command, path))
+        self.assertIn("is a directory", self.error("show", self.directory))
+        self.assertIn("no class 'POThing'", self.error("ls", "--class", "POThing", self.directory))
+
+    def test_an_empty_file_is_sound_where_a_load_takes_it(self):
+        for name, class_name, _, _ in SAMPLES:
+            status = {"modeinfo.dat": 0, "circuitmatrices.dat": 0, "assemblyinfo.dat": 0,
+                      "solutiondata.dat": 1}.get(name, 2)
+            self.check(self.write(name, b""), status=status)
+
+
+class Rules(ToolTest):
+    def test_rules_of_the_classes(self):
+        mode = i32(0) + f64(1, 2)  # group and value
+
+        def modes(frequency, port, *records):
+            return i64(frequency) + i32(port) + i64(len(records)) + b"".join(records)
+        metrics = i32(0, 0, 0, 0, 0)  # the header values, 20 bytes
+        no_graph = i64(0) + i64(0) + i64(0)
+        edge = i64(0) + i64(0) + i64(1) + i32(1) + ints(1, 2)
+        header = i32(0, 0, 0, 0, 0, 0)  # of a DOF list, 24 bytes
+        no_records = i32(3) + ints()
+        cases = [
+            ("modeinfo.dat", i64(1) + modes(5, 1, mode + i64(3) + f64(*range(6))),
+             8, "odd number of voltages"),
+            ("modeinfo.dat", i64(1) + modes(5, 1, i32(-1) + f64(1, 2) + i64(0)), 8,
+             "negative group"),
+            # Two ports at 5, one at 6, whose entry begins behind two of 20 bytes.
+            ("modeinfo.dat", i64(3) + modes(5, 1) + modes(5, 2) + modes(6, 1), 48,
+             "differ in their number of ports"),
+            ("modeinfo.dat", i64(2) + modes(5, 1) + modes(5, 1), 28, "stands twice"),
+            ("modeinfo.dat", i64(2) + modes(6, 1) + modes(5, 1), 28, "out of order"),
+            ("evdofmap.dat", i64(2) + i64(0) + i64(1) + i32(2) + f64(1) + ints(0, 0), 16,
+             "column lies outside the rows in row 1: 2"),
+            ("circuitmatrices.dat", i64(1) + i64(9) + i32(1) + doubles(1, 2, 3), 8, "not square"),
+            ("evtree.dat", i64(2) + i32(1, 2, 5, 3) + i64(0), 16, "larger id first"),
+            ("evtree.dat", i64(0) + i64(3) + i32(1, 2, 2), 24, "stands twice"),
+            ("file2.dat", header + no_records * 4, 0, "no record"),
+            ("file2.dat", header + i32(3) + ints(1, 2) + no_records * 3, 28, "no whole number"),
+            ("file2.dat", header + i32(3) + ints(0, 9, 7) + no_records * 3, 28,
+             "ends before it begins"),
+            ("file2.dat", header + i32(-3) + ints(1) + no_records * 3, 28, "negative"),
+            ("file1.dat", i32(0, 0, 1, 0) + i64(0) * 8, 56, "tree has no node"),
+            ("file1.dat", i32(0, 0, 40, 0) + i64(0) * 5 + i64(1) + i32(0) + ints(1) + i64(0) * 2,
+             8, "number of levels is impossible: 40"),
+            # One level and two leaves: nodes 0 and 1.
+            ("file1.dat", i32(0, 0, 1, 2) + (i64(2) + i64(1, 1)) * 5 + i64(1) + i32(2) + ints(1) +
+             i64(0) * 2, 144, "node lies outside the tree: 2"),
+            ("file1.dat", i32(0, 0, 1, 1) + i64(1, 7) * 4 + i64(0) + i64(1) + i32(0) + ints(1) +
+             i64(0) * 2, 80, "counters and leaves differ"),
+            ("file3.dat", i32(1, 0, 0, 0) + i64(0), 16, "do not go together"),
+            ("file3.dat", i32(2, 0, 1, 0) + i64(2) + i32(0, 7, 2, 9), 16, "of a port: position 1"),
+            ("file3.dat", i32(1, 1, 1, 0) + i64(2) + i32(0, 7, 1, 9), 16, "circuit: position 2"),
+            ("solutiondata.dat", metrics + i64(0) * 2 + no_graph, 0, "neither an edge"),
+            ("solutiondata.dat", metrics + i64(0) + i64(1) + i32(12, 0, 1) + doubles(1) + edge, 36,
+             "have no definition for type 12, index 0, entity 1"),
+            ("solutiondata.dat", metrics + i64(1) + i32(12, 1, 6) + i64(0) + edge, 28,
+             "resolve function is unknown"),
+            ("solutiondata.dat", metrics + i64(1) + i32(12, 2, 0) + i64(1) + i32(12, 0, 1) +
+             doubles(1) + edge, 48, "not as many as their definition says"),
+            ("solutiondata.dat", metrics + i64(0) * 2 + i64(1) + i32(1) + ints(2) + i64(0) * 2, 44,
+             "not mutual: 1 names 2"),
+            ("solutiondata.dat", metrics + i64(0) * 3 + i64(1) + i32(1) + doubles(0, 0) + i64(1) +
+             i32(1) + ints(1, 1), 52, "fewer than three values"),
+            ("solutiondata.dat", metrics + i64(0) * 3 + i64(1) + i32(1) + doubles(0, 0, 0) +
+             i64(1) + i32(1) + ints(1, 9), 96, "node has no position: 9"),
+            ("assemblyinfo.dat", ints(5, -5) + (i64(1) + i32(5) + ints(1)) * 3, 0, "comes twice"),
+            ("assemblyinfo.dat", ints(5) + i64(1) + i32(6) + ints(1) +
+             (i64(1) + i32(5) + ints(1)) * 2, 20, "of no element"),
+            ("assemblyinfo.dat", ints(5) + i64(0) + (i64(1) + i32(5) + ints(1)) * 2, 12,
+             "lack a node list"),
+            ("assemblyinfo.dat", ints(1, 2) + i64(2) + i32(1) + ints(4) + i32(2) + ints(4, 4) +
+             (i64(2) + i32(1) + ints() + i32(2) + ints()) * 2, 40, "disagree on the basis"),
+        ]
+        for name, content, offset, text in cases:
+            verdict = self.check(self.write(name, content))
+            found = [(finding["offset"], finding["kind"]) for finding in verdict["findings"]
+                     if text in finding["text"]]
+            self.assertEqual(found, [(offset, "problem")], (text, verdict))
+
+    def test_rules_over_bodies(self):
+        def metrics(count):
+            return (i32(0, 0, 0, 0, 0) + i64(1) + i32(12, count, 0) + i64(0) * 3 + i64(1) + i32(1) +
+                    ints(1, 2))
+        first = metrics(1)
+        verdict = self.check(self.write("solutiondata.dat", first + metrics(2)))
+        self.assertIn({"kind": "problem", "offset": len(first) + 20, "body": 2,
+                       "text": "definitions differ from those of the bodies before"},
+                      verdict["findings"])
+        twice = self.read(self.sample("assemblyinfo.dat")) * 2
+        verdict = self.check(self.write("assemblyinfo.dat", twice))
+        self.assertIn("comes twice", verdict["findings"][0]["text"])
+        self.assertEqual(verdict["findings"][0]["body"], 3)
+        # The same modes again are no problem, since the first ones win.
+        again = self.read(self.sample("modeinfo.dat")) * 2
+        verdict = self.check(self.write("modeinfo.dat", again), status=0)
+        self.assertEqual([finding["kind"] for finding in verdict["findings"]], ["note", "note"])
+
+    def test_rules_of_blocks(self):
+        content = bytearray(self.read(self.sample("file2.dat", "blocked")))
+        # Header 44, count of the index 8, its front 8, then entries of 6 + 8 bytes; block 0 begins
+        # at 88 with four counts and the raw count of the first array.
+        wrong_owner = bytearray(content)
+        wrong_owner[88 + 32 + 8:88 + 32 + 12] = i32(3)
+        verdict = self.check(self.write("file2.dat", wrong_owner))
+        self.assertIn({"kind": "problem", "offset": 88, "body": 1,
+                       "text": "record stands in a block that is not its owner's in block 0, "
+                               "records1: owner 3"}, verdict["findings"])
+        beyond = bytearray(content)
+        beyond[60 + 6:60 + 14] = i64(1 << 40)
+        verdict = self.check(self.write("file2.dat", beyond))
+        self.assertIn("before block 0, whose bookmark", verdict["findings"][0]["text"])
+
+    def test_many_findings_of_one_rule_are_summed_up(self):
+        pairs = i64(50) + b"".join(i32(i, i - 1) for i in range(50)) + i64(0)
+        path = self.write("evtree.dat", pairs)
+        verdict = self.check(path)
+        self.assertEqual((verdict["problems"], len(verdict["findings"])), (50, 6))
+        self.assertIn("45 more from here on", verdict["findings"][-1]["text"])
+        self.assertEqual(len(self.check(path, "--full")["findings"]), 50)
+
+
+class MergeAndDiff(ToolTest):
+    def test_merge_gives_what_one_file_of_all_writers_would_be(self):
+        for name in APPENDING:
+            for mode in ("text", "binary"):
+                head, first, second = self.split(self.sample(name, mode))
+                one = self.write("one", head + first)
+                two = self.write("two", head + second)
+                class_name = next(sample[1] for sample in SAMPLES if sample[0] == name)
+                self.run_tool("merge", one, two, "-o", self.path("merged"), "--force", "--class",
+                              class_name)
+                self.assertEqual(self.read(self.path("merged")), head + first + second,
+                                 (name, mode))
+            text, binary = self.sample(name, "text"), self.sample(name)
+            if name == "assemblyinfo.dat":
+                self.assertIn("could not load",
+                              self.error("merge", text, binary, "-o", self.path("mixed"), "--force"))
+                continue
+            self.run_tool("merge", text, binary, "-o", self.path("mixed"), "--force")
+            # Both hold the same two bodies, and the mode of the first file is that of the result.
+            body = self.read(text)[len(b"!Run 7\n") if name in VERSIONED else 0:]
+            self.assertEqual(self.read(self.path("mixed")), self.read(text) + body)
+
+    def test_merge_refuses_what_does_not_go_together(self):
+        self.assertIn("have one body", self.error("merge", self.sample("evtree.dat"),
+                                                  self.sample("evtree.dat"), "-o", self.path("x")))
+        self.assertIn("files of one class",
+                      self.error("merge", self.sample("modeinfo.dat"),
+                                 self.sample("circuitmatrices.dat"), "-o", self.path("x")))
+        modes = self.sample("modeinfo.dat")
+        self.assertIn("input as well", self.error("merge", modes, "-o", modes, "--force"))
+        self.assertEqual(os.listdir(self.directory), [])
+
+    def test_files_that_hold_the_same(self):
+        for name, _, _, _ in SAMPLES:
+            self.assertEqual(self.out("diff", self.sample(name), self.sample(name, "text")), "")
+
+    def matrices(self, name, entries):
+        document = {"class": "POCircuitMatrices", "mode": "binary", "bodies": [{"matrices": [
+            {"frequency": f, "type": t, "values": values} for f, t, values in entries]}]}
+        self.run_tool("build", "-", "-o", self.path(name), stdin=json.dumps(document).encode())
+        return self.path(name)
+
+    def test_differences_are_told_by_key(self):
+        a = self.matrices("a", [(1, 1, [1, 2, 3, 4]), (2, 1, [5]), (4, 1, ["nan"])])
+        b = self.matrices("b", [(1, 1, [1, 2.02, 3, 4]), (3, 1, [5]), (4, 1, ["nan"])])
+        diff = ("diff", a, b, "--class", "POCircuitMatrices")
+        self.assertEqual(self.out(*diff, status=1).splitlines(), [
+            "matrices[frequency 1, type 1][1]: 2.0 | 2.02",
+            "matrices[frequency 2, type 1]: present | missing",
+            "matrices[frequency 3, type 1]: missing | present"])
+        answer = self.json(*diff, "--rtol", "0.02", status=1)
+        self.assertEqual((answer["same"], answer["count"]), (False, 2))
+        self.assertEqual(self.json(*diff, "--atol", "0.01", status=1)["count"], 3)
+        self.assertIn("3 differences in all", self.out(*diff, "--limit", "1", status=1))
+        c = self.matrices("c", [(1, 1, [1, 2, 3])])
+        self.assertIn("4 values | 3 values",
+                      self.out("diff", a, c, "--class", "POCircuitMatrices", status=1))
+
+    def test_paths_of_nested_parts_sets_classes_and_forms(self):
+        def changed(name, old, new):
+            self.run_tool("dump", self.sample(name), "-o", self.path("d.json"), "--force")
+            content = self.read(self.path("d.json")).replace(old, new, 1)
+            path = self.path("changed.dat")
+            self.run_tool("build", "-", "-o", path, "--force", stdin=content)
+            return self.out("diff", self.sample(name), path, "--class",
+                            next(s[1] for s in SAMPLES if s[0] == name), status=1)
+        self.assertEqual(changed("modeinfo.dat", b"[8.0,0.1]", b"[8.0,0.2]"),
+                         "modes[frequency 1000000000, port 1][1].data[3]: [8.0,0.1] | [8.0,0.2]\n")
+        self.assertEqual(changed("evdofmap.dat", b'"weight":0.5', b'"weight":0.75'),
+                         "rows[0][0].weight: 0.5 | 0.75\n")
+        self.assertEqual(changed("evtree.dat", b"[-5,3,8]", b"[-5,3,9]"),
+                         "ids[8]: present | missing\nids[9]: missing | present\n")
+        self.assertIn("class: PODOFList | PODOFList in blocks",
+                      self.out("diff", self.sample("file2.dat"),
+                               self.sample("file2.dat", "blocked"), status=1))
+        self.error("diff", self.sample("evtree.dat"), self.path("none"))
+
+
+class Manners(ToolTest):
+    COMMANDS = ("ls", "show", "dump", "build", "check", "repair", "compact", "convert", "merge",
+                "diff", "unlock")
+
+    def test_help_version_and_usage(self):
+        self.assertRegex(self.out("--version"), r"^fieldstore \d+\.\d+\.\d+\n$")
+        self.assertIn("COMMAND --help", self.out("--help"))
+        for command in self.COMMANDS:
+            text = self.out(command, "--help")
+            self.assertRegex(text, r"Exit status:(.*\n)+Examples:\n(.*\n)*  fieldstore " + command)
+        for wrong in ((), ("lss",), ("ls",), ("dump", "x", "--format", "pdf"), ("diff", "a")):
+            self.assertNotEqual(self.error(*wrong), "")
+
+    def test_outputs_replace_nothing_unasked_and_leave_nothing_behind(self):
+        source = self.sample("modeinfo.dat")
+        self.run_tool("dump", source, "-o", self.path("modes.json"))
+        there = self.write("there", b"precious")
+        commands = (("compact", source), ("convert", source, "--to", "text"), ("merge", source),
+                    ("repair", source), ("dump", source), ("build", self.path("modes.json")))
+        for command in commands:
+            self.assertIn("--force", self.error(*command, "-o", there))
+            self.assertIn("Create the directory", self.error(*command, "-o", self.path("no/x")))
+            self.assertEqual(self.read(there), b"precious")
+        self.assertEqual(sorted(os.listdir(self.directory)), ["modes.json", "there"])
+        os.symlink("there", self.path("link"))
+        for command in commands:
+            self.run_tool(*command, "-o", self.path("link"), "--force")
+            self.assertTrue(os.path.islink(self.path("link")))
+            self.assertNotEqual(self.read(there), b"precious")
+            self.write("there", b"precious")
+
+    def test_a_full_output_is_an_error(self):
+        with open("/dev/full", "wb") as full:
+            result = subprocess.run([TOOL, "dump", self.sample("modeinfo.dat")], stdout=full,
+                                    stderr=subprocess.PIPE, check=False)
+        self.assertEqual(result.returncode, 2)
+        self.assertIn(b"cannot be written", result.stderr)
+
+    def test_colours_on_a_terminal_alone(self):
+        arguments = ["ls", self.sample("modeinfo.dat")]
+        self.assertNotIn("\033[", self.out(*arguments))
+        self.assertIn("\033[32mwhole", self.in_terminal(arguments)[1])
+        self.assertNotIn("\033[", self.in_terminal(arguments, environment={"NO_COLOR": "1"})[1])
+
+    def test_unlock(self):
+        data = self.path("modeinfo.dat")
+        self.assertIn("not locked", self.out("unlock", data))
+        marker = self.write("modeinfo.lck", b"")
+        then = time.time() - 3725  # one hour, two minutes, five seconds
+        os.utime(marker, (then, then))
+        self.assertIn("locked for 1 h 2 min", self.out("unlock", data, status=2, stdin=b""))
+        self.assertIn("locked for 1 h 2 min", self.out("unlock", marker, status=2, stdin=b"y\n"))
+        status, shown = self.in_terminal(["unlock", data], b"n\n")
+        self.assertEqual((status, os.path.exists(marker)), (0, True), shown)
+        status, shown = self.in_terminal(["unlock", data], b"y\n")
+        self.assertEqual((status, os.path.exists(marker)), (0, False), shown)
+        self.write("modeinfo.lck", b"")
+        answer = self.json("unlock", data, "--force")
+        self.assertEqual((answer["locked"], answer["removed"]), (True, True))
+        self.assertEqual(os.listdir(self.directory), [])
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0]] + sys.argv[3:])

@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tool/BodyReader.h"
+
+#include <algorithm>
+
+#include "core/POIndex.h"
+
+namespace fieldstore::tool {
+
+std::uint64_t Layout::Of(std::string_view field) const {
+    const auto place = std::find_if(fields.begin(), fields.end(), [field](const FieldPlace& known) {
+        return known.name == field;
+    });
+    return place == fields.end() ? begin : place->offset;
+}
+
+std::uint64_t Layout::Of(std::string_view field, std::size_t entry) const {
+    for (const FieldPlace& place : fields) {
+        if (place.name != field) continue;
+        if (!place.repeated.empty() || !place.disordered.empty()) return place.offset;
+        if (place.entrySize != 0)
+            return place.offset + sizeof(std::uint64_t) + entry * place.entrySize;
+        return entry < place.entries.size() ? place.entries[entry] : place.offset;
+    }
+    return begin;
+}
+
+void BodyReader::RequireGood() {
+    if (!stream.IsGood()) throw Explain("Bad stream;");
+}
+
+Fault BodyReader::Explain(const std::string& message) {
+    const std::string name =
+        layout.fields.empty() ? "the body" : std::string(layout.fields.back().name);
+    const std::uint64_t here = std::min(stream.Tell(), fileSize);
+    const bool stateAlone = message.find("stream;") != std::string::npos ||
+                            message.find("End of file") != std::string::npos;
+    if (!stateAlone) return {entryOffset, false, name + ": " + message};
+    // Binary values of any bits are values: what stops the reading is the end alone.
+    if (!stream.IsTextMode() || here == fileSize)
+        return {entryOffset, true, "the file ends inside " + name};
+    return {here, false, "not a number where " + name + " should go on"};
+}
+
+Fault BodyReader::ImpossibleCount(std::uint64_t offset, std::uint64_t count, std::uint64_t least,
+                                  std::uint64_t left) const {
+    // A file of which less than a thousandth is there is more likely one of another kind.
+    constexpr std::uint64_t most = 1000, small = 4096;
+    const bool believable = count <= kMaxStreamCount && count * least <= (fileSize + small) * most;
+    const std::string name(layout.fields.back().name);
+    return {
+        offset, believable,
+        (believable ? "the file ends inside " + name + ": " : name + " has an impossible count: ") +
+            Counted(count, "entry", "entries") + " of at least " + Counted(least, "byte", "bytes") +
+            " should follow, and " + Counted(left, "byte does", "bytes do")};
+}
+
+std::uint64_t BodyReader::NextOffset() {
+    if (stream.IsTextMode()) stream.SkipWhiteSpace();
+    return std::min(stream.Tell(), fileSize);
+}
+
+void BodyReader::BeginEntry(std::uint64_t number) {
+    FieldPlace& place = layout.fields.back();
+    if (place.entrySize != 0) {
+        entryOffset = place.offset + sizeof(std::uint64_t) + number * place.entrySize;
+    } else {
+        entryOffset = NextOffset();
+        place.entries.push_back(entryOffset);
+    }
+    constexpr std::uint64_t rarely = 256;
+    if (number % rarely == 0) progress.At(entryOffset, fileSize);
+}
+
+void BodyReader::ReadBlocks(BlockedDOFListBody& body) {
+    if (stream.IsTextMode()) throw Fault(layout.begin, false, "blocks stand in binary files alone");
+    layout.fields.push_back({"index", NextOffset(), 0, {}, {}, {}});
+    entryOffset = stream.Tell();
+    std::vector<char> block;
+    stream.Read(block);
+    RequireGood();
+    POIndex index;
+    index.ParseIndex(block);
+    layout.fields.push_back({"blocks", stream.Tell(), 0, {}, {}, {}});
+    for (int number = 0; number < index.GetBookmarkCount(); ++number) {
+        const auto bookmark = index.GetBookmark(std::to_string(number));
+        if (bookmark < 0 || static_cast<std::uint64_t>(bookmark) >= fileSize)
+            throw Fault(layout.fields[layout.fields.size() - 2].offset, bookmark >= 0,
+                        "the file ends before block " + std::to_string(number) +
+                            ", whose bookmark is byte " + std::to_string(bookmark));
+        ReadBlock(body, number, static_cast<std::uint64_t>(bookmark));
+        progress.At(stream.Tell(), fileSize);
+    }
+}
+
+void BodyReader::ReadBlock(BlockedDOFListBody& body, int number, std::uint64_t bookmark) {
+    entryOffset = bookmark;
+    layout.fields.back().entries.push_back(bookmark);
+    if (bookmark != stream.Tell()) {
+        layout.oddities.push_back("block " + std::to_string(number) +
+                                  " does not begin where the one before it ends, byte " +
+                                  std::to_string(stream.Tell()));
+        layout.oddityOffsets.push_back(bookmark);
+    }
+    stream.Seek(bookmark);
+    std::array<std::int64_t, 4> counts{};
+    for (std::int64_t& count : counts) stream.Read(count);
+    RequireGood();
+    auto& block = body.blocks[number];
+    const std::array<std::int64_t, 5> arrayCounts{counts[0], counts[1], counts[2], counts[3],
+                                                  counts[1]};
+    for (std::size_t k = 0; k < arrayCounts.size(); ++k) {
+        const std::int64_t count = arrayCounts[k], width = body.Widths()[k];
+        const std::uint64_t room = (fileSize - stream.Tell()) / sizeof(int);
+        const bool possible = count >= 0 && width >= 0;
+        if (!possible || (width > 0 && static_cast<std::uint64_t>(count) >
+                                           room / static_cast<std::uint64_t>(width))) {
+            throw Fault(bookmark, possible,
+                        (possible ? "the file ends inside block " : "impossible count in block ") +
+                            std::to_string(number) + ": " + std::to_string(count) +
+                            " records of width " + std::to_string(width) + " should follow");
+        }
+        Ints& entries = *BlockedDOFListBody::Arrays(block)[k];
+        entries.resize(static_cast<std::size_t>(count * width));
+        stream.POStreamIO::Read(reinterpret_cast<char*>(entries.data()),
+                                static_cast<std::int64_t>(entries.size() * sizeof(int)));
+        RequireGood();
+    }
+    layout.end = std::max(layout.end, stream.Tell());
+}
+
+}  // namespace fieldstore::tool

@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_TOOL_BODY_READER_H
+#define FIELDSTORE_TOOL_BODY_READER_H
+
+#include <algorithm>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "streams/POStreamFileIO.h"
+#include "tool/Bodies.h"
+#include "tool/Terminal.h"
+#include "tool/Walk.h"
+
+namespace fieldstore::tool {
+
+/// Why the bytes from an offset on are not what they should be.
+struct Fault : std::runtime_error {
+    Fault(std::uint64_t where, bool isCut, const std::string& cause)
+        : std::runtime_error(cause), offset(where), cut(isCut) {}
+    std::uint64_t offset;
+    bool cut;  // they are, as far as they go: the file ends too early
+};
+
+/// Where a field stands in the file.
+struct FieldPlace {
+    std::string_view name;
+    std::uint64_t offset = 0;
+    std::uint64_t entrySize = 0;            // when all have the same
+    std::vector<std::uint64_t> entries;     // when they have not
+    std::vector<std::uint64_t> repeated;    // entries whose key the field has already
+    std::vector<std::uint64_t> disordered;  // entries before which they should stand
+};
+
+/// Where a body and its parts stand in the file.
+struct Layout {
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+    std::vector<FieldPlace> fields;
+    std::vector<std::string> oddities;  // about bookmarks
+    std::vector<std::uint64_t> oddityOffsets;
+
+    /// The offset of a field; of an entry, or of the field when entries do not stand in order.
+    std::uint64_t Of(std::string_view field) const;
+    std::uint64_t Of(std::string_view field, std::size_t entry) const;
+};
+
+/// Visitor that reads a body with the operations of the library's stream, and notes where it is.
+///
+/// Containers are taken entry by entry rather than in one call, because an offset, a repeated key
+/// and the progress of a long read are to be told; each entry is read by the stream.
+class BodyReader {
+public:
+    BodyReader(POStreamFileIO& input, std::uint64_t size, Progress& bar)
+        : stream(input), fileSize(size), progress(bar) {}
+
+    /// Reads one body from the stream's position; raises Fault.
+    template <typename Body>
+    Layout Read(Body& body) {
+        return Guarded([&] { Body::Visit(body, *this); });
+    }
+    Layout Read(BlockedDOFListBody& body) {
+        return Guarded([&] {
+            BlockedDOFListBody::VisitHeader(body, *this);
+            ReadBlocks(body);
+        });
+    }
+
+    template <typename T>
+    void operator()(const Field& field, T& value) {
+        layout.fields.push_back({field.name, NextOffset(), 0, {}, {}, {}});
+        ReadField(value);
+        RequireGood();
+    }
+
+private:
+    template <typename Action>
+    Layout Guarded(const Action& action);
+    void ReadBlocks(BlockedDOFListBody& body);
+    void ReadBlock(BlockedDOFListBody& body, int number, std::uint64_t bookmark);
+
+    template <typename T>
+    void ReadField(T& value) {
+        stream.Read(value);
+    }
+    template <typename T>
+    void ReadField(std::vector<T>& value);
+    template <typename K, typename V>
+    void ReadField(std::map<K, V>& value);
+    template <typename T>
+    void ReadField(std::set<T>& value);
+    template <typename T>
+    void ReadField(std::vector<std::vector<T>>& value);
+
+    template <typename Entry>
+    std::uint64_t ReadCount();
+    Fault ImpossibleCount(std::uint64_t offset, std::uint64_t count, std::uint64_t least,
+                          std::uint64_t left) const;
+    /// Notes where the entry begins that comes next.
+    void BeginEntry(std::uint64_t number);
+    template <typename Container, typename Key>
+    void NoteOrder(const Container& container, const Key& key, std::uint64_t number);
+    std::uint64_t NextOffset();
+    void RequireGood();
+    /// The fault that the stream's refusal stands for.
+    Fault Explain(const std::string& message);
+
+    POStreamFileIO& stream;
+    std::uint64_t fileSize;
+    Progress& progress;
+    Layout layout;
+    std::uint64_t entryOffset = 0;
+    bool firstBody = true;
+};
+
+template <typename Action>
+Layout BodyReader::Guarded(const Action& action) {
+    layout = Layout();
+    layout.begin = NextOffset();
+    entryOffset = layout.begin;
+    try {
+        action();
+        // A number that touches the end of the file may have lost digits.
+        if (stream.IsTextMode() && stream.NumberMetEnd())
+            throw Fault(entryOffset, true, "the file ends inside a number");
+    } catch (const Fault&) {
+        throw;
+    } catch (const std::bad_alloc&) {
+        throw Fault(entryOffset, false, "a count asks for more memory than there is");
+    } catch (const std::runtime_error& error) {
+        throw Explain(error.what());
+    }
+    layout.end = std::max(layout.end, stream.Tell());
+    firstBody = false;
+    return std::move(layout);
+}
+
+template <typename K, typename V>
+const K& LastKey(const std::map<K, V>& map) {
+    return map.rbegin()->first;
+}
+template <typename T>
+const T& LastKey(const std::set<T>& set) {
+    return *set.rbegin();
+}
+
+template <typename K, typename V>
+void BodyReader::ReadField(std::map<K, V>& value) {
+    const auto count = ReadCount<std::pair<K, V>>();
+    for (std::uint64_t i = 0; i < count; ++i) {
+        BeginEntry(i);
+        K key{};
+        V mapped{};
+        stream.Read(key);
+        stream.Read(mapped);
+        RequireGood();
+        NoteOrder(value, key, i);
+        if constexpr (kExistingKey<std::map<K, V>> == ExistingKey::Replace)
+            value.insert_or_assign(value.end(), std::move(key), std::move(mapped));
+        else
+            value.emplace_hint(value.end(), std::move(key), std::move(mapped));
+    }
+}
+
+template <typename T>
+void BodyReader::ReadField(std::set<T>& value) {
+    const auto count = ReadCount<T>();
+    for (std::uint64_t i = 0; i < count; ++i) {
+        BeginEntry(i);
+        T element{};
+        stream.Read(element);
+        RequireGood();
+        NoteOrder(value, element, i);
+        value.insert(value.end(), element);
+    }
+}
+
+/// Numbers, in one call. In a foreign file the count in front of them is nonsense, and told first;
+/// behind a whole body it need not be suspected.
+template <typename T>
+void BodyReader::ReadField(std::vector<T>& value) {
+    if (firstBody && !stream.IsTextMode()) {
+        const std::uint64_t begin = stream.Tell();
+        ReadCount<T>();
+        stream.Seek(begin);
+    }
+    stream.Read(value);
+    if (!stream.IsTextMode()) layout.fields.back().entrySize = sizeof(T);
+}
+
+template <typename T>
+void BodyReader::ReadField(std::vector<std::vector<T>>& value) {
+    const auto count = ReadCount<std::vector<T>>();
+    for (std::uint64_t i = 0; i < count; ++i) {
+        BeginEntry(i);
+        stream.Read(value.emplace_back());
+        RequireGood();
+    }
+}
+
+/// A count that the rest of the file cannot hold is recognised before anything is read for it.
+template <typename Entry>
+std::uint64_t BodyReader::ReadCount() {
+    const std::uint64_t offset = NextOffset();
+    std::uint64_t count = 0;
+    stream.Read(count);
+    RequireGood();
+    const bool text = stream.IsTextMode();
+    const std::uint64_t least =
+        text ? (kIsContainer<Entry> ? 2 : kLeastText<Entry>) : std::uint64_t{kLeastSize<Entry>};
+    const std::uint64_t left = fileSize - stream.Tell();
+    if (count > left / least) throw ImpossibleCount(offset, count, least, left);
+    FieldPlace& place = layout.fields.back();
+    if (!text) place.entrySize = kFixedSize<Entry>;
+    if (place.entrySize == 0) place.entries.reserve(static_cast<std::size_t>(count));
+    return count;
+}
+
+template <typename Container, typename Key>
+void BodyReader::NoteOrder(const Container& container, const Key& key, std::uint64_t number) {
+    if (container.empty()) return;
+    if (container.key_comp()(LastKey(container), key)) return;
+    FieldPlace& place = layout.fields.back();
+    const auto offset = place.entrySize != 0
+                            ? place.offset + sizeof(std::uint64_t) + number * place.entrySize
+                            : place.entries.back();
+    (container.count(key) != 0 ? place.repeated : place.disordered).push_back(offset);
+}
+
+}  // namespace fieldstore::tool
+
+#endif

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tool/BodyWriter.h"
+
+#include "core/POIndex.h"
+#include "core/POVersion.h"
+#include "tool/Error.h"
+
+namespace fieldstore::tool {
+
+BodyWriter::BodyWriter(const std::string& path, bool text,
+                       const std::optional<std::string>& version)
+    : stream(text, path, POStreamIO::OutputCloser(&POStreamFileIO::CloseOutputFile)) {
+    stream.OpenOutput(0);
+    if (!version || version->empty()) return;
+    if (!POVersion(*version).IsWritable(text, '\n'))
+        throw Error("", "the version text could not be read back",
+                    "At most 254 bytes, without a zero byte or a line end.");
+    stream.Write("!" + *version, "\n");
+}
+
+void BodyWriter::Write(const AnyBody& any) {
+    std::visit(
+        [this](const auto& body) {
+            using Body = std::decay_t<decltype(body)>;
+            if constexpr (std::is_same_v<Body, BlockedDOFListBody>)
+                WriteBlocks(body);
+            else
+                Body::Visit(body, *this);
+        },
+        any);
+}
+
+void BodyWriter::WriteBlocks(const BlockedDOFListBody& body) {
+    constexpr int bookmarkWidth = 6;
+    if (stream.IsTextMode())
+        throw Error("", "a DOF list in blocks has no text form", "Keep it binary.");
+    BlockedDOFListBody::VisitHeader(body, *this);
+    POIndex index;
+    std::vector<char> block;
+    const std::uint64_t indexPosition = stream.Tell();
+    index.BuildIndex(block, static_cast<int>(body.blocks.size()), bookmarkWidth);
+    stream.Write(block, 1, " ", "\n");
+    for (const auto& [number, arrays] : body.blocks) {
+        index.SetBookmark(std::to_string(number), static_cast<std::int64_t>(stream.Tell()));
+        const auto entries = BlockedDOFListBody::Arrays(arrays);
+        for (std::size_t k = 0; k < 4; ++k)
+            stream.Write(static_cast<std::int64_t>(Records(*entries[k], body.Widths()[k])), "\n");
+        for (const Ints* array : entries)
+            stream.POStreamIO::Write(reinterpret_cast<const char*>(array->data()),
+                                     array->size() * sizeof(int));
+    }
+    stream.Seek(indexPosition);
+    index.BuildIndex(block, -1, 0);
+    stream.Write(block, 1, " ", "\n");
+}
+
+void BodyWriter::Close() {
+    stream.CloseOutput();
+}
+
+}  // namespace fieldstore::tool

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tool/Copy.h"
+
+#include <algorithm>
+#include <fstream>
+
+#include "tool/Error.h"
+
+namespace fieldstore::tool {
+
+void CopyBytes(const std::string& path, std::uint64_t begin, std::uint64_t end, std::ostream& out) {
+    constexpr std::uint64_t step = std::uint64_t{1} << 20;
+    std::ifstream in(path, std::ios::binary);
+    in.seekg(static_cast<std::streamoff>(begin));
+    std::vector<char> buffer(static_cast<std::size_t>(std::min(step, end - begin)));
+    Progress progress("Copying " + path);
+    for (std::uint64_t at = begin; at < end;) {
+        const auto count = static_cast<std::streamsize>(std::min(step, end - at));
+        if (!in.read(buffer.data(), count))
+            throw Error(path, "cannot be read any further", "Is it being written?", at);
+        out.write(buffer.data(), count);
+        at += static_cast<std::uint64_t>(count);
+        progress.At(at - begin, end - begin);
+    }
+}
+
+void CopyBodies(const ResultFile& file, bool withVersion, std::ostream& out) {
+    if (file.bodies.empty()) return;
+    CopyBytes(file.path, withVersion ? 0 : file.bodies.front().begin, file.WholeEnd(), out);
+    if (file.text) out << '\n';  // a load takes a number only with the separator behind it
+}
+
+}  // namespace fieldstore::tool

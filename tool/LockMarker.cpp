@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tool/LockMarker.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <ctime>
+
+#include "streams/Platform.h"
+#include "tool/Error.h"
+#include "tool/ResultFile.h"
+#include "tool/Terminal.h"
+
+namespace fieldstore::tool {
+
+std::optional<LockMarker> FindLock(const std::string& path) {
+    const std::string marker = LockPathOf(path);
+    struct stat info {};
+    if (lstat(marker.c_str(), &info) != 0) return std::nullopt;
+    const auto age = std::max<std::time_t>(std::time(nullptr) - info.st_mtime, 0);
+    return LockMarker{marker, std::chrono::seconds(age)};
+}
+
+HeldLock::HeldLock(const std::string& dataPath) : marker(LockPathOf(dataPath)) {
+    if (platform::CreateExclusively(marker)) return;
+    const auto held = FindLock(dataPath);
+    if (!held)
+        throw Error(marker, "the lock cannot be taken", "Check the directory's permissions.");
+    throw Error(dataPath, "a writer has locked it for " + ReadableTime(held->age),
+                "Wait for it, or, when none is left, run: fieldstore unlock " + dataPath);
+}
+
+HeldLock::~HeldLock() {
+    unlink(marker.c_str());
+}
+
+}  // namespace fieldstore::tool

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_TOOL_LOCK_MARKER_H
+#define FIELDSTORE_TOOL_LOCK_MARKER_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace fieldstore::tool {
+
+/// The marker file that a writer's lock consists of.
+struct LockMarker {
+    std::string path;
+    std::chrono::seconds age;
+};
+
+/// The marker of a data file, or a marker itself, if there is one.
+std::optional<LockMarker> FindLock(const std::string& path);
+
+/// Holds the lock of a data file; raises at once when another has it.
+class HeldLock {
+public:
+    explicit HeldLock(const std::string& dataPath);
+    ~HeldLock();
+    HeldLock(const HeldLock&) = delete;
+    HeldLock& operator=(const HeldLock&) = delete;
+
+private:
+    std::string marker;
+};
+
+}  // namespace fieldstore::tool
+
+#endif

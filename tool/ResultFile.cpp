@@ -1,0 +1,311 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tool/ResultFile.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <numeric>
+
+#include "core/POVersion.h"
+#include "fieldstore/fieldstore.h"
+#include "tool/Error.h"
+#include "tool/OutputFile.h"
+
+namespace fieldstore::tool {
+namespace fs = std::filesystem;
+namespace {
+
+/// A way in which a file may be meant.
+struct Reading {
+    std::size_t kind;
+    bool text;
+    bool versioned;  // its first line is taken for a version line
+};
+
+// Zero bytes read as bodies without data in some classes. A file system may leave millions of them
+// behind a crash; a host never writes that many.
+constexpr std::size_t kMostEmptyBodies = 1000;
+
+/// The same conditions as those of a load: a body may begin with anything, "!" included.
+bool ReadVersionLine(POStreamFileIO& stream, std::optional<std::string>& version) {
+    std::string line;
+    try {
+        stream.Read(line, "\n", POVersion::kMaxLineLength);
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+    const std::size_t around = stream.IsTextMode() ? 1 : sizeof(int);
+    if (!stream.IsGood() || line.size() < 2 || line.front() != '!') return false;
+    if (stream.Tell() != line.size() + around) return false;
+    version = line.substr(1);
+    return true;
+}
+
+bool IsEmpty(const AnyBody& any) {
+    return std::visit([](const auto& body) { return body.Entries() == 0; }, any);
+}
+
+/// Ends the bodies where a long run of empty ones begins.
+bool DropEmptyRun(ResultFile& file) {
+    if (file.bodies.size() <= kMostEmptyBodies) return false;
+    const auto run = file.bodies.end() - static_cast<std::ptrdiff_t>(kMostEmptyBodies);
+    if (std::any_of(run, file.bodies.end(), [](const BodyPlace& body) { return body.entries; }))
+        return false;
+    const std::uint64_t begin = run->begin;
+    file.bodies.erase(run, file.bodies.end());
+    file.fault.emplace(begin, false, "nothing but bodies without data, as zero bytes give them");
+    return true;
+}
+
+/// Reads bodies until the file ends or something is wrong; both end up in `file`.
+void ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& visit) {
+    POStreamFileIO stream(reading.text, file.path, POStreamIO::InputPreparer([](auto&) {}));
+    stream.AcceptEmptyVectorAtEnd();
+    stream.OpenInput();
+    if (!stream.IsGood()) throw Error(file.path, "cannot be opened", "Check its permissions.");
+    file.kind = reading.kind;
+    file.text = reading.text;
+    if (reading.versioned && !ReadVersionLine(stream, file.version)) return;
+    Progress progress("Reading " + file.path);
+    BodyReader reader(stream, file.size, progress);
+    try {
+        for (;;) {
+            if (reading.text) stream.SkipWhiteSpace();
+            const std::uint64_t here = stream.Tell();
+            if (here >= file.size) return;
+            if (!file.Info().Appends() && !file.bodies.empty())
+                throw Fault(here, false,
+                            std::to_string(file.size - here) + " bytes follow the body");
+            AnyBody any = file.Info().make();
+            const Layout layout = std::visit([&](auto& body) { return reader.Read(body); }, any);
+            if (const auto* list = std::get_if<BlockedDOFListBody>(&any))
+                file.blockCount = static_cast<int>(list->blocks.size());
+            const auto entries = std::visit([](auto& body) { return body.Entries(); }, any);
+            file.bodies.push_back({layout.begin, layout.end, entries});
+            if (IsEmpty(any) && DropEmptyRun(file)) return;
+            if (visit) visit(any, layout);
+            progress.At(layout.end, file.size);
+        }
+    } catch (const Fault& fault) {
+        file.fault = fault;
+    }
+}
+
+/// How well a reading explains the file; the larger the better.
+int Rank(const ResultFile& file) {
+    const bool data = file.Entries() != 0;
+    if (!file.fault && (file.Info().Appends() || !file.bodies.empty())) return data ? 5 : 4;
+    if (data) return 3;
+    return file.fault && file.fault->cut ? 2 : 1;
+}
+
+/// How far a reading made sense.
+std::uint64_t Reach(const ResultFile& file) {
+    return file.fault ? file.fault->offset : file.WholeEnd();
+}
+
+State StateOf(int rank, bool guessed) {
+    if (rank >= 4) return State::Whole;
+    // Too little of a guess: almost any bytes could be the beginning of something.
+    return rank == 3 || (rank == 2 && !guessed) ? State::Torn : State::Unreadable;
+}
+
+std::vector<Reading> ReadingsOf(const std::vector<std::size_t>& kinds) {
+    std::vector<Reading> readings;
+    for (const bool versioned : {true, false}) {
+        for (const bool text : {false, true}) {
+            for (const std::size_t kind : kinds) {
+                if (versioned && !Kinds()[kind].traits->versionLine) continue;
+                if (text && Kinds()[kind].blocked) continue;
+                readings.push_back({kind, text, versioned});
+            }
+        }
+    }
+    return readings;
+}
+
+void RequireFile(const std::string& path) {
+    std::error_code error;
+    const auto status = fs::status(path, error);
+    if (!fs::exists(status)) throw Error(path, "there is no such file", "Check the path.");
+    if (fs::is_directory(status))
+        throw Error(path, "is a directory", "Name a file in it; ls and check take directories.");
+    if (!fs::is_regular_file(status))
+        throw Error(path, "is not a regular file", "Copy what it gives to a file first.");
+    if (access(path.c_str(), R_OK) != 0)
+        throw Error(path, std::string("cannot be read: ") + std::strerror(errno),
+                    "Check its permissions.");
+}
+
+std::shared_ptr<IPOBase> MakeObject(const ResultFile& file) {
+    const std::string name = file.ClassName();
+    std::shared_ptr<IPOBase> object;
+    NewInstance(std::wstring(name.begin(), name.end()), &object);
+    object->SetDirectory("");
+    object->SetFileName(file.path);
+    object->CreateStorageInterface(file.text ? IPOBase::eReadText : IPOBase::eReadBinary, false);
+    return object;
+}
+
+}  // namespace
+
+const char* NameOf(State state) {
+    constexpr std::array names{"whole", "torn", "unreadable"};
+    return names[static_cast<std::size_t>(state)];
+}
+
+std::size_t ResultFile::Entries() const {
+    return std::accumulate(
+        bodies.begin(), bodies.end(), std::size_t{0},
+        [](std::size_t sum, const BodyPlace& body) { return sum + body.entries; });
+}
+
+ResultFile Inspect(const std::string& path, const std::string& className) {
+    auto kinds = className.empty() ? KindsOfFileName(fs::path(path).filename().string())
+                                   : KindsOfClass(className);
+    RequireFile(path);
+    ResultFile best;
+    best.path = path;
+    best.size = fs::file_size(path);
+    best.guessed = kinds.empty();
+    if (kinds.empty()) kinds = AllKinds();
+    best.kind = kinds.front();
+    const ResultFile blank = best;
+    int bestRank = 0;
+    for (const Reading& reading : ReadingsOf(kinds)) {
+        ResultFile file = blank;
+        ReadBodies(file, reading, {});
+        if (reading.versioned && !file.version) continue;
+        const int rank =
+            blank.size == 0 && (blank.guessed || !file.Info().Appends()) ? 1 : Rank(file);
+        const bool farther = rank == bestRank && Reach(file) > Reach(best);
+        if (rank > bestRank || farther) {
+            bestRank = rank;
+            best = std::move(file);
+        }
+        if (bestRank == 5) break;
+    }
+    best.state = StateOf(bestRank, best.guessed);
+    if (best.size == 0 && best.state == State::Unreadable)
+        best.fault.emplace(0, true, "it is empty");
+    return best;
+}
+
+void RaiseFault(const ResultFile& file, const std::string& remedy) {
+    const auto name = std::string(file.Info().ClassName());
+    if (file.state == State::Unreadable && file.size == 0)
+        throw Error(file.path, "the file is empty", "Let the solver write it again.");
+    if (file.guessed && file.state == State::Unreadable)
+        throw Error(file.path, "not a result file of any class",
+                    "If it is one, name its class with --class.");
+    if (file.state == State::Unreadable) {
+        throw Error(
+            file.path,
+            "not a file of class " + name + ", neither text nor binary: " + file.fault->what(),
+            "Name the right class with --class.", file.fault->offset);
+    }
+    throw Error(file.path, file.fault->what(), remedy, file.fault->offset);
+}
+
+ResultFile InspectReadable(const std::string& path, const std::string& className) {
+    ResultFile file = Inspect(path, className);
+    if (file.state == State::Unreadable) RaiseFault(file, "");
+    return file;
+}
+
+ResultFile InspectWhole(const std::string& path, const std::string& className) {
+    ResultFile file = InspectReadable(path, className);
+    if (file.state == State::Torn)
+        RaiseFault(file, "Save its whole bodies first: fieldstore repair " + path + " -o OUT");
+    return file;
+}
+
+void ForEachBody(const ResultFile& file, const BodyVisitor& visit) {
+    ResultFile again;
+    again.path = file.path;
+    again.size = file.bodies.empty() ? 0 : file.bodies.back().end;
+    ReadBodies(again, {file.kind, file.text, file.version.has_value()}, visit);
+}
+
+int LoadResult(const ResultFile& file) {
+    const auto object = MakeObject(file);
+    auto* list = dynamic_cast<IPODOFList*>(object.get());
+    if (list == nullptr || !file.Info().blocked) return object->Load();
+    // A blocked list is loaded a block at a time; the first and the last one speak for all, whose
+    // blocks have been read already.
+    for (const int block : {-1, 0, file.blockCount - 1}) {
+        list->SetSelectedBlock(block);
+        if (const int result = object->Load(); result != 0) return result;
+    }
+    return 0;
+}
+
+void RequireLoads(const ResultFile& file, const std::string& shownPath) {
+    if (LoadResult(file) == 0) return;
+    throw Error(shownPath, "a host could not load the result, so nothing is written",
+                "fieldstore check tells what is wrong with the data.");
+}
+
+void StoreLoaded(const ResultFile& file, const std::string& target) {
+    const auto object = MakeObject(file);
+    if (object->Load() != 0)
+        throw Error(file.path, "a host cannot load it", "Run: fieldstore check " + file.path);
+    object->SetFileName(target);
+    object->CreateStorageInterface(file.text ? IPOBase::eWriteText : IPOBase::eWriteBinary, false);
+    if (object->Commit(true) != 0)
+        throw Error(target, "the loaded data cannot be stored", "Make room on that file system.");
+}
+
+AnyBody LoadedBody(const ResultFile& file) {
+    AnyBody loaded = file.Info().make();
+    const auto take = [&loaded](AnyBody& body, const Layout&) { loaded = std::move(body); };
+    if (file.bodies.size() == 1 && file.Info().loadsAsStored) {
+        ForEachBody(file, take);
+        return loaded;
+    }
+    if (file.bodies.empty()) return loaded;
+    // Bodies are merged by the object itself, which hands its data out only into storage.
+    const TemporaryFile scratch((fs::temp_directory_path() / "fieldstore-").string());
+    StoreLoaded(file, scratch.Path());
+    ResultFile merged = file;
+    merged.path = scratch.Path();
+    merged.bodies = {{0, fs::file_size(scratch.Path()), 0}};
+    ForEachBody(merged, take);
+    return loaded;
+}
+
+std::string LockPathOf(const std::string& dataPath) {
+    return dataPath.substr(0, dataPath.rfind('.')) + ".lck";
+}
+
+std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
+    std::vector<NamedPath> expanded;
+    for (const auto& path : paths) {
+        std::error_code none;
+        if (!fs::is_directory(path, none)) {
+            expanded.push_back({path, true});
+            continue;
+        }
+        std::vector<std::string> found;
+        for (const auto& entry : fs::directory_iterator(path, none)) {
+            const auto name = entry.path().filename().string();
+            const auto extension = entry.path().extension();
+            if (entry.is_regular_file(none) && name.front() != '.' && extension != ".lck" &&
+                extension != ".err")
+                found.push_back(entry.path().string());
+        }
+        if (none)
+            throw Error(path, "the directory cannot be read: " + none.message(),
+                        "Check its permissions.");
+        std::sort(found.begin(), found.end());
+        for (auto& file : found)
+            expanded.push_back(
+                {file, !KindsOfFileName(fs::path(file).filename().string()).empty()});
+    }
+    return expanded;
+}
+
+}  // namespace fieldstore::tool

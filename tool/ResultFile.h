@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_TOOL_RESULT_FILE_H
+#define FIELDSTORE_TOOL_RESULT_FILE_H
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tool/BodyReader.h"
+#include "tool/Catalog.h"
+
+namespace fieldstore::tool {
+
+/// Whole: bodies to the last byte. Torn: whole bodies, then bytes that are none, or a body that the
+/// file ends in. Unreadable: neither.
+enum class State { Whole, Torn, Unreadable };
+const char* NameOf(State state);
+
+struct BodyPlace {
+    std::uint64_t begin;
+    std::uint64_t end;
+    std::size_t entries;
+};
+
+/// What a file is, found out by reading all of it.
+struct ResultFile {
+    std::string path;
+    std::uint64_t size = 0;
+    State state = State::Unreadable;
+    std::size_t kind = 0;  // of its bodies; of no meaning when unreadable and guessed
+    bool guessed = false;  // the class: neither the name nor an option tells it
+    bool text = false;
+    std::optional<std::string> version;
+    std::vector<BodyPlace> bodies;  // the whole ones
+    int blockCount = 0;             // of a DOF list in blocks
+    std::optional<Fault> fault;     // what ends them, when not the end of the file
+
+    const Kind& Info() const { return Kinds()[kind]; }
+    const char* Mode() const { return text ? "text" : "binary"; }
+    std::string ClassName() const { return std::string(Info().ClassName()); }
+    std::size_t Entries() const;
+    /// Where the whole bodies end.
+    std::uint64_t WholeEnd() const { return bodies.empty() ? 0 : bodies.back().end; }
+};
+
+/// Finds out what a file is; "" for the class leaves it to the file's name, and else to trying.
+/// Raises when there is no such file or it cannot be read at all.
+ResultFile Inspect(const std::string& path, const std::string& className = "");
+/// The same for a file that must at least begin with a body; raises what is wrong otherwise.
+ResultFile InspectReadable(const std::string& path, const std::string& className = "");
+/// And for one that must be whole.
+ResultFile InspectWhole(const std::string& path, const std::string& className = "");
+/// Raises the file's fault as an error.
+[[noreturn]] void RaiseFault(const ResultFile& file, const std::string& remedy);
+
+using BodyVisitor = std::function<void(AnyBody& body, const Layout& layout)>;
+/// Reads the whole bodies one after another.
+void ForEachBody(const ResultFile& file, const BodyVisitor& visit);
+
+/// The result of loading the file as a host does.
+int LoadResult(const ResultFile& file);
+/// Raises when a host could not load it.
+void RequireLoads(const ResultFile& file, const std::string& shownPath);
+/// Loads the file as a host does and stores it anew, as one body. Raises when it does not load.
+void StoreLoaded(const ResultFile& file, const std::string& target);
+/// What a host has after a load, in the form of a body.
+AnyBody LoadedBody(const ResultFile& file);
+
+/// The marker of a writer's lock on a data file.
+std::string LockPathOf(const std::string& dataPath);
+
+/// A path as given, or found in a directory that was given.
+struct NamedPath {
+    std::string path;
+    bool given;
+};
+/// The files of directories in place of these, sorted; markers, logs and hidden files left out.
+std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths);
+
+}  // namespace fieldstore::tool
+
+#endif

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_TOOL_RULES_H
+#define FIELDSTORE_TOOL_RULES_H
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tool/BodyReader.h"
+
+namespace fieldstore::tool {
+
+/// Something about a file. A problem makes data unusable or unlikely to be what was stored; a note
+/// is good to know.
+struct Finding {
+    std::uint64_t offset;
+    std::size_t body;  // from 1; 0 for the whole file
+    bool problem;
+    std::string text;
+};
+
+/// What was found; of many findings of one rule the first ones, and their number.
+class Findings {
+public:
+    explicit Findings(std::size_t shownPerRule) : limit(shownPerRule) {}
+    void BeginBody() { ++body; }
+    void EndBodies() { body = 0; }
+    /// `rule` is the constant part of the text.
+    void Problem(std::uint64_t offset, const std::string& rule, const std::string& detail = "") {
+        Add(offset, rule, detail, true);
+    }
+    void Note(std::uint64_t offset, const std::string& rule, const std::string& detail = "") {
+        Add(offset, rule, detail, false);
+    }
+    std::size_t Problems() const { return problems; }
+    /// In the order in which they came, with a line for those not shown.
+    std::vector<Finding> List() const;
+
+private:
+    struct Rule {
+        std::size_t count = 0;
+        std::uint64_t firstHidden = 0;
+        bool problem = false;
+    };
+    void Add(std::uint64_t offset, const std::string& rule, const std::string& detail,
+             bool problem);
+
+    std::size_t limit;
+    std::size_t body = 0;
+    std::size_t problems = 0;
+    std::vector<Finding> shown;
+    std::map<std::string, Rule> rules;
+};
+
+/// The structural rules of one class, over all bodies of a file.
+class Rules {
+public:
+    Rules() = default;
+    Rules(const Rules&) = delete;
+    Rules& operator=(const Rules&) = delete;
+    virtual ~Rules() = default;
+    virtual void Body(const AnyBody& body, const Layout& layout) = 0;
+    virtual void Finish() {}
+};
+
+/// The rules of a kind, with those of all kinds.
+std::unique_ptr<Rules> RulesOf(std::size_t kind, Findings& findings);
+
+}  // namespace fieldstore::tool
+
+#endif

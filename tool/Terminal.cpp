@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tool/Terminal.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+namespace fieldstore::tool {
+namespace {
+
+using std::chrono::milliseconds;
+
+/// Columns on the screen: the colours take none, nor do the later bytes of a UTF-8 character.
+std::size_t Width(const std::string& cell) {
+    std::size_t width = 0;
+    bool inColour = false;
+    for (const char c : cell) {
+        if (c == '\033') inColour = true;
+        if (!inColour && (static_cast<unsigned char>(c) & 0xC0U) != 0x80U) ++width;
+        if (inColour && c == 'm') inColour = false;
+    }
+    return width;
+}
+
+}  // namespace
+
+std::string Painted(const std::string& text, Colour colour) {
+    const char* noColour = std::getenv("NO_COLOR");
+    if (isatty(STDOUT_FILENO) == 0 || (noColour != nullptr && *noColour != '\0')) return text;
+    return "\033[" + std::to_string(static_cast<int>(colour)) + "m" + text + "\033[0m";
+}
+
+void Say(const std::string& line) {
+    std::cout.flush();
+    std::cerr << "fieldstore: " << line << '\n';
+}
+
+bool Confirmed(const std::string& question) {
+    if (isatty(STDIN_FILENO) == 0) return false;
+    std::cout.flush();
+    std::cerr << question << " [y/N] ";
+    std::string answer;
+    std::getline(std::cin, answer);
+    return answer == "y" || answer == "Y" || answer == "yes";
+}
+
+Progress::Progress(std::string what)
+    : title(std::move(what)),
+      visible(isatty(STDERR_FILENO) != 0),
+      next(Clock::now() + milliseconds(1000)) {}
+
+Progress::~Progress() {
+    if (drawn) std::cerr << "\r\033[K" << std::flush;
+}
+
+void Progress::At(std::uint64_t done, std::uint64_t total) {
+    constexpr std::size_t cells = 30;
+    if (!visible || total == 0 || Clock::now() < next) return;
+    next = Clock::now() + milliseconds(200);
+    drawn = true;
+    const double part = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
+    const auto full = static_cast<std::size_t>(part * cells);
+    std::cerr << '\r' << title << " [" << std::string(full, '#') << std::string(cells - full, '.')
+              << "] " << static_cast<int>(part * 100) << " %\033[K" << std::flush;
+}
+
+std::string Table::Text(const std::string& indent) const {
+    std::vector<std::size_t> widths;
+    for (const auto& row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
+    }
+    std::string text;
+    for (const auto& row : rows) {
+        text += indent;
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            text += row[i];
+            if (i + 1 < row.size()) text.append(widths[i] - Width(row[i]) + 2, ' ');
+        }
+        text += '\n';
+    }
+    return text;
+}
+
+std::string ReadableSize(std::uint64_t bytes) {
+    constexpr std::array units{"KiB", "MiB", "GiB", "TiB"};
+    constexpr double step = 1024;
+    auto size = static_cast<double>(bytes);
+    if (size < step) return std::to_string(bytes) + " B";
+    std::size_t unit = 0;
+    for (size /= step; size >= step && unit + 1 < units.size(); ++unit) size /= step;
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.1f %s", size, units[unit]);
+    return text.data();
+}
+
+std::string ReadableTime(std::chrono::seconds time) {
+    constexpr std::int64_t minute = 60, hour = 3600, day = 86400;
+    const std::int64_t s = time.count();
+    if (s < minute) return std::to_string(s) + " s";
+    if (s < hour) return std::to_string(s / minute) + " min " + std::to_string(s % minute) + " s";
+    if (s < day)
+        return std::to_string(s / hour) + " h " + std::to_string(s % hour / minute) + " min";
+    return std::to_string(s / day) + " d " + std::to_string(s % day / hour) + " h";
+}
+
+std::string Counted(std::uint64_t count, const std::string& one, const std::string& many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+}  // namespace fieldstore::tool

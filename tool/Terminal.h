@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_TOOL_TERMINAL_H
+#define FIELDSTORE_TOOL_TERMINAL_H
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace fieldstore::tool {
+
+enum class Colour { Red = 31, Green = 32, Yellow = 33 };
+
+/// The text in a colour where the results go to a terminal and NO_COLOR is not set.
+std::string Painted(const std::string& text, Colour colour);
+
+/// A line to the person at the terminal: standard error, where results do not go.
+void Say(const std::string& line);
+
+/// Asks on the terminal; false when there is none.
+bool Confirmed(const std::string& question);
+
+/// How far a long run is, on standard error when that is a terminal and after the first second.
+class Progress {
+public:
+    explicit Progress(std::string what);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+    void At(std::uint64_t done, std::uint64_t total);
+
+private:
+    using Clock = std::chrono::steady_clock;
+    std::string title;
+    bool visible;
+    bool drawn = false;
+    Clock::time_point next;
+};
+
+/// Rows of cells in columns as wide as their widest cell.
+class Table {
+public:
+    void Add(std::vector<std::string> cells) { rows.push_back(std::move(cells)); }
+    std::string Text(const std::string& indent = "") const;
+
+private:
+    std::vector<std::vector<std::string>> rows;
+};
+
+/// A size for people: 512 B, 1.5 KiB.
+std::string ReadableSize(std::uint64_t bytes);
+/// A time for people: 5 s, 3 h 12 min.
+std::string ReadableTime(std::chrono::seconds time);
+/// A number with its noun: 1 body, 2 bodies.
+std::string Counted(std::uint64_t count, const std::string& one, const std::string& many);
+
+}  // namespace fieldstore::tool
+
+#endif

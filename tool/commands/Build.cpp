@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fstream>
+#include <iostream>
+#include <memory>
+
+#include "tool/BodyWriter.h"
+#include "tool/Commands.h"
+#include "tool/OutputFile.h"
+#include "tool/formats/Json.h"
+
+namespace fieldstore::tool {
+namespace {
+
+struct BuildOptions {
+    std::string input;
+    std::string output;
+    std::string mode;
+    bool unchecked = false;
+    bool force = false;
+};
+
+Json ReadDocument(const std::string& input) {
+    try {
+        if (input == "-") return Json::parse(std::cin);
+        std::ifstream file(input);
+        if (!file) throw Error(input, "cannot be opened", "Check the path and its permissions.");
+        return Json::parse(file);
+    } catch (const Json::exception& error) {
+        throw Error(input, error.what(), "It must be JSON as dump writes it.");
+    }
+}
+
+int RunBuild(const BuildOptions& options) {
+    const Json document = ReadDocument(options.input);
+    OutputFile output(options.output, options.force);
+    std::optional<BodyWriter> writer;
+    std::string className;
+    try {
+        BuildFromJson(
+            document,
+            [&](const JsonHead& head) {
+                const bool text = options.mode.empty() ? head.text : options.mode == "text";
+                className = Kinds()[head.kind].ClassName();
+                writer.emplace(output.Path(), text, head.version);
+            },
+            [&](const AnyBody& body) { writer->Write(body); });
+        writer->Close();
+    } catch (const Error& error) {
+        throw Error(options.input, error.what(), "docs/json-schema.json tells the form.");
+    }
+    if (!options.unchecked) RequireLoads(InspectWhole(output.Path(), className), options.output);
+    output.Publish();
+    return kDone;
+}
+
+}  // namespace
+
+void AddBuild(CLI::App& program, Action& action) {
+    const auto options = std::make_shared<BuildOptions>();
+    auto* command = program.add_subcommand("build", "Write a result file from JSON");
+    command->alias("load-json");
+    command->add_option("JSON", options->input, "JSON as dump writes it; - for standard input")
+        ->required();
+    command->add_option("-o,--output", options->output, "The result file")->required();
+    command->add_option("--to", options->mode, "Mode instead of the document's")
+        ->check(CLI::IsMember({"text", "binary"}));
+    command->add_flag("--unchecked", options->unchecked, "Also what a host could not load");
+    AddForceOption(*command, options->force);
+    command->footer(
+        "What dump --format json wrote becomes the same file again, byte for byte.\n\n"
+        "Exit status: 0; 2 when nothing was written.\n\n"
+        "Examples:\n"
+        "  fieldstore dump modeinfo.dat > modes.json\n"
+        "  fieldstore build modes.json -o modeinfo.dat --force");
+    command->callback([=, &action] { action = [=] { return RunBuild(*options); }; });
+}
+
+}  // namespace fieldstore::tool

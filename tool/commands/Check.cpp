@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <iostream>
+#include <memory>
+
+#include "tool/Commands.h"
+#include "tool/LockMarker.h"
+#include "tool/Rules.h"
+#include "tool/formats/Json.h"
+
+namespace fieldstore::tool {
+namespace {
+
+struct CheckOptions {
+    std::vector<std::string> paths;
+    std::string className;
+    bool full = false;
+    bool json = false;
+};
+
+struct Verdict {
+    ResultFile file;
+    std::string trouble;  // why it could not be read
+    std::vector<Finding> findings;
+    std::size_t problems = 0;
+
+    int Status() const {
+        if (!trouble.empty()) return kTrouble;
+        return problems != 0 ? kFound : kDone;
+    }
+};
+
+void CheckBodies(const ResultFile& file, Findings& findings) {
+    const auto rules = RulesOf(file.kind, findings);
+    ForEachBody(file, [&](AnyBody& body, const Layout& layout) { rules->Body(body, layout); });
+    findings.EndBodies();
+    if (file.fault) {
+        findings.Problem(file.fault->offset, file.fault->what(),
+                         file.bodies.empty()
+                             ? "; no whole body comes before"
+                             : "; fieldstore repair saves " +
+                                   Counted(file.bodies.size(), "whole body", "whole bodies"));
+    }
+    if (!file.fault || !file.bodies.empty()) rules->Finish();
+    // The object has the last word: what it refuses is no sound file, whatever the rules say.
+    if (file.state == State::Whole)
+        if (const int result = LoadResult(file); result != 0 && findings.Problems() == 0)
+            findings.Problem(0, "a host's load fails with result " + std::to_string(result));
+    if (const auto lock = FindLock(file.path))
+        findings.Note(0, "a writer has locked the file for " + ReadableTime(lock->age));
+}
+
+Verdict CheckFile(const std::string& path, const CheckOptions& options) {
+    constexpr std::size_t few = 5;
+    Verdict verdict;
+    verdict.file.path = path;
+    try {
+        verdict.file = InspectReadable(path, options.className);
+        Findings findings(options.full ? std::string::npos : few);
+        CheckBodies(verdict.file, findings);
+        verdict.findings = findings.List();
+        verdict.problems = findings.Problems();
+    } catch (const Error& error) {
+        verdict.trouble = error.what();
+    }
+    return verdict;
+}
+
+Json VerdictJson(const Verdict& verdict) {
+    constexpr std::array words{"sound", "problems", "unreadable"};
+    Json json{{"path", verdict.file.path},
+              {"verdict", words[static_cast<std::size_t>(verdict.Status())]}};
+    if (!verdict.trouble.empty()) {
+        json["trouble"] = verdict.trouble;
+        return json;
+    }
+    json["class"] = verdict.file.ClassName();
+    json["guessed"] = verdict.file.guessed;
+    json["mode"] = verdict.file.Mode();
+    json["bodies"] = verdict.file.bodies.size();
+    json["problems"] = verdict.problems;
+    json["findings"] = Json::array();
+    for (const Finding& finding : verdict.findings) {
+        Json entry{{"kind", finding.problem ? "problem" : "note"}, {"offset", finding.offset}};
+        if (finding.body != 0) entry["body"] = finding.body;
+        entry["text"] = finding.text;
+        json["findings"].push_back(entry);
+    }
+    return json;
+}
+
+void PrintVerdict(const Verdict& verdict) {
+    const ResultFile& file = verdict.file;
+    if (!verdict.trouble.empty()) {
+        std::cout << file.path << ": " << Painted("unreadable", Colour::Red) << '\n';
+        return Say(verdict.trouble);
+    }
+    std::cout << file.path << ": "
+              << (verdict.problems == 0
+                      ? Painted("sound", Colour::Green)
+                      : Painted(Counted(verdict.problems, "problem", "problems"), Colour::Red))
+              << ", " << file.ClassName() << (file.guessed ? " (guess)" : "") << ", " << file.Mode()
+              << ", " << Counted(file.bodies.size(), "body", "bodies") << ", "
+              << Counted(file.Entries(), "entry", "entries") << '\n';
+    for (const Finding& finding : verdict.findings)
+        std::cout << "  byte " << finding.offset
+                  << (finding.body != 0 ? ", body " + std::to_string(finding.body) : "") << ": "
+                  << (finding.problem ? "" : "note: ") << finding.text << '\n';
+}
+
+int RunCheck(const CheckOptions& options) {
+    if (!options.className.empty()) KindsOfClass(options.className);  // raises once, for no class
+    int status = kDone;
+    Json verdicts = Json::array();
+    for (const NamedPath& path : ExpandPaths(options.paths)) {
+        const Verdict verdict = CheckFile(path.path, options);
+        if (!path.given && verdict.Status() == kTrouble) {
+            Say("left out: " + verdict.trouble);
+            continue;
+        }
+        status = std::max(status, verdict.Status());
+        if (options.json)
+            verdicts.push_back(VerdictJson(verdict));
+        else
+            PrintVerdict(verdict);
+    }
+    if (options.json) std::cout << verdicts.dump(2) << '\n';
+    return status;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& program, Action& action) {
+    const auto options = std::make_shared<CheckOptions>();
+    auto* command =
+        program.add_subcommand("check", "Check files against every rule of their class");
+    command->add_option("PATH", options->paths, "Files, or directories of files")->required();
+    AddClassOption(*command, options->className);
+    command->add_flag("--full", options->full, "Every finding; else five of each rule");
+    command->add_flag("--json", options->json, "A JSON array for programs");
+    command->footer(
+        "Reads everything, and loads the file as a host does. Problems come with their byte\n"
+        "offset; notes are good to know and do not change the status. Files in a directory that\n"
+        "are no result files are left out.\n\n"
+        "Exit status: 0 sound, 1 problems found, 2 a file could not be read.\n\n"
+        "Examples:\n"
+        "  fieldstore check results/\n"
+        "  fieldstore check --json --full results/solutiondata.dat");
+    command->callback([=, &action] { action = [=] { return RunCheck(*options); }; });
+}
+
+}  // namespace fieldstore::tool

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+
+#include "tool/Error.h"
+#include "tool/formats/Tables.h"
+
+namespace fieldstore::tool {
+namespace {
+
+/// Rows and columns count from 1, and entries stand as they are stored: zeros and repeats too.
+void Put(const DOFMapBody& body, const FileSet& files) {
+    files.WriteSingle("dofmap.mtx", [&body](std::ostream& out) {
+        std::size_t entries = 0;
+        std::size_t columns = body.rows.size();
+        for (const auto& row : body.rows) {
+            entries += row.size();
+            for (const auto& [column, weight] : row) {
+                if (column < 0) throw Error("", "a column is negative", "Run fieldstore check.");
+                columns = std::max(columns, static_cast<std::size_t>(column) + 1);
+            }
+        }
+        out << "%%MatrixMarket matrix coordinate real general\n"
+            << body.rows.size() << ' ' << columns << ' ' << entries << '\n';
+        for (std::size_t row = 0; row < body.rows.size(); ++row)
+            for (const auto& [column, weight] : body.rows[row])
+                out << row + 1 << ' ' << column + 1 << ' ' << NumberText(weight) << '\n';
+    });
+}
+
+/// The values stand row after row in the file, and column after column in this format.
+void PutMatrix(const std::vector<double>& values, std::ostream& out) {
+    std::size_t dimension = 0;
+    while ((dimension + 1) * (dimension + 1) <= values.size()) ++dimension;
+    if (dimension * dimension != values.size())
+        throw Error("", "a matrix is not square", "Run fieldstore check.");
+    out << "%%MatrixMarket matrix array real general\n" << dimension << ' ' << dimension << '\n';
+    for (std::size_t column = 0; column < dimension; ++column)
+        for (std::size_t row = 0; row < dimension; ++row)
+            out << NumberText(values[row * dimension + column]) << '\n';
+}
+
+void Put(const CircuitMatricesBody& body, const FileSet& files) {
+    for (const auto& entry : body.matrices) {
+        const auto name = "matrix_" + std::to_string(entry.first.first) + "_" +
+                          std::to_string(entry.first.second) + ".mtx";
+        const auto write = [&entry](std::ostream& out) { PutMatrix(entry.second, out); };
+        body.matrices.size() == 1 ? files.WriteSingle(name, write) : files.Write(name, write);
+    }
+}
+
+template <typename Body>
+void Put(const Body& /*body*/, const FileSet& /*files*/) {
+    throw Error("", std::string("there is no mtx of ") + Body::Object::kTraits.name,
+                "fieldstore dump --help lists the formats of each class.");
+}
+
+}  // namespace
+
+void DumpMtx(const AnyBody& any, const FileSet& files) {
+    std::visit([&files](const auto& body) { Put(body, files); }, any);
+}
+
+}  // namespace fieldstore::tool
