@@ -28,7 +28,7 @@ Progress::~Progress() {
     Hide();
 }
 
-void Progress::Hide() {
+void Progress::Hide() const {
     if (isTerminal_) std::cerr << clearLine << std::flush;
 }
 

@@ -20,7 +20,7 @@ public:
     void Show(std::size_t done, const std::string& note);
 
     /// Takes the bar off the screen, before a line is printed; Show() brings it back.
-    void Hide();
+    void Hide() const;
 
 private:
     std::string label_;
