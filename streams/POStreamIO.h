@@ -161,11 +161,13 @@ public:
         char* const end = begin + BufferArea::Writable(*outputBuffer);
         char* to = begin;
         std::size_t put = 0;
-        for (; put < count; ++put, ++element) {
-            const std::size_t size = fieldstore::FlatSize(*element);
+        Iterator at = element;  // a local, which the stores cannot be taken to change
+        for (; put < count; ++put, ++at) {
+            const std::size_t size = fieldstore::FlatSize(*at);
             if (size > static_cast<std::size_t>(end - to) || size > BufferArea::kLargestCopy) break;
-            to = fieldstore::StoreFlat(to, *element);
+            to = fieldstore::StoreFlat(to, *at);
         }
+        element = at;
         BufferArea::Advance(*outputBuffer, static_cast<std::size_t>(to - begin));
         return put;
     }
