@@ -9,6 +9,7 @@ set(FIELDSTORE_STREAMS
   streams/RetryPause.cpp
   streams/Platform_$<IF:$<PLATFORM_ID:Windows>,windows,posix>.cpp)
 set(FIELDSTORE_CORE
+  core/AppendMark.cpp
   core/ErrorLog.cpp
   core/POBase.cpp
   core/POIndex.cpp

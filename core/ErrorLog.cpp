@@ -2,25 +2,11 @@
 #include "core/ErrorLog.h"
 
 #include <algorithm>
-#include <fstream>
 #include <iostream>
-#include <locale>
 
 #include "streams/Platform.h"
 
 namespace fieldstore {
-namespace {
-
-bool AppendToFile(const std::string& path, const std::string& text) {
-    std::ofstream log;
-    log.imbue(std::locale::classic());
-    platform::OpenShared(log, path, std::ios::out | std::ios::app);
-    log.write(text.data(), static_cast<std::streamsize>(text.size()));
-    log.close();
-    return !log.fail();
-}
-
-}  // namespace
 
 std::string ErrorLogPathFor(const std::string& dataPath) {
     const auto dot = dataPath.rfind('.');
@@ -32,7 +18,7 @@ std::string ErrorLogPathFor(const std::string& dataPath) {
 
 void AppendToErrorLog(const std::string& logPath, const std::string& line) {
     const std::string text = line + "\n";
-    if (!logPath.empty() && AppendToFile(logPath, text)) return;
+    if (!logPath.empty() && platform::AppendText(logPath, text)) return;
     std::cerr.write(text.data(), static_cast<std::streamsize>(text.size()));
     std::cerr.flush();
 }

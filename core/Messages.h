@@ -15,6 +15,8 @@ inline constexpr char kNoStorageStream[] = "Failed to create persistent object s
 inline constexpr char kNullStream[] = "Null stream function.";
 inline constexpr char kBadStream[] = "Bad stream.";
 inline constexpr char kInvalidData[] = "Data validation failed.";
+inline constexpr char kDamagedBeforeAppend[] =
+    "The data are damaged before the last commit; repair them first.";
 inline constexpr char kUnknownOpenError[] = "Unknown file open error.";
 inline constexpr char kUnknownCloseError[] = "Unknown file close error.";
 inline constexpr char kUnwritableVersion[] =

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/POBase.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 #include <utility>
 
+#include "core/AppendMark.h"
 #include "core/ErrorLog.h"
 #include "core/FlagScope.h"
 #include "core/Messages.h"
@@ -126,6 +128,7 @@ std::shared_ptr<IStreamer> POBase::MakeStream(int type) const {
             throw std::runtime_error(messages::kUnsupportedStorageType);
     }
     file->AcceptEmptyVectorAtEnd();
+    file->ReplaceWhenClosed();
     return file;
 }
 
@@ -145,6 +148,7 @@ int POBase::DeleteStorage() {
     IStreamer& storage = RequireStream();
     storage.Close();
     storage.Destroy();
+    AppendMark(storage.GetIdentifier()).Clear();
     if (locker) locker->UnlockIfLocked();
     stream.reset();
     locker.reset();
@@ -168,6 +172,7 @@ void POBase::CommitOrThrow(bool force) {
     if (!ValidateData()) throw std::runtime_error(messages::kInvalidData);
     const bool wasModified = modified;
     outputOpened = false;
+    appendGuarded = false;
     lockHeld = false;
     try {
         BeginWrite();
@@ -182,7 +187,8 @@ void POBase::CommitOrThrow(bool force) {
 void POBase::AbandonWrite(bool wasModified) noexcept {
     modified = wasModified;
     auto* file = dynamic_cast<POStreamFileIO*>(stream.get());
-    if (outputOpened && file != nullptr) file->AbandonOutput();
+    const bool restored = !outputOpened || file == nullptr || file->AbandonOutput();
+    if (restored) ClearGuard();  // else the next writer has to look at what was left
     if (!lockHeld) return;
     lockHeld = false;
     try {
@@ -200,6 +206,7 @@ void POBase::BeginWrite() {
         if (output.IsReading()) output.Close();
         CheckBeforeWrite();
         TakeLock();
+        GuardAppend();
         outputOpened = true;
         RequireStream().OpenOutput((persistFlags & kAppend) != 0 ? 1 : 0);
         WriteVersion();
@@ -235,11 +242,107 @@ void POBase::TakeLock() {
 
 void POBase::OnLock(std::shared_ptr<ILocker> /*lockToTake*/) {}  // NOLINT: fixed signature
 
+// ---- the end of what others appended ----
+
+/// Marks that an append has begun, after clearing up behind a writer that died in one. Only under
+/// the lock: without it, another writer may be at work.
+void POBase::GuardAppend() {
+    if (!lockHeld || (persistFlags & kAppend) == 0) return;
+    if (dynamic_cast<POStreamFileIO*>(stream.get()) == nullptr) return;
+    const std::string path = stream->GetIdentifier();
+    const AppendMark mark(path);
+    if (mark.Stands()) CutTornTail();
+    mark.Clear();
+    mark.Set(path);
+    appendGuarded = true;
+}
+
+void POBase::ClearGuard() noexcept {
+    if (!appendGuarded) return;
+    appendGuarded = false;
+    try {
+        AppendMark(stream->GetIdentifier()).Clear();
+    } catch (const std::exception&) {
+        // Out of memory. A mark that stays does no harm.
+    }
+}
+
+void POBase::CutTornTail() {
+    const std::string path = stream->GetIdentifier();
+    std::error_code missing;
+    const std::uint64_t length = std::filesystem::file_size(path, missing);
+    if (missing) return;
+    const std::uint64_t wholeEnd = EndOfWholeBodies();
+    if (wholeEnd == length) return;
+    // What stood before the append was whole; if it no longer is, something else happened to it.
+    if (wholeEnd < AppendMark(path).Length())
+        throw std::runtime_error(messages::kDamagedBeforeAppend);
+    std::filesystem::resize_file(path, wholeEnd);
+    LogError("A commit ended halfway; cut bytes " + std::to_string(wholeEnd) + " to " +
+             std::to_string(length) + " behind the last whole body.");
+}
+
+/// Where the last whole body in the file of the output stream ends.
+std::uint64_t POBase::EndOfWholeBodies() {
+    class InputInstead {
+    public:
+        explicit InputInstead(POBase& owner) : object(owner), version(owner.version) {
+            const int type = object.stream->IsTextMode() ? eReadText : eReadBinary;
+            output = std::exchange(object.stream, object.MakeStream(type));
+        }
+        ~InputInstead() {
+            object.stream = std::move(output);
+            std::swap(object.version, version);
+        }
+        InputInstead(const InputInstead&) = delete;
+        InputInstead& operator=(const InputInstead&) = delete;
+
+    private:
+        POBase& object;
+        POVersion version;
+        std::shared_ptr<IStreamer> output;
+    };
+    const InputInstead forAWhile(*this);
+    std::uint64_t wholeEnd = 0;
+    if (!SkipBodies(wholeEnd) && versionTaken) {
+        // The line may have been the beginning of a body after all.
+        const FlagScope withoutVersion(ignoreVersion);
+        SkipBodies(wholeEnd);
+    }
+    return wholeEnd;
+}
+
+/// Returns whether the bodies reach to the end of the file; `wholeEnd` grows to where they reach.
+bool POBase::SkipBodies(std::uint64_t& wholeEnd) {
+    versionTaken = false;
+    try {
+        OpenInput();
+        ReadVersion();
+        for (;;) {
+            const bool another = HasAnotherBody();  // past the white space behind a text body
+            wholeEnd = std::max(wholeEnd, stream->Tell());
+            if (!another) return true;
+            SkipBody();
+            RequireIntactBody();
+        }
+    } catch (const std::ios_base::failure&) {
+        throw;
+    } catch (const std::runtime_error& error) {
+        // What cannot be opened or read now says nothing about what is stored.
+        const auto* input = dynamic_cast<const POStreamIO*>(stream.get());
+        if (ParseErrorCode(error.what()) == 1 || input == nullptr || input->HasReadError()) throw;
+        return false;
+    }
+}
+
+// ---- the end of a commit ----
+
 void POBase::EndWrite() {
     try {
         RequireGoodStream();
         modified = false;
         stream->CloseOutput();
+        ClearGuard();
         if (locker) locker->Unlock();
         lockHeld = false;
     } catch (const std::exception&) {

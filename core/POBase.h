@@ -65,6 +65,9 @@ protected:
     /// Raises when a commit could not succeed; runs before the lock is taken and the output opened,
     /// because classes that replace their file lose the old content at that moment.
     virtual void CheckBeforeWrite();
+    /// Reads one body and drops it, changing nothing; for classes whose commits append. A body that
+    /// is whole but does not go with the others is no failure here.
+    virtual void SkipBody() {}
 
     /// Commits unsaved changes and logs a failure; never raises.
     void CommitBeforeDestruction() noexcept;
@@ -147,6 +150,11 @@ private:
     void OpenInput();
     void MergeStoredData();
     void TakeLock();
+    void GuardAppend();
+    void ClearGuard() noexcept;
+    void CutTornTail();
+    std::uint64_t EndOfWholeBodies();
+    bool SkipBodies(std::uint64_t& wholeEnd);
     bool ReadVersionLine(std::string& line);
     bool HasAnotherBody();
     void RequireIntactBody();
@@ -158,6 +166,7 @@ private:
     const fieldstore::ClassTraits& traits;
     bool lockHeld = false;       // by the commit that is running
     bool outputOpened = false;   // by the commit that is running
+    bool appendGuarded = false;  // a mark stands for the commit that is running
     bool versionTaken = false;   // the last read pass took a line for a version
     bool ignoreVersion = false;  // the read pass must not take one
 };

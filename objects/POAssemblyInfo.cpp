@@ -93,17 +93,20 @@ void POAssemblyInfo::ClearData() {
     for (NodeLists& lists : elementNodes) lists.clear();
 }
 
-void POAssemblyInfo::ReadBody(std::map<int, int>& seen) {
-    std::vector<int> values;
-    std::array<NodeLists, 3> lists;
-    SerializeValue(IStreamer::eRead, values);
-    for (NodeLists& list : lists) SerializeValue(IStreamer::eRead, list);
-    for (const int value : values) {
+POAssemblyInfo::Body POAssemblyInfo::ReadBody() {
+    Body body;
+    SerializeValue(IStreamer::eRead, body.elements);
+    for (NodeLists& lists : body.elementNodes) SerializeValue(IStreamer::eRead, lists);
+    return body;
+}
+
+void POAssemblyInfo::Merge(Body body, std::map<int, int>& seen) {
+    for (const int value : body.elements) {
         if (!seen.emplace(ElementId(value), value).second)
             throw std::runtime_error(messages::kDuplicateElement);
     }
-    for (std::size_t list = 0; list < lists.size(); ++list)
-        KeepFirst(elementNodes[list], lists[list]);
+    for (std::size_t list = 0; list < elementNodes.size(); ++list)
+        KeepFirst(elementNodes[list], body.elementNodes[list]);
 }
 
 void POAssemblyInfo::SerializeData(IStreamer::EDirection direction) {
@@ -113,7 +116,7 @@ void POAssemblyInfo::SerializeData(IStreamer::EDirection direction) {
         return;
     }
     std::map<int, int> seen;  // element id to signed value, over all bodies
-    ReadBodies([this, &seen] { ReadBody(seen); });
+    ReadBodies([this, &seen] { Merge(ReadBody(), seen); });
     elements.reserve(elements.size() + seen.size());
     for (const auto& element : seen) elements.push_back(element.second);
 }

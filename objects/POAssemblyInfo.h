@@ -47,15 +47,21 @@ public:
 
 protected:
     void SerializeData(IStreamer::EDirection direction) override;
+    void SkipBody() override { ReadBody(); }
 
 private:
     using NodeLists = std::map<int, std::vector<int>>;  // by element id
+    struct Body {
+        std::vector<int> elements;
+        std::array<NodeLists, 3> elementNodes;
+    };
 
     int ElementAt(int index) const;
     const std::vector<int>& Nodes(std::size_t list, int index);
     int NodeCount(std::size_t list, int index);
     BasisCounts NodeBasisCounts(std::size_t list) const;
-    void ReadBody(std::map<int, int>& seen);
+    Body ReadBody();
+    void Merge(Body body, std::map<int, int>& seen);
 
     std::vector<int> elements;  // signed values
     std::array<NodeLists, 3> elementNodes;

@@ -71,11 +71,16 @@ void POCircuitMatrices::ClearData() {
     frequencies.clear();
 }
 
+POCircuitMatrices::Matrices POCircuitMatrices::ReadBody() {
+    Matrices body;
+    SerializeValue(IStreamer::eRead, body);
+    return body;
+}
+
 void POCircuitMatrices::SerializeData(IStreamer::EDirection direction) {
     if (direction == IStreamer::eWrite) return SerializeValue(direction, matrices);
     ReadBodies([this] {
-        std::map<MatrixKey, std::vector<double>> body;
-        SerializeValue(IStreamer::eRead, body);
+        Matrices body = ReadBody();
         for (auto& [key, values] : body) matrices.insert_or_assign(key, std::move(values));
     });
     frequencies = DistinctFrequencies(matrices);

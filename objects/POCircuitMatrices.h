@@ -37,11 +37,15 @@ public:
 
 protected:
     void SerializeData(IStreamer::EDirection direction) override;
+    void SkipBody() override { ReadBody(); }
 
 private:
     using MatrixKey = std::pair<std::int64_t, int>;  // frequency key, matrix type
+    using Matrices = std::map<MatrixKey, std::vector<double>>;
 
-    std::map<MatrixKey, std::vector<double>> matrices;
+    Matrices ReadBody();
+
+    Matrices matrices;
     std::vector<double> frequencies;  // as of the last load or copy
 };
 

@@ -126,14 +126,19 @@ bool POModeInfo::ValidateData() {
     });
 }
 
+POModeInfo::Modes POModeInfo::ReadBody() {
+    Modes body;
+    SerializeValue(IStreamer::eRead, body);
+    return body;
+}
+
 void POModeInfo::SerializeData(IStreamer::EDirection direction) {
     if (direction == IStreamer::eWrite) {
         const WriteLayout layout(*this, 1);
         return SerializeValue(direction, modes);
     }
     ReadBodies([this] {
-        std::map<ModeKey, Records> body;
-        SerializeValue(IStreamer::eRead, body);
+        Modes body = ReadBody();
         KeepFirst(modes, body);
     });
     frequencies = DistinctFrequencies(modes);

@@ -42,18 +42,21 @@ public:
 
 protected:
     void SerializeData(IStreamer::EDirection direction) override;
+    void SkipBody() override { ReadBody(); }
 
 private:
     using ModeKey = std::pair<std::int64_t, int>;  // frequency key, port
     /// ((group, mode value), modal data)
     using ModeRecord = std::pair<std::pair<int, Complex>, std::vector<Complex>>;
     using Records = std::vector<ModeRecord>;
+    using Modes = std::map<ModeKey, Records>;
     enum class Part { Voltage, Current };
 
     const Records* Find(int frequencyIndex, int port) const;
     std::vector<Complex> Matrix(int frequencyIndex, int port, bool modeRows, Part part) const;
+    Modes ReadBody();
 
-    std::map<ModeKey, Records> modes;
+    Modes modes;
     std::vector<double> frequencies;  // as of the last load or copy
 };
 

@@ -5,6 +5,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "core/MergeMaps.h"
 #include "core/Messages.h"
 #include "objects/ResolveFunctions.h"
 
@@ -101,10 +102,10 @@ void POSolutionMetrics::AddEdge(std::uint32_t edgeId, const std::vector<int>& no
 
 void POSolutionMetrics::SetHeaderFields(std::uint32_t field1, std::uint32_t field2,
                                         std::uint32_t field3, std::uint32_t field4) {
-    headerField1 = field1;
-    headerField2 = field2;
-    headerField3 = field3;
-    headerField4 = field4;
+    header[1] = field1;
+    header[2] = field2;
+    header[3] = field3;
+    header[4] = field4;
 }
 
 std::uint32_t POSolutionMetrics::BuildNodeNeighbors() {
@@ -134,10 +135,10 @@ const IPOSolutionMetrics::ResolveFunctions& POSolutionMetrics::GetResolveFunctio
 
 void POSolutionMetrics::GetHeaderFields(std::uint32_t& field1, std::uint32_t& field2,
                                         std::uint32_t& field3, std::uint32_t& field4) {
-    field1 = headerField1;
-    field2 = headerField2;
-    field3 = headerField3;
-    field4 = headerField4;
+    field1 = header[1];
+    field2 = header[2];
+    field3 = header[3];
+    field4 = header[4];
 }
 
 void POSolutionMetrics::GetValues(int entityType, std::uint32_t entityId, int valueType,
@@ -241,39 +242,41 @@ void POSolutionMetrics::ClearData() {
     edges.clear();
 }
 
-void POSolutionMetrics::SerializeHeader(IStreamer::EDirection direction) {
-    for (std::uint32_t* field :
-         {&headerId, &headerField1, &headerField2, &headerField3, &headerField4}) {
-        int value = Stored(*field);
+void POSolutionMetrics::SerializeHeader(IStreamer::EDirection direction, Header& fields) {
+    for (std::uint32_t& field : fields) {
+        int value = Stored(field);
         SerializeValue(direction, value);
-        *field = Id(value);
+        field = Id(value);
     }
 }
 
 void POSolutionMetrics::SerializeData(IStreamer::EDirection direction) {
     if (direction == IStreamer::eWrite) {
-        SerializeHeader(direction);
+        SerializeHeader(direction, header);
         return SerializeValues(direction, definitions, values, neighbors, positions, edges);
     }
-    ReadBodies([this] { ReadBody(); });
+    ReadBodies([this] { Merge(ReadBody()); });
     if (neighbors.empty() && BuildNodeNeighbors() != kSuccess)
         throw std::runtime_error(messages::kNoNeighbors);
     ResolveCollected();
 }
 
-void POSolutionMetrics::ReadBody() {
+POSolutionMetrics::Body POSolutionMetrics::ReadBody() {
     constexpr auto read = IStreamer::eRead;
-    SerializeHeader(read);
-    Definitions bodyDefinitions;
-    SerializeValue(read, bodyDefinitions);
-    MergeDefinitions(std::move(bodyDefinitions));
-    Values bodyValues;
-    SerializeValue(read, bodyValues);
-    MergeValues(std::move(bodyValues));
-    Neighbors bodyNeighbors;
-    SerializeValue(read, bodyNeighbors);
-    MergeNeighbors(bodyNeighbors);
-    SerializeValues(read, positions, edges);  // reading into a map keeps what is there
+    Body body;
+    SerializeHeader(read, body.header);
+    SerializeValues(read, body.definitions, body.values, body.neighbors, body.positions,
+                    body.edges);
+    return body;
+}
+
+void POSolutionMetrics::Merge(Body body) {
+    header = body.header;
+    MergeDefinitions(std::move(body.definitions));
+    MergeValues(std::move(body.values));
+    MergeNeighbors(body.neighbors);
+    KeepFirst(positions, body.positions);
+    KeepFirst(edges, body.edges);
 }
 
 void POSolutionMetrics::MergeDefinitions(Definitions body) {

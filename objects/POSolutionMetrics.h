@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_POSOLUTIONMETRICS_H
 #define FIELDSTORE_POSOLUTIONMETRICS_H
 
+#include <array>
 #include <utility>
 
 #include "core/POBase.h"
@@ -32,7 +33,7 @@ public:
     void AddNode(std::uint32_t nodeId, const std::vector<double>& position,
                  const std::set<std::uint32_t>& neighborSet) override;
     void AddEdge(std::uint32_t edgeId, const std::vector<int>& nodeIds) override;
-    void SetHeaderId(std::uint32_t value) override { headerId = value; }
+    void SetHeaderId(std::uint32_t value) override { header[0] = value; }
     void SetHeaderFields(std::uint32_t field1, std::uint32_t field2, std::uint32_t field3,
                          std::uint32_t field4) override;
     std::uint32_t BuildNodeNeighbors() override;
@@ -41,7 +42,7 @@ public:
     void GetNodes(std::vector<double>& xyz, std::vector<std::uint32_t>& ids) override;
     void GetNodeNeighbors(std::vector<int>& offsets, std::vector<std::uint32_t>& list) override;
     void GetEdges(std::vector<int>& flat) override;
-    void GetHeaderId(std::uint32_t& value) override { value = headerId; }
+    void GetHeaderId(std::uint32_t& value) override { value = header[0]; }
     void GetHeaderFields(std::uint32_t& field1, std::uint32_t& field2, std::uint32_t& field3,
                          std::uint32_t& field4) override;
     void GetEntityIds(int entityType, int valueType, std::vector<std::uint32_t>& ids) override;
@@ -57,6 +58,7 @@ public:
 
 protected:
     void SerializeData(IStreamer::EDirection direction) override;
+    void SkipBody() override { ReadBody(); }
 
 private:
     using Definition = std::pair<int, int>;                // count, resolve function id
@@ -64,28 +66,36 @@ private:
     using ValueKey = std::pair<int, std::pair<int, int>>;  // type key, (index, entity id)
     using Values = std::map<ValueKey, std::vector<double>>;
     using Neighbors = std::map<int, std::set<int>>;
+    using Positions = std::map<int, std::vector<double>>;
+    using Edges = std::map<int, std::vector<int>>;
+    using Header = std::array<std::uint32_t, 5>;  // the header id and four fields
+    struct Body {
+        Header header{};
+        Definitions definitions;
+        Values values;
+        Neighbors neighbors;
+        Positions positions;
+        Edges edges;
+    };
 
     static int TypeKey(int entityType, int valueType);
     const Definition& DefinitionOf(int typeKey) const;
     std::vector<double> Resolve(const Definition& definition, const std::vector<double>& existing,
                                 const std::vector<double>& incoming) const;
-    void SerializeHeader(IStreamer::EDirection direction);
-    void ReadBody();
+    void SerializeHeader(IStreamer::EDirection direction, Header& fields);
+    Body ReadBody();
+    void Merge(Body body);
     void MergeDefinitions(Definitions body);
     void MergeValues(Values body);
     void MergeNeighbors(const Neighbors& body);
     void ResolveCollected();
 
-    std::uint32_t headerId = 0;
-    std::uint32_t headerField1 = 0;
-    std::uint32_t headerField2 = 0;
-    std::uint32_t headerField3 = 0;
-    std::uint32_t headerField4 = 0;
+    Header header{};
     Definitions definitions;
     Values values;
     Neighbors neighbors;
-    std::map<int, std::vector<double>> positions;
-    std::map<int, std::vector<int>> edges;
+    Positions positions;
+    Edges edges;
     fieldstore::StorageTypeOverride storageTypeOverride;
 };
 

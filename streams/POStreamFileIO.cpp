@@ -65,26 +65,41 @@ void POStreamFileIO::OpenForReading() {
     SetInput(std::move(file), ignored ? 0 : length);
 }
 
+/// Returns whether there is a place; `replacement` is empty when it is the file itself.
+bool POStreamFileIO::ChoosePlaceToWrite(bool append) {
+    replacement.clear();
+    if (append || !replacesWhenClosed) return true;
+    namespace fs = std::filesystem;
+    std::error_code dangling;
+    const bool isLink = fs::is_symlink(fs::symlink_status(identifier, dangling));
+    replaced = isLink ? fs::canonical(identifier, dangling).string() : identifier;
+    if (replaced.empty()) return true;
+    const auto beside = platform::CreateBeside(replaced);
+    if (beside) replacement = *beside;
+    return beside.has_value();
+}
+
 void POStreamFileIO::OpenForWriting(bool append) {
     std::error_code missing;
     existedBefore = std::filesystem::exists(identifier, missing);
     const auto length = std::filesystem::file_size(identifier, missing);
-    lengthBefore = missing ? kNotRestorable : static_cast<std::int64_t>(length);
+    lengthBefore = missing || !append ? kNotRestorable : static_cast<std::int64_t>(length);
 
     const auto mode =
         std::ios::out | BinaryFlag(IsTextMode()) | (append ? std::ios::app : std::ios::openmode{});
     for (int attempt = 1;; ++attempt) {
         auto file = std::make_shared<OutputFile>();
-        platform::OpenShared(*file, identifier, mode);
+        if (ChoosePlaceToWrite(append))
+            platform::OpenShared(*file, replacement.empty() ? identifier : replacement, mode);
         SetOutput(file);
         if (file->is_open() && !file->fail()) break;
+        RemoveReplacement();
         if (attempt == kOpenAttempts) throw std::runtime_error(messages::kOutputNotOpened);
         Pause(kOpenPause);
     }
     // From here on a failing write raises at once, not at the check of the next one.
     Output()->exceptions(std::ios::badbit | std::ios::failbit | std::ios::eofbit);
     if (append) Output()->seekp(0, std::ios::end);
-    if (!append) lengthBefore = kNotRestorable;
 }
 
 void POStreamFileIO::Close() {
@@ -100,27 +115,50 @@ void POStreamFileIO::Close() {
     };
     const ReleaseSide releaseWhateverHappens(*this);
 
-    if (IsWriting()) CloseCallback(identifier, Output().get());
+    if (IsWriting()) {
+        CloseCallback(identifier, Output().get());
+        PutReplacementInPlace();
+    }
     if (auto* file = dynamic_cast<std::ifstream*>(Input().get()); file && file->is_open())
         file->close();
 }
 
-void POStreamFileIO::AbandonOutput() noexcept {
+void POStreamFileIO::PutReplacementInPlace() {
+    if (replacement.empty()) return;
+    std::filesystem::rename(replacement, replaced);
+    replacement.clear();
+}
+
+bool POStreamFileIO::RemoveReplacement() noexcept {
+    if (replacement.empty()) return true;
+    std::error_code error;
+    std::filesystem::remove(replacement, error);
+    replacement.clear();
+    return !error;
+}
+
+bool POStreamFileIO::AbandonOutput() noexcept {
     try {
         if (Output()) {
             Output()->exceptions(std::ios::goodbit);
             CloseOutputFile(identifier, Output().get());
             SetOutput(nullptr);
         }
-        std::error_code ignored;
-        if (!existedBefore) std::filesystem::remove(identifier, ignored);
-        if (lengthBefore == kNotRestorable) return;
-        const auto length = static_cast<std::uintmax_t>(lengthBefore);
-        if (std::filesystem::file_size(identifier, ignored) > length && !ignored)
-            std::filesystem::resize_file(identifier, length, ignored);
+        return replacement.empty() ? RestoreFile() : RemoveReplacement();
     } catch (const std::exception&) {
-        // The commit has failed already and says why; there is nothing better to report.
+        return false;  // the commit has failed already and says why
     }
+}
+
+bool POStreamFileIO::RestoreFile() const {
+    std::error_code error;
+    if (!existedBefore) std::filesystem::remove(identifier, error);
+    if (!existedBefore) return !error;
+    if (lengthBefore == kNotRestorable) return false;
+    const auto length = static_cast<std::uintmax_t>(lengthBefore);
+    if (std::filesystem::file_size(identifier, error) > length && !error)
+        std::filesystem::resize_file(identifier, length, error);
+    return !error;
 }
 
 bool POStreamFileIO::TryDestroy() const {

@@ -28,10 +28,16 @@ public:
     bool Exists() override;
     std::uint64_t Tell() override;
 
+    /// From now on, opening for replacing writes a new file beside the old one, and closing renames
+    /// it over the old one, so that whoever dies in between leaves the old content. Where the
+    /// platform cannot do that (CreateBeside), the file is written in place as before.
+    void ReplaceWhenClosed() { replacesWhenClosed = true; }
+
     /// Takes back what was written since the output was last opened: closes it, whatever state it
-    /// is in, and gives a file that was opened for appending the length it had. A file that the
-    /// opening created is removed. A file that was opened for replacing stays cut off.
-    void AbandonOutput() noexcept;
+    /// is in, and gives a file that was opened for appending the length it had. What the opening
+    /// created is removed. A file that was opened for replacing in place stays cut off. Returns
+    /// whether the file is as it was.
+    bool AbandonOutput() noexcept;
 
     using POStreamIO::Read;
     using POStreamIO::Write;
@@ -50,10 +56,18 @@ public:
 private:
     void OpenForReading();
     void OpenForWriting(bool append);
+    bool ChoosePlaceToWrite(bool append);
+    void PutReplacementInPlace();
+    bool RemoveReplacement() noexcept;
+    bool RestoreFile() const;
     bool TryDestroy() const;
 
     int retryCount = 200;        // attempts of Destroy()
     double retryInterval = 0.1;  // seconds between them
+
+    bool replacesWhenClosed = false;
+    std::string replacement;  // what is written beside `replaced`; empty: in place
+    std::string replaced;     // the identifier behind its links
 
     /// What AbandonOutput() goes back to; -1: no regular file that could be restored.
     static constexpr std::int64_t kNotRestorable = -1;

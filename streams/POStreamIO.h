@@ -212,6 +212,11 @@ public:
         return numberMetEnd;
     }
 
+    /// Whether the system failed to give what is stored, as opposed to its coming to an end.
+    bool HasReadError() const {
+        return input && input->bad();
+    }
+
     /// Lets an empty raw vector be read at the very end of the input, where the read check would
     /// raise. Persistent objects need it: what they wrote last may be an empty vector.
     void AcceptEmptyVectorAtEnd() {

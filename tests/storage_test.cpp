@@ -2,6 +2,7 @@
 // What all persistent objects have in common: creation, storage, commit and load, locks, version
 // lines and logs. Loops over the nine classes where a rule holds for each.
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,11 +60,14 @@ protected:
     std::string File() const { return directory / samples::New(Name())->GetFileName(); }
 };
 
-INSTANTIATE_TEST_SUITE_P(
-    , EveryClass, testing::Combine(testing::ValuesIn(samples::ClassNames()), testing::Bool()),
-    [](const auto& instance) {
-        return std::get<0>(instance.param) + (std::get<1>(instance.param) ? "Text" : "Binary");
-    });
+std::string NameOf(const std::tuple<std::string, bool>& parameters) {
+    return std::get<0>(parameters) + (std::get<1>(parameters) ? "Text" : "Binary");
+}
+
+INSTANTIATE_TEST_SUITE_P(, EveryClass,
+                         testing::Combine(testing::ValuesIn(samples::ClassNames()),
+                                          testing::Bool()),
+                         [](const auto& instance) { return NameOf(instance.param); });
 
 TEST_P(EveryClass, LoadsInAnotherProcessWhatWasCommitted) {
     ASSERT_EQ(CommitSample(directory, Name(), WriteType()), 0);
@@ -396,6 +400,151 @@ TEST(FullDisk, MakesACommitFail) {
         object->SetFileName("/dev/full");
         ASSERT_EQ(object->CreateStorageInterface(IPOBase::eWriteBinary, false), 0);
         EXPECT_EQ(object->Commit(false), 1) << name;
+    }
+}
+
+// ---- processes that died ----
+
+bool AppendMarkStands(const TempDirectory& directory, const std::string& name) {
+    return std::filesystem::exists(directory / samples::New(name)->GetFileName() + ".undo");
+}
+
+class AppendingClass : public EveryClass {};
+
+INSTANTIATE_TEST_SUITE_P(, AppendingClass,
+                         testing::Combine(testing::Values("POModeInfo", "POCircuitMatrices",
+                                                          "POSolutionMetrics", "POAssemblyInfo"),
+                                          testing::Bool()),
+                         [](const auto& instance) { return NameOf(instance.param); });
+
+TEST_P(AppendingClass, CutsWhatADeadWriterLeftBehindTheWholeBodies) {
+    ASSERT_EQ(CommitSample(directory, Name(), WriteType()), 0);
+    const std::string first = ReadFile(File());
+    ASSERT_EQ(CommitSample(directory, Name(), WriteType(), 1), 0);
+    const std::string two = ReadFile(File());
+    ASSERT_EQ(CommitSample(directory, Name(), WriteType(), 2), 0);
+    const std::string three = ReadFile(File());
+    EXPECT_FALSE(AppendMarkStands(directory, Name()));
+    const auto length = [](const std::string& bytes) { return std::to_string(bytes.size()); };
+    struct Case {
+        const char* what;
+        std::string content;
+        std::string mark;
+        std::string kept;  // "": the commit is refused
+    };
+    const Case cases[] = {
+        {"torn", three.substr(0, three.size() - 2), length(two), two},
+        {"nothing written yet", two, length(two), two},
+        {"first body torn", first.substr(0, first.size() / 2), "0", "nothing"},
+        {"whole, but for the mark", three, length(two), three},
+        {"bodies since then", three, length(first), three},
+        {"cut shorter since then", first, length(two), first},
+        {"torn before the mark", two.substr(0, two.size() - 2), length(two), ""},
+        {"torn and a mark that says nothing", two.substr(0, two.size() - 2), "", ""},
+        {"torn and a mark that is no number", two.substr(0, two.size() - 2), "12x", ""},
+        {"whole and a mark that says nothing", two, "", two}};
+    const std::string log = File().substr(0, File().rfind('.')) + ".err";
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        WriteFile(File(), c.content);
+        WriteFile(File() + ".undo", c.mark);
+        std::filesystem::remove(log);
+        const bool refused = c.kept.empty();
+        EXPECT_EQ(CommitSample(directory, Name(), WriteType(), 3), refused ? 1 : 0);
+        EXPECT_EQ(AppendMarkStands(directory, Name()), refused);
+        const std::string now = ReadFile(File());
+        if (refused) {
+            EXPECT_EQ(now, c.content);
+            EXPECT_NE(ReadFile(log).find("damaged before the last commit"), std::string::npos);
+            continue;
+        }
+        const std::string kept = c.kept == "nothing" ? "" : c.kept;
+        EXPECT_EQ(now.substr(0, kept.size()), kept);
+        EXPECT_EQ(ReadFile(log).empty(), kept == c.content);
+        std::string held;
+        EXPECT_EQ(LoadIn(directory, Name(), ReadType(), held), 0);
+        const auto alone = In(directory, Name());
+        alone->SetFileName("alone.dat");
+        samples::Fill(*alone, 3);
+        alone->CreateStorageInterface(WriteType(), false);
+        ASSERT_EQ(alone->Commit(false), 0);
+        EXPECT_EQ(now.substr(kept.size()), ReadFile(directory / "alone.dat"));
+        std::filesystem::remove(directory / "alone.dat");
+    }
+}
+
+TEST(Replacing, LeavesTheOldContentUntilTheNewIsWhole) {
+    const TempDirectory directory;
+    const std::string path = directory / "probe.dat";
+    const std::string whole = Bytes().I32(5);
+    struct Case {
+        const char* what;
+        std::function<void()> prepare;
+        bool beside;  // written beside the file
+    };
+    namespace fs = std::filesystem;
+    const Case cases[] = {{"no file", [&] { fs::remove(path); }, true},
+                          {"file", [&] { fs::permissions(path, fs::perms(0640)); }, true},
+                          {"link",
+                           [&] {
+                               fs::rename(path, directory / "real.dat");
+                               fs::create_symlink("real.dat", path);
+                           },
+                           true},
+                          {"second name",
+                           [&] {
+                               fs::rename(directory / "real.dat", path);
+                               fs::create_hard_link(path, directory / "real.dat");
+                           },
+                           false}};
+    WriteFile(path, "old");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        c.prepare();
+        const std::string before = ReadFile(path);
+        const auto permissions = fs::status(path).permissions();
+        Probe probe;
+        probe.SetFlags(fieldstore::kReplacing);
+        probe.SetDirectory(directory.Path());
+        ASSERT_EQ(probe.CreateStorageInterface(IPOBase::eWriteDefault, false), 0);
+        probe.Change();
+        probe.whileWriting = [&] {
+            EXPECT_EQ(ReadFile(path), c.beside ? before : "");
+            throw std::runtime_error("broken");
+        };
+        EXPECT_EQ(probe.Commit(false), 1);
+        EXPECT_TRUE(!c.beside || ReadFile(path) == before);
+        probe.whileWriting = [] {};
+        EXPECT_EQ(probe.Commit(false), 0);
+        EXPECT_EQ(ReadFile(path), whole);
+        EXPECT_TRUE(before.empty() || fs::status(path).permissions() == permissions);
+        for (const auto& entry : fs::directory_iterator(directory.Path()))
+            EXPECT_EQ(entry.path().string().find(".new"), std::string::npos) << entry.path();
+    }
+    EXPECT_EQ(ReadFile(directory / "real.dat"), whole);
+}
+
+TEST(ErrorLog, IsNotLedElsewhereByAPlantedName) {
+    const TempDirectory directory;
+    const std::string victim = directory / "victim";
+    WriteFile(victim, "precious");
+    const std::function<void(const std::string&)> plants[] = {
+        [&](const std::string& log) { std::filesystem::create_symlink(victim, log); },
+        [&](const std::string& log) { std::filesystem::create_hard_link(victim, log); },
+        [&](const std::string& log) { ASSERT_EQ(mkfifo(log.c_str(), 0600), 0); }};
+    for (const auto& plant : plants) {
+        plant(directory / "probe.err");
+        testing::internal::CaptureStderr();
+        {
+            Probe probe;
+            probe.SetDirectory(directory.Path());
+            probe.CreateStorageInterface(IPOBase::eWriteDefault, true);
+            probe.Change();
+            probe.whileWriting = [] { throw std::runtime_error("broken"); };
+        }
+        EXPECT_NE(testing::internal::GetCapturedStderr().find("broken"), std::string::npos);
+        EXPECT_EQ(ReadFile(victim), "precious");
+        std::filesystem::remove(directory / "probe.err");
     }
 }
 

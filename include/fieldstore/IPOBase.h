@@ -42,9 +42,12 @@ public:
     ///
     /// Needs write storage (CreateStorageInterface); never builds any. With a lock, waits for it:
     /// 199 attempts 0.1 s apart. A data file that cannot be opened for writing is tried 200 times
-    /// 2 s apart. Classes that append put a body behind those in the file, the others replace it.
-    /// On failure (1) the data stay in memory and count as unsaved, a file opened for appending has
-    /// the length it had before, and a lock taken by this call is given back.
+    /// 2 s apart. Classes that append put a body behind those in the file, under the lock after
+    /// cutting off a torn one that a dead process left; they fail when the file is damaged before
+    /// that. The others write a new file and rename it over the old one where the system can.
+    /// On failure (1) the data stay in memory and count as unsaved, the file is as it was before,
+    /// and a lock taken by this call is given back. What replaces a file in place, because it has
+    /// several names or belongs to another user for instance, may leave it cut off.
     virtual int Commit(bool force) = 0;
 
     /// Replaces the data by a copy of those of `source`, which must be of the same class.
@@ -58,7 +61,8 @@ public:
     /// `withLock` matters for writing to a file: a marker file beside the data (or in the lock
     /// directory), named like the data with everything from its last "." replaced by ".lck", then
     /// keeps other writers out during each commit. Without it a lock chosen earlier stays in place.
-    /// Failures of a destructor are logged beside the data, with the ending "err".
+    /// Failures of a destructor are logged beside the data, with the ending "err", unless a link
+    /// stands there; then they go to standard error.
     /// Returns 1, and keeps the storage there was, for an unknown type or a data file that would be
     /// its own lock.
     virtual int CreateStorageInterface(EStorageType type, bool withLock) = 0;

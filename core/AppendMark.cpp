@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/AppendMark.h"
+
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+
+#include "streams/Platform.h"
+
+namespace fieldstore {
+namespace fs = std::filesystem;
+
+bool AppendMark::Stands() const {
+    std::error_code unknown;
+    return fs::exists(fs::symlink_status(path, unknown));
+}
+
+std::uint64_t AppendMark::Length() const {
+    constexpr auto unknown = std::numeric_limits<std::uint64_t>::max();
+    std::error_code error;
+    if (fs::symlink_status(path, error).type() != fs::file_type::regular) return unknown;
+    constexpr std::size_t most = 20;  // digits
+    char text[most] = {};
+    std::ifstream file(path, std::ios::binary);
+    file.read(text, most);
+    const char* end = text + file.gcount();
+    std::uint64_t length = unknown;
+    const auto parsed = std::from_chars(text, end, length);
+    return parsed.ec == std::errc() && parsed.ptr == end ? length : unknown;
+}
+
+void AppendMark::Set(const std::string& dataPath) const {
+    std::error_code none;
+    const auto length = fs::file_size(dataPath, none);
+    platform::CreateExclusively(path, std::to_string(none ? 0 : length));
+}
+
+void AppendMark::Clear() const noexcept {
+    std::error_code ignored;
+    fs::remove(path, ignored);
+}
+
+}  // namespace fieldstore
