@@ -75,6 +75,9 @@ class Injection:
     def kills(self):
         return any(error == "KILL" for _, error, _ in self.faults)
 
+    def fails(self, name):
+        return any(ALIASES.get(call.name, call.name) == name for call, _, _ in self.faults)
+
     def always(self, name):
         return any(always and ALIASES.get(call.name, call.name) == name
                    for call, _, always in self.faults)
@@ -166,7 +169,7 @@ def pairs(calls):
     can be named per run."""
     for first, second in itertools.combinations(calls, 2):
         if first.name != second.name:
-            yield Injection([(first, first.errors()[0], False), (second, second.errors()[0], False)])
+            yield Injection([(first, "EIO", False), (second, "EIO", False)])
 
 
 class Checker:
@@ -214,10 +217,13 @@ class CommitChecker(Checker):
         self.host = [HOST, word, name, mode, "{dir}/" + self.DATA]
         self.size = size
         self.class_name, self.mode = name, mode
-        super().__init__(report, Operation(f"{word} {name} {mode}, {size} numbers, on {len(before.get(self.DATA, b''))} bytes",
-                                           [*self.host, key, size, 1], before, directory))
+        self.appends = name in common.APPENDING
+        title = (f"{word} {name} {mode}, {size} numbers, "
+                 f"on {len(before.get(self.DATA, b''))} bytes" + (", torn" if len(before) > 1 else ""))
+        super().__init__(report, Operation(title, [*self.host, key, size, 1], before, directory))
         self.next_words = [*self.host, key + 1, size, 1]
         self.torn = None  # the files of a killed commit that left a torn tail
+        self.mended = None  # of a commit that begins with a torn tail: the file without that
 
     def data(self, files):
         return files.get(self.DATA, b"")
@@ -227,43 +233,43 @@ class CommitChecker(Checker):
         operation = self.operation
         operation.reset()
         self.old = self.data(operation.before)
-        if operation.before.get("FILE.lck") is not None:
-            raise RuntimeError("a commit cannot begin with a lock")
-        recovers = len(operation.before) > 1
-        self.next_on_old = None
         run = operation.run()
         self.new = self.data(run.files)
         if run.status != 0:
             raise RuntimeError(f"{operation.name} fails undisturbed: {run.status}")
         self.next_on_new = self.data(operation.run(self.next_words).files)
         operation.reset()
-        operation.run(self.next_words)
-        self.next_on_old = self.data(state_of(operation.directory))
-        self.recovers = recovers
+        self.next_on_old = self.data(operation.run(self.next_words).files)
 
     def check(self, injection, run):
         last = 1 if run.status == NO_STORAGE else run.status % 10
         once = not any(always for _, _, always in injection.faults) and run.status != NO_STORAGE
         cannot_remove = injection.always("unlink")
         left = [name for name in run.files if name != self.DATA]
+        data = self.data(run.files)
         if last > 1:
             self.fault("a result that a commit does not have", injection, run)
         if any(name.endswith(".lck") for name in left) and not cannot_remove:
             self.fault("a lock was left behind", injection, run)
-        if last == 0 and self.data(run.files) != self.new:
-            self.fault("0, but the file is not what it should be", injection, run)
-        mended_later = any(name.endswith(".undo") for name in left)
-        if last == 1 and self.data(run.files) != self.old:
-            if mended_later and (self.data(run.files).startswith(self.old) or self.recovers):
-                self.report.count("failed commits left to the next one to take back")
-            elif not self.recovers:
-                self.fault("1, but the file is not what it was", injection, run)
-        if any(".new" in name for name in left) and not cannot_remove:
+        if any(".new" in name for name in left) and not injection.fails("unlink"):
             self.fault("a temporary file was left behind", injection, run)
-        if mended_later and last == 0 and not cannot_remove:
+        marked = any(name.endswith(".undo") for name in left)
+        if marked and last == 0 and not injection.fails("unlink"):
             self.fault("a mark was left behind by a commit that gave 0", injection, run)
+        if last == 0 and data != self.new:
+            self.fault("0, but the file is not what it should be", injection, run)
+        expected = [self.next_on_new if last == 0 else self.next_on_old]
+        if last == 1 and data != self.old:
+            if cannot_remove and data == self.new:
+                # The lock cannot be given back, which is no success, nor what is new be removed.
+                self.report.count("commits that could not be taken back, as nothing can be removed")
+                expected = [self.next_on_new]
+            elif marked and self.appends:
+                self.report.count("failed commits left to the next one to take back")
+            elif data != self.mended:  # cut, although the commit then failed
+                self.fault("1, but the file is not what it was", injection, run)
         self.report.count(f"commits under a fault that gave {last}")
-        self.check_next(injection, run, succeeded=last == 0)
+        self.check_next(injection, run, expected)
         if once and len(injection.faults) == 1:
             self.check_second_try(injection)
 
@@ -275,13 +281,12 @@ class CommitChecker(Checker):
             self.fault("a second try of the same object does not succeed", injection, run)
         self.report.count("second tries")
 
-    def check_next(self, injection, run, succeeded):
+    def check_next(self, injection, run, expected):
         """Another process commits afterwards, undisturbed."""
         if any(name.endswith(".lck") for name in run.files):
             (self.operation.directory / "FILE.lck").unlink()
         following = self.operation.run(self.next_words)
-        wanted = self.next_on_new if succeeded else self.next_on_old
-        if following.status != 0 or self.data(following.files) != wanted:
+        if following.status != 0 or self.data(following.files) not in expected:
             self.fault("the next commit does not give the right file", injection, following)
         if any(name.endswith((".lck", ".undo")) for name in following.files):
             self.fault("the next commit leaves something behind", injection, following)
@@ -294,8 +299,8 @@ class CommitChecker(Checker):
             self.report.count(f"left by killed commits: {re.sub('[0-9]+$', 'PID', name)[4:]}")
         if self.DATA in self.operation.before and self.DATA not in run.files:
             self.fault("killed: the file is gone", injection, run)
-        if self.class_name in common.APPENDING:
-            if not self.recovers and not data.startswith(self.old):
+        if self.appends:
+            if not data.startswith(self.mended or self.old):
                 self.fault("killed: earlier bodies were changed", injection, run)
             if data not in (self.old, self.new) and ".undo" in "".join(run.files) and self.old:
                 self.torn = {name: content for name, content in run.files.items()
@@ -319,7 +324,7 @@ class CommitChecker(Checker):
             self.fault("killed: the next commit does not give the right file", injection, following)
         cut = len(data) > len(self.data(following.files)) or not self.data(following.files).startswith(data)
         said = (self.operation.directory / "FILE.err").exists()
-        if self.class_name in common.APPENDING and cut and not said:
+        if self.appends and cut and not said:
             self.fault("killed: the next commit cut a torn tail and did not say so", injection,
                        following)
         if cut and said:
@@ -551,8 +556,10 @@ def recovery_checkers(report, base, torn):
     """The commits that take back what a killed one left."""
     for number, checker in enumerate(torn):
         words = checker.operation.words
-        yield CommitChecker(report, base / f"recover{number}", words[1], checker.class_name,
-                            checker.mode, checker.torn, words[5], checker.size)
+        recovery = CommitChecker(report, base / f"recover{number}", words[1], checker.class_name,
+                                 checker.mode, checker.torn, words[5], checker.size)
+        recovery.mended = checker.old
+        yield recovery
 
 
 def in_parallel(checkers, action):
