@@ -4,17 +4,16 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <limits>
 
+#include "streams/FileExists.h"
 #include "streams/Platform.h"
 
 namespace fieldstore {
 namespace fs = std::filesystem;
 
 bool AppendMark::Stands() const {
-    std::error_code unknown;
-    return fs::exists(fs::symlink_status(path, unknown));
+    return fs::exists(fs::symlink_status(path));
 }
 
 std::uint64_t AppendMark::Length() const {
@@ -32,9 +31,8 @@ std::uint64_t AppendMark::Length() const {
 }
 
 void AppendMark::Set(const std::string& dataPath) const {
-    std::error_code none;
-    const auto length = fs::file_size(dataPath, none);
-    platform::CreateExclusively(path, std::to_string(none ? 0 : length));
+    const std::uintmax_t length = FileExists(dataPath) ? fs::file_size(dataPath) : 0;
+    platform::CreateExclusively(path, std::to_string(length));
 }
 
 void AppendMark::Clear() const noexcept {

@@ -16,6 +16,7 @@ class AppendMark {
 public:
     explicit AppendMark(const std::string& dataPath) : path(dataPath + ".undo") {}
 
+    /// Raises std::filesystem::filesystem_error, as Set() does, when the system cannot tell.
     bool Stands() const;
     /// The recorded length; the largest number when the mark cannot be understood, so that
     /// everything counts as having been there before.

@@ -10,6 +10,7 @@
 #include "core/ErrorLog.h"
 #include "core/FlagScope.h"
 #include "core/Messages.h"
+#include "streams/FileExists.h"
 #include "streams/PODataServiceIO.h"
 #include "streams/POStreamFileIO.h"
 #include "streams/POWindowsFileLocker.h"
@@ -26,8 +27,10 @@ std::string LockPathFor(const std::string& path) {
 
 bool IsSameFile(const std::string& a, const std::string& b) {
     const auto whole = [](const std::string& path) {
-        std::error_code ignored;
-        return std::filesystem::weakly_canonical(std::filesystem::absolute(path, ignored), ignored);
+        std::error_code error;
+        const auto absolute = std::filesystem::absolute(path, error);
+        const auto canonical = std::filesystem::weakly_canonical(absolute, error);
+        return error ? std::filesystem::path(path).lexically_normal() : canonical;
     };
     return a == b || whole(a) == whole(b);
 }
@@ -251,8 +254,10 @@ void POBase::GuardAppend() {
     if (dynamic_cast<POStreamFileIO*>(stream.get()) == nullptr) return;
     const std::string path = stream->GetIdentifier();
     const AppendMark mark(path);
-    if (mark.Stands()) CutTornTail();
-    mark.Clear();
+    if (mark.Stands()) {
+        CutTornTail();
+        mark.Clear();
+    }
     mark.Set(path);
     appendGuarded = true;
 }
@@ -269,9 +274,8 @@ void POBase::ClearGuard() noexcept {
 
 void POBase::CutTornTail() {
     const std::string path = stream->GetIdentifier();
-    std::error_code missing;
-    const std::uint64_t length = std::filesystem::file_size(path, missing);
-    if (missing) return;
+    if (!FileExists(path)) return;
+    const std::uint64_t length = std::filesystem::file_size(path);
     const std::uint64_t wholeEnd = EndOfWholeBodies();
     if (wholeEnd == length) return;
     // What stood before the append was whole; if it no longer is, something else happened to it.
@@ -477,8 +481,11 @@ bool POBase::ReadVersionLine(std::string& line) {
 void POBase::WriteVersion() {
     if (!traits.versionLine) return;
     IStreamer& output = RequireGoodStream();
-    if (output.Tell() == 0 && !version.Text().empty())
-        output.Write("!" + version.Text(), lineTerminator);
+    if (version.Text().empty()) return;
+    const std::uint64_t position = output.Tell();
+    constexpr auto unknown = static_cast<std::uint64_t>(std::streamoff(-1));
+    if (position == unknown) throw std::runtime_error(messages::kBadStream);
+    if (position == 0) output.Write("!" + version.Text(), lineTerminator);
 }
 
 // ---- bookmark index ----

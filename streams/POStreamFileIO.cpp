@@ -79,12 +79,18 @@ bool POStreamFileIO::ChoosePlaceToWrite(bool append) {
     return beside.has_value();
 }
 
-void POStreamFileIO::OpenForWriting(bool append) {
-    std::error_code missing;
-    existedBefore = std::filesystem::exists(identifier, missing);
-    const auto length = std::filesystem::file_size(identifier, missing);
-    lengthBefore = missing || !append ? kNotRestorable : static_cast<std::int64_t>(length);
+void POStreamFileIO::RememberFile(bool append) {
+    std::error_code error;
+    const auto type = std::filesystem::status(identifier, error).type();
+    existedBefore = type != std::filesystem::file_type::not_found;  // also when nobody can tell
+    lengthBefore = existedBefore ? kNotRestorable : 0;
+    if (!existedBefore || !append) return;
+    const auto length = std::filesystem::file_size(identifier, error);
+    if (!error) lengthBefore = static_cast<std::int64_t>(length);
+}
 
+void POStreamFileIO::OpenForWriting(bool append) {
+    RememberFile(append);
     const auto mode =
         std::ios::out | BinaryFlag(IsTextMode()) | (append ? std::ios::app : std::ios::openmode{});
     for (int attempt = 1;; ++attempt) {
@@ -152,8 +158,10 @@ bool POStreamFileIO::AbandonOutput() noexcept {
 
 bool POStreamFileIO::RestoreFile() const {
     std::error_code error;
-    if (!existedBefore) std::filesystem::remove(identifier, error);
-    if (!existedBefore) return !error;
+    if (!existedBefore) {
+        std::filesystem::remove(identifier, error);
+        if (!error) return true;
+    }
     if (lengthBefore == kNotRestorable) return false;
     const auto length = static_cast<std::uintmax_t>(lengthBefore);
     if (std::filesystem::file_size(identifier, error) > length && !error)

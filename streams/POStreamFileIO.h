@@ -56,6 +56,7 @@ public:
 private:
     void OpenForReading();
     void OpenForWriting(bool append);
+    void RememberFile(bool append);
     bool ChoosePlaceToWrite(bool append);
     void PutReplacementInPlace();
     bool RemoveReplacement() noexcept;
