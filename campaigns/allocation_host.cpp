@@ -242,7 +242,7 @@ private:
                 return 0;
             });
             const Files left = what.Get();
-            Require(left == before || left == after, "the files are neither old nor new");
+            Require(left == before || left == after, "the files are now" + Listed(left));
         });
     }
 
@@ -252,9 +252,7 @@ private:
             const auto object = what.Writer();
             const int result = operation([&] { return object->DeleteStorage(); });
             const Files left = what.Get();
-            Require(
-                (result == 0) == left.empty(),
-                "result " + std::to_string(result) + " does not tell what is left:" + Listed(left));
+            Require(result != 0 || left.empty(), "0, but these are left:" + Listed(left));
             if (result != 0) {
                 object->DeleteStorage();
                 Require(what.Get().empty(), "a second deletion fails");
