@@ -521,6 +521,15 @@ TEST(PortCircuitDOFs, ListByPosition) {
     ports->SetData(2, 1, 1, 1, {{0, 10}, {1, 11}, {3, 13}, {4, 14}});
     EXPECT_EQ(ports->GetPortDOFs(), (IPOPortCircuitDOFs::DOFLists{{{1, 10}}, {{2, 11}}}));
     EXPECT_EQ(ports->GetCircuitDOFs(), (IPOPortCircuitDOFs::DOFLists{{{1, 13}}, {{2, 14}}}));
+    Ints counts(4);
+    std::map<int, int> table;
+    EXPECT_EQ(ports->GetData(counts[0], counts[1], counts[2], counts[3], table), 0);
+    EXPECT_EQ(counts, (Ints{2, 1, 1, 1}));
+    EXPECT_EQ(table, (std::map<int, int>{{0, 10}, {1, 11}, {3, 13}, {4, 14}}));
+    ports->SetData(5, 6, 7, 8, {});
+    EXPECT_EQ((Ints{ports->GetPortDOFCount(), ports->GetOffsetDOFCount(),
+                    ports->GetCircuitDOFCount1(), ports->GetCircuitDOFCount2()}),
+              (Ints{5, 6, 7, 8}));
     ports->SetData(1, 0, 2, 0, {{1, 5}});
     EXPECT_EQ(Raised([&] { ports->GetPortDOFs(); }), "Invalid index for port DOFs.");
     EXPECT_EQ(Raised([&] { ports->GetCircuitDOFs(); }), "Invalid index for circuit DOFs.");
@@ -571,6 +580,7 @@ TEST(CircuitMatrices, AreGivenAsStoredOrTransposed) {
         EXPECT_TRUE(matrix.values.empty() && matrix.dimension == 0);
     }
     EXPECT_EQ(matrices->GetFrequency(4), 0.0);
+    EXPECT_EQ(matrices->GetFrequency(-1), 0.0);
     // The later body wins.
     matrices->SetMatrix(5, 3, 0, 0, {6});
     ASSERT_EQ(matrices.StoreAndLoad(), 0);
@@ -758,6 +768,57 @@ TEST(DOFList, RefusesWhatDoesNotFit) {
               1);
     Object<IPODOFList> empty;
     EXPECT_EQ(empty.Store(), 1) << "no width is known";
+    IPODOFList::Records rows;
+    IPODOFList::Flat flat;
+    IPODOFList::Ids ids;
+    const auto extract = [&](IPODOFList& from) {
+        return from.ExtractBlock(nullptr, flat, nullptr, flat, ids, flat, nullptr, flat, ids,
+                                 nullptr, flat, ids);
+    };
+    const auto sizes = [](auto, auto, auto, auto) {};
+    const auto ignore = [](const Ints&) {};
+    const auto visit = [&](IPODOFList& from, const IPODOFList::Visitor& last) {
+        return from.VisitRecords(sizes, nullptr, ignore, nullptr, ignore, nullptr, ignore, nullptr,
+                                 last);
+    };
+    const auto exportAll = [&](IPODOFList& from, const IPODOFList::Sizes& first) {
+        return from.ExportRecords(first, nullptr, nullptr, rows, nullptr, rows, nullptr, rows,
+                                  nullptr);
+    };
+    EXPECT_EQ(
+        Ints({extract(*empty.typed), visit(*empty.typed, ignore), exportAll(*empty.typed, sizes)}),
+        Ints({1, 1, 1}));
+    EXPECT_EQ(
+        Ints({extract(*list.typed), visit(*list.typed, ignore), exportAll(*list.typed, sizes)}),
+        Ints({0, 0, 0}));
+    EXPECT_EQ(visit(*list.typed, nullptr), 1);
+    EXPECT_EQ(exportAll(*list.typed, nullptr), 1);
+    empty->SetSelectedBlock(-2);
+    EXPECT_EQ(list->Reserved(), 0);
+}
+
+TEST(DOFList, StoresNoBlocksThatItCouldNotReadBack) {
+    struct Case {
+        const char* what;
+        Ints record;  // of kind 2
+        int extraWidth, extraEntries;
+        int result;
+    };
+    const Case cases[] = {{"three blocks", {4, 1, 2}, 0, 0, 0},
+                          {"an extra entry each", {4, 1, 2}, 1, 1, 0},
+                          {"an extra entry too few", {4, 1, 2}, 2, 1, 1},
+                          {"more blocks than names", {200'000, 1, 2}, 0, 0, 1}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Object<IPODOFList> list;
+        list->SetExtraWidth(c.extraEntries);
+        list->SetSelectedBlock(-1);
+        ASSERT_EQ(list->SetRecords(1, 0, {}, {3, 3, 3, 3}, 0, From({}), 0, From({c.record}), 0,
+                                   From({}), 0, From({c.record}), Ints(c.extraEntries)),
+                  0);
+        list->SetExtraWidth(c.extraWidth);
+        EXPECT_EQ(list.Store(), c.result);
+    }
 }
 
 TEST(DOFList, ExportsRecordsAndTheHighestDOF) {
