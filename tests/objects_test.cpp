@@ -288,7 +288,9 @@ TEST(DOFMap, ResolvesOnceAndStoresTheResult) {
     EXPECT_THROW(map->ResolveDOFMap(), std::bad_function_call);
     const auto again = fieldstore::Create<IPODOFMap>();
     fieldstore::Storage(again).SetDirectory(map.directory.Path());
-    EXPECT_EQ(again->GetDOFMap(), kResolved.second) << "loaded, not resolved";
+    EXPECT_EQ(again->GetDOFTypes(), kResolved.first) << "loaded, not resolved";
+    EXPECT_EQ(again->GetDOFMap(), kResolved.second);
+    EXPECT_EQ(again->GetDOFTypes(), kResolved.first);
 }
 
 TEST(DOFMap, DoesNotReplaceStoredDataByNothing) {
@@ -512,6 +514,9 @@ TEST(Metrics, BuildTheGraphFromItsEdges) {
     metrics->AddEdge(2, {1, 2, 3});
     EXPECT_EQ(metrics->BuildNodeNeighbors(), 1u);
     EXPECT_EQ(Raised([&] { metrics->GetEdges(edges); }), "Inconsistent edge node counts.");
+    metrics->AddNode(4000000000u, {0, 0, 0}, {1});
+    EXPECT_EQ(Raised([&] { metrics->GetNodeNeighbors(offsets, list); }), "Inconsistent data.")
+        << "a list with a place for each id would be too long";
 }
 
 // ---- port and circuit DOFs ----
@@ -606,6 +611,8 @@ TEST(AssemblyInfo, CollectsElementsAndChecksThem) {
     using Counts = IPOAssemblyInfo::BasisCounts;
     EXPECT_EQ(assembly->GetNodeBasisCounts1(), (Counts{{1, 2}, {2, 1}, {3, 1}}));
     EXPECT_TRUE(assembly->GetNodeBasisCounts2().empty());
+    EXPECT_EQ(assembly->GetNodeBasisCounts3().size(), 2u);
+    EXPECT_EQ(assembly->GetElementNodeCount3(0), 1);
     EXPECT_EQ(Raised([&] { assembly->AddElements({9, 99}, query); }), "map::at");
     EXPECT_EQ(assembly->GetElementCount(), 2) << "a query that raises changes nothing";
     EXPECT_THROW(assembly->AddElements({1}, nullptr), std::bad_function_call);
@@ -725,7 +732,7 @@ TEST(DOFList, ReadsOneBlockAlone) {
     }
     for (std::size_t at = 0; at < whole.size(); ++at) {
         std::string changed = whole;
-        changed[at] = static_cast<char>(changed[at] ^ 0x41);
+        changed[at] = static_cast<char>(changed[at] ^ (at % 8 == 7 ? 0x80 : 0x41));
         support::WriteFile(list.directory / "file2.dat", changed);
         list->SetSelectedBlock(at % 4 == 3 ? -1 : static_cast<int>(at % 4));
         list.base.Load();
@@ -793,8 +800,14 @@ TEST(DOFList, RefusesWhatDoesNotFit) {
         Ints({0, 0, 0}));
     EXPECT_EQ(visit(*list.typed, nullptr), 1);
     EXPECT_EQ(exportAll(*list.typed, nullptr), 1);
-    empty->SetSelectedBlock(-2);
+    list->SetSelectedBlock(-1);
+    flat = {7};
+    EXPECT_EQ(extract(*list.typed), 0);
+    EXPECT_EQ(flat, Ints{7}) << "a header has no records";
     EXPECT_EQ(list->Reserved(), 0);
+    EXPECT_EQ(list->LoadRecords(9, {4, 3, 2, 1}, 0, From({{0, 1, 2}}), 0, From({}), 0, From({}), 0,
+                                From({})),
+              0);
 }
 
 TEST(DOFList, StoresNoBlocksThatItCouldNotReadBack) {
