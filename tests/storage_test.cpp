@@ -184,6 +184,7 @@ TEST_P(EveryClass, CopiesItselfAndRefusesOthers) {
 TEST_P(EveryClass, RunsOverADataServiceWithoutData) {
     const auto object = In(directory, Name());
     samples::Fill(*object);
+    EXPECT_EQ(object->CreateStorageInterface(WriteType(), true), 0);  // its lock stays
     EXPECT_EQ(object->CreateStorageInterface(IPOBase::eWriteDataService, true), 0);
     EXPECT_EQ(object->Commit(false), 1);
     object->Load();
@@ -452,6 +453,12 @@ TEST(Exceptions, OfAnyTypeEndInAResultAndALine) {
     {
         Probe probe;
         probe.SetDirectory(directory.Path());
+        probe.whileReading = fail(42);
+        EXPECT_EQ(probe.Load(), 1);
+    }
+    {
+        Probe probe;
+        probe.SetDirectory(directory.Path());
         ASSERT_EQ(probe.CreateStorageInterface(IPOBase::eWriteDefault, true), 0);
         probe.UseLocker(std::make_shared<StuckLocker>());
         probe.Change();
@@ -557,11 +564,13 @@ TEST_P(AppendingClass, CutsWhatADeadWriterLeftBehindTheWholeBodies) {
         {"torn before the mark", two.substr(0, two.size() - 2), length(two), ""},
         {"torn and a mark that says nothing", two.substr(0, two.size() - 2), "", ""},
         {"torn and a mark that is no number", two.substr(0, two.size() - 2), "12x", ""},
+        {"removed since then", "", length(two), "nothing"},
         {"whole and a mark that says nothing", two, "", two}};
     const std::string log = File().substr(0, File().rfind('.')) + ".err";
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         WriteFile(File(), c.content);
+        if (c.content.empty()) std::filesystem::remove(File());
         WriteFile(File() + ".undo", c.mark);
         std::filesystem::remove(log);
         const bool refused = c.kept.empty();
@@ -742,6 +751,13 @@ TEST(Operations, MergeBeforeRewritingWhenTheClassSaysSo) {
         EXPECT_EQ(probe.Commit(true), 0);
         EXPECT_EQ(ReadFile(directory / "probe.dat"), std::string(Bytes().I32(expected)));
     }
+    WriteFile(directory / "probe.dat", "ab");
+    Probe probe;
+    probe.SetFlags(fieldstore::kReplacing | fieldstore::kKeepOnRead);
+    probe.SetDirectory(directory.Path());
+    ASSERT_EQ(probe.CreateStorageInterface(IPOBase::eWriteDefault, false), 0);
+    EXPECT_EQ(probe.Commit(true), 1) << "what cannot be merged is not written over";
+    EXPECT_EQ(ReadFile(directory / "probe.dat"), "ab");
 }
 
 TEST(Operations, WithoutAChangeTouchNothing) {
