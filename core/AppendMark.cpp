@@ -2,6 +2,7 @@
 #include "core/AppendMark.h"
 
 #include <charconv>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -36,8 +37,7 @@ void AppendMark::Set(const std::string& dataPath) const {
 }
 
 void AppendMark::Clear() const noexcept {
-    std::error_code ignored;
-    fs::remove(path, ignored);
+    std::remove(path.c_str());
 }
 
 }  // namespace fieldstore

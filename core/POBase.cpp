@@ -221,8 +221,8 @@ void POBase::BeginWrite() {
 }
 
 void POBase::MergeStoredData() {
-    const bool merging = (persistFlags & (kLockable | kKeepOnRead)) == (kLockable | kKeepOnRead);
-    if (!merging || (persistFlags & kAppend) != 0) return;
+    constexpr auto merging = kLockable | kKeepOnRead;
+    if ((persistFlags & (merging | kAppend)) != merging) return;
     try {
         ReadPass();
     } catch (const std::exception& error) {
@@ -333,8 +333,8 @@ bool POBase::SkipBodies(std::uint64_t& wholeEnd) {
         throw;
     } catch (const std::runtime_error& error) {
         // What cannot be opened or read now says nothing about what is stored.
-        const auto* input = dynamic_cast<const POStreamIO*>(stream.get());
-        if (ParseErrorCode(error.what()) == 1 || input == nullptr || input->HasReadError()) throw;
+        const auto& input = dynamic_cast<const POStreamIO&>(*stream);
+        if (ParseErrorCode(error.what()) == 1 || input.HasReadError()) throw;
         return false;
     }
 }

@@ -2,6 +2,8 @@
 #ifndef FIELDSTORE_FILE_EXISTS_H
 #define FIELDSTORE_FILE_EXISTS_H
 
+#include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <string>
 
@@ -18,12 +20,13 @@ inline bool FileExists(const std::string& path) {
     return true;
 }
 
-/// Removes a file; returns whether there was one. Raises with the operation name "remove".
+/// Removes a file; returns whether there was one. Raises with the operation name "remove". Needs no
+/// memory when there is nothing to report, so that a lock can be given back when none is left.
 inline bool RemoveFile(const std::string& path) {
-    std::error_code error;
-    const bool removed = std::filesystem::remove(path, error);
-    if (error) throw std::filesystem::filesystem_error("remove", path, error);
-    return removed;
+    if (std::remove(path.c_str()) == 0) return true;
+    if (errno == ENOENT) return false;
+    const std::error_code error(errno, std::generic_category());
+    throw std::filesystem::filesystem_error("remove", path, error);
 }
 
 }  // namespace fieldstore

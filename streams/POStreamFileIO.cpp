@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "streams/POStreamFileIO.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -74,23 +75,24 @@ bool POStreamFileIO::ChoosePlaceToWrite(bool append) {
     const bool isLink = fs::is_symlink(fs::symlink_status(identifier, dangling));
     replaced = isLink ? fs::canonical(identifier, dangling).string() : identifier;
     if (replaced.empty()) return true;
-    const auto beside = platform::CreateBeside(replaced);
-    if (beside) replacement = *beside;
+    auto beside = platform::CreateBeside(replaced);
+    if (beside) replacement = std::move(*beside);
     return beside.has_value();
 }
 
-void POStreamFileIO::RememberFile(bool append) {
+POStreamFileIO::FileBefore POStreamFileIO::LookBefore(bool append) const {
     std::error_code error;
     const auto type = std::filesystem::status(identifier, error).type();
-    existedBefore = type != std::filesystem::file_type::not_found;  // also when nobody can tell
-    lengthBefore = existedBefore ? kNotRestorable : 0;
-    if (!existedBefore || !append) return;
+    if (type == std::filesystem::file_type::not_found) return {false, 0};
+    if (!append) return {};  // also when nobody can tell whether there is a file
     const auto length = std::filesystem::file_size(identifier, error);
-    if (!error) lengthBefore = static_cast<std::int64_t>(length);
+    if (error) return {};
+    return {true, static_cast<std::int64_t>(length)};
 }
 
 void POStreamFileIO::OpenForWriting(bool append) {
-    RememberFile(append);
+    before = {};  // until the file is open there is nothing to go back to
+    const FileBefore found = LookBefore(append);
     const auto mode =
         std::ios::out | BinaryFlag(IsTextMode()) | (append ? std::ios::app : std::ios::openmode{});
     for (int attempt = 1;; ++attempt) {
@@ -105,6 +107,7 @@ void POStreamFileIO::OpenForWriting(bool append) {
     }
     // From here on a failing write raises at once, not at the check of the next one.
     Output()->exceptions(std::ios::badbit | std::ios::failbit | std::ios::eofbit);
+    before = found;
     if (append) Output()->seekp(0, std::ios::end);
 }
 
@@ -137,10 +140,9 @@ void POStreamFileIO::PutReplacementInPlace() {
 
 bool POStreamFileIO::RemoveReplacement() noexcept {
     if (replacement.empty()) return true;
-    std::error_code error;
-    std::filesystem::remove(replacement, error);
+    const bool removed = std::remove(replacement.c_str()) == 0;
     replacement.clear();
-    return !error;
+    return removed;
 }
 
 bool POStreamFileIO::AbandonOutput() noexcept {
@@ -158,12 +160,12 @@ bool POStreamFileIO::AbandonOutput() noexcept {
 
 bool POStreamFileIO::RestoreFile() const {
     std::error_code error;
-    if (!existedBefore) {
+    if (!before.existed) {
         std::filesystem::remove(identifier, error);
         if (!error) return true;
     }
-    if (lengthBefore == kNotRestorable) return false;
-    const auto length = static_cast<std::uintmax_t>(lengthBefore);
+    if (before.length == FileBefore::kNotRestorable) return false;
+    const auto length = static_cast<std::uintmax_t>(before.length);
     if (std::filesystem::file_size(identifier, error) > length && !error)
         std::filesystem::resize_file(identifier, length, error);
     return !error;

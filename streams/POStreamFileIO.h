@@ -56,7 +56,6 @@ public:
 private:
     void OpenForReading();
     void OpenForWriting(bool append);
-    void RememberFile(bool append);
     bool ChoosePlaceToWrite(bool append);
     void PutReplacementInPlace();
     bool RemoveReplacement() noexcept;
@@ -70,10 +69,14 @@ private:
     std::string replacement;  // what is written beside `replaced`; empty: in place
     std::string replaced;     // the identifier behind its links
 
-    /// What AbandonOutput() goes back to; -1: no regular file that could be restored.
-    static constexpr std::int64_t kNotRestorable = -1;
-    std::int64_t lengthBefore = kNotRestorable;
-    bool existedBefore = true;
+    /// What AbandonOutput() goes back to.
+    struct FileBefore {
+        static constexpr std::int64_t kNotRestorable = -1;
+        bool existed = true;
+        std::int64_t length = kNotRestorable;
+    };
+    FileBefore LookBefore(bool append) const;
+    FileBefore before;
 };
 
 #endif

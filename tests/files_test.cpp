@@ -150,6 +150,9 @@ TEST(FileStream, Destroys) {
     EXPECT_EQ(CountedPauses::Number(), 200);
     EXPECT_EQ(CountedPauses::Microseconds(), 20'000'000);
 
+    std::filesystem::create_symlink("loop", directory / "loop");
+    EXPECT_NE(Raised([&] { Reader(directory / "loop").Exists(); }).find("exists"),
+              std::string::npos);
     std::filesystem::create_directories(directory / "full/below");
     POStreamFileIO stuck = Reader(directory / "full");
     EXPECT_EQ(Raised([&] { stuck.Destroy(); }), "Unable to destroy stream file.");

@@ -288,7 +288,9 @@ TEST(DOFMap, ResolvesOnceAndStoresTheResult) {
     EXPECT_THROW(map->ResolveDOFMap(), std::bad_function_call);
     const auto again = fieldstore::Create<IPODOFMap>();
     fieldstore::Storage(again).SetDirectory(map.directory.Path());
-    EXPECT_EQ(again->GetDOFMap(), kResolved.second) << "loaded, not resolved";
+    EXPECT_EQ(again->GetDOFTypes(), kResolved.first) << "loaded, not resolved";
+    EXPECT_EQ(again->GetDOFMap(), kResolved.second);
+    EXPECT_EQ(again->GetDOFTypes(), kResolved.first);
 }
 
 TEST(DOFMap, DoesNotReplaceStoredDataByNothing) {
@@ -512,6 +514,9 @@ TEST(Metrics, BuildTheGraphFromItsEdges) {
     metrics->AddEdge(2, {1, 2, 3});
     EXPECT_EQ(metrics->BuildNodeNeighbors(), 1u);
     EXPECT_EQ(Raised([&] { metrics->GetEdges(edges); }), "Inconsistent edge node counts.");
+    metrics->AddNode(4000000000u, {0, 0, 0}, {1});
+    EXPECT_EQ(Raised([&] { metrics->GetNodeNeighbors(offsets, list); }), "Inconsistent data.")
+        << "a list with a place for each id would be too long";
 }
 
 // ---- port and circuit DOFs ----
@@ -521,6 +526,15 @@ TEST(PortCircuitDOFs, ListByPosition) {
     ports->SetData(2, 1, 1, 1, {{0, 10}, {1, 11}, {3, 13}, {4, 14}});
     EXPECT_EQ(ports->GetPortDOFs(), (IPOPortCircuitDOFs::DOFLists{{{1, 10}}, {{2, 11}}}));
     EXPECT_EQ(ports->GetCircuitDOFs(), (IPOPortCircuitDOFs::DOFLists{{{1, 13}}, {{2, 14}}}));
+    Ints counts(4);
+    std::map<int, int> table;
+    EXPECT_EQ(ports->GetData(counts[0], counts[1], counts[2], counts[3], table), 0);
+    EXPECT_EQ(counts, (Ints{2, 1, 1, 1}));
+    EXPECT_EQ(table, (std::map<int, int>{{0, 10}, {1, 11}, {3, 13}, {4, 14}}));
+    ports->SetData(5, 6, 7, 8, {});
+    EXPECT_EQ((Ints{ports->GetPortDOFCount(), ports->GetOffsetDOFCount(),
+                    ports->GetCircuitDOFCount1(), ports->GetCircuitDOFCount2()}),
+              (Ints{5, 6, 7, 8}));
     ports->SetData(1, 0, 2, 0, {{1, 5}});
     EXPECT_EQ(Raised([&] { ports->GetPortDOFs(); }), "Invalid index for port DOFs.");
     EXPECT_EQ(Raised([&] { ports->GetCircuitDOFs(); }), "Invalid index for circuit DOFs.");
@@ -571,6 +585,7 @@ TEST(CircuitMatrices, AreGivenAsStoredOrTransposed) {
         EXPECT_TRUE(matrix.values.empty() && matrix.dimension == 0);
     }
     EXPECT_EQ(matrices->GetFrequency(4), 0.0);
+    EXPECT_EQ(matrices->GetFrequency(-1), 0.0);
     // The later body wins.
     matrices->SetMatrix(5, 3, 0, 0, {6});
     ASSERT_EQ(matrices.StoreAndLoad(), 0);
@@ -596,6 +611,8 @@ TEST(AssemblyInfo, CollectsElementsAndChecksThem) {
     using Counts = IPOAssemblyInfo::BasisCounts;
     EXPECT_EQ(assembly->GetNodeBasisCounts1(), (Counts{{1, 2}, {2, 1}, {3, 1}}));
     EXPECT_TRUE(assembly->GetNodeBasisCounts2().empty());
+    EXPECT_EQ(assembly->GetNodeBasisCounts3().size(), 2u);
+    EXPECT_EQ(assembly->GetElementNodeCount3(0), 1);
     EXPECT_EQ(Raised([&] { assembly->AddElements({9, 99}, query); }), "map::at");
     EXPECT_EQ(assembly->GetElementCount(), 2) << "a query that raises changes nothing";
     EXPECT_THROW(assembly->AddElements({1}, nullptr), std::bad_function_call);
@@ -715,7 +732,7 @@ TEST(DOFList, ReadsOneBlockAlone) {
     }
     for (std::size_t at = 0; at < whole.size(); ++at) {
         std::string changed = whole;
-        changed[at] = static_cast<char>(changed[at] ^ 0x41);
+        changed[at] = static_cast<char>(changed[at] ^ (at % 8 == 7 ? 0x80 : 0x41));
         support::WriteFile(list.directory / "file2.dat", changed);
         list->SetSelectedBlock(at % 4 == 3 ? -1 : static_cast<int>(at % 4));
         list.base.Load();
@@ -758,6 +775,63 @@ TEST(DOFList, RefusesWhatDoesNotFit) {
               1);
     Object<IPODOFList> empty;
     EXPECT_EQ(empty.Store(), 1) << "no width is known";
+    IPODOFList::Records rows;
+    IPODOFList::Flat flat;
+    IPODOFList::Ids ids;
+    const auto extract = [&](IPODOFList& from) {
+        return from.ExtractBlock(nullptr, flat, nullptr, flat, ids, flat, nullptr, flat, ids,
+                                 nullptr, flat, ids);
+    };
+    const auto sizes = [](auto, auto, auto, auto) {};
+    const auto ignore = [](const Ints&) {};
+    const auto visit = [&](IPODOFList& from, const IPODOFList::Visitor& last) {
+        return from.VisitRecords(sizes, nullptr, ignore, nullptr, ignore, nullptr, ignore, nullptr,
+                                 last);
+    };
+    const auto exportAll = [&](IPODOFList& from, const IPODOFList::Sizes& first) {
+        return from.ExportRecords(first, nullptr, nullptr, rows, nullptr, rows, nullptr, rows,
+                                  nullptr);
+    };
+    EXPECT_EQ(
+        Ints({extract(*empty.typed), visit(*empty.typed, ignore), exportAll(*empty.typed, sizes)}),
+        Ints({1, 1, 1}));
+    EXPECT_EQ(
+        Ints({extract(*list.typed), visit(*list.typed, ignore), exportAll(*list.typed, sizes)}),
+        Ints({0, 0, 0}));
+    EXPECT_EQ(visit(*list.typed, nullptr), 1);
+    EXPECT_EQ(exportAll(*list.typed, nullptr), 1);
+    list->SetSelectedBlock(-1);
+    flat = {7};
+    EXPECT_EQ(extract(*list.typed), 0);
+    EXPECT_EQ(flat, Ints{7}) << "a header has no records";
+    EXPECT_EQ(list->Reserved(), 0);
+    EXPECT_EQ(list->LoadRecords(9, {4, 3, 2, 1}, 0, From({{0, 1, 2}}), 0, From({}), 0, From({}), 0,
+                                From({})),
+              0);
+}
+
+TEST(DOFList, StoresNoBlocksThatItCouldNotReadBack) {
+    struct Case {
+        const char* what;
+        Ints record;  // of kind 2
+        int extraWidth, extraEntries;
+        int result;
+    };
+    const Case cases[] = {{"three blocks", {4, 1, 2}, 0, 0, 0},
+                          {"an extra entry each", {4, 1, 2}, 1, 1, 0},
+                          {"an extra entry too few", {4, 1, 2}, 2, 1, 1},
+                          {"more blocks than names", {200'000, 1, 2}, 0, 0, 1}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Object<IPODOFList> list;
+        list->SetExtraWidth(c.extraEntries);
+        list->SetSelectedBlock(-1);
+        ASSERT_EQ(list->SetRecords(1, 0, {}, {3, 3, 3, 3}, 0, From({}), 0, From({c.record}), 0,
+                                   From({}), 0, From({c.record}), Ints(c.extraEntries)),
+                  0);
+        list->SetExtraWidth(c.extraWidth);
+        EXPECT_EQ(list.Store(), c.result);
+    }
 }
 
 TEST(DOFList, ExportsRecordsAndTheHighestDOF) {
