@@ -174,7 +174,7 @@ std::set<int> Keys(IPOBase& object) {
 
 std::shared_ptr<IPOBase> Open(const std::string& className, const std::string& path, bool text,
                               bool writing, bool withLock) {
-    const auto object = samples::New(className);
+    auto object = samples::New(className);
     if (!object) throw std::runtime_error("There is no class " + className + ".");
     object->SetDirectory("");
     object->SetFileName(path);

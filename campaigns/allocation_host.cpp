@@ -41,7 +41,7 @@ struct Case {
 
     std::string Path() const { return (directory / "FILE.dat").string(); }
     std::shared_ptr<IPOBase> Writer() const {
-        const auto object = campaigns::Open(name, Path(), text, true, true);
+        auto object = campaigns::Open(name, Path(), text, true, true);
         campaigns::Fill(*object, key, size);
         return object;
     }

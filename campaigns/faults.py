@@ -150,10 +150,11 @@ class Operation:
         return found
 
 
-def singles(calls):
+def singles(calls, short):
     """Each call failing once and from there on; an interruption never lasts."""
     for call in calls:
-        for error in call.errors():
+        errors = call.errors()
+        for error in errors[:1] + errors[-1:] if short else errors:
             yield Injection([(call, error, False)])
             if error != "EINTR":
                 yield Injection([(call, error, True)])
@@ -189,7 +190,7 @@ class Checker:
     def campaign(self, short, with_pairs):
         self.reference()
         calls = self.operation.calls()
-        injections = [*singles(calls), *kills(calls)]
+        injections = [*singles(calls, short), *kills(calls)]
         if with_pairs and not short:
             injections += pairs(calls)
         for injection in injections:
@@ -416,10 +417,16 @@ class ToolChecker(Checker):
         self.operation.reset()
         self.done = self.operation.run()
 
+    @staticmethod
+    def without_ages(output):
+        """Of locks, which grow."""
+        return re.sub(r"for \d+ \w+", "", output)
+
     def check(self, injection, run):
         self.report.count(f"tool commands under a fault with status {run.status}")
         succeeded = run.status == self.done.status
-        if succeeded and (run.output != self.done.output or not self.same(run.files)):
+        told = self.without_ages(run.output) == self.without_ages(self.done.output)
+        if succeeded and not (told and self.same(run.files)):
             self.fault("a tool command reports what it did not do", injection, run)
         if not succeeded:
             if run.status != 2:
@@ -548,7 +555,7 @@ def tool_checkers(report, base, short):
         ("convert upon an old output", ["convert", "{dir}/modeinfo.dat", "--to", "binary", *out],
          {**modes, "out": b"old"}),
     ]
-    for title, words, before in commands[:11] if short else commands:
+    for title, words, before in commands[:10] if short else commands:
         yield ToolChecker(report, directory(), title, words, before)
 
 

@@ -90,11 +90,13 @@ int main(int count, char** arguments) {
     std::filesystem::create_directories(directory);
     fieldstore::SetPauseFunction([](std::chrono::microseconds) { std::this_thread::yield(); });
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread)
         threads.emplace_back(Work, directory, thread, rounds);
     for (auto& thread : threads) thread.join();
-    const auto keys = KeysIn("POCircuitMatrices", directory + "shared.dat").size();
-    Require(keys == static_cast<std::size_t>(kThreads * rounds), "appended bodies are missing\n");
+    const auto keys =
+        static_cast<int>(KeysIn("POCircuitMatrices", directory + "shared.dat").size());
+    Require(keys == kThreads * rounds, "appended bodies are missing\n");
     std::filesystem::remove_all(directory);
     std::cout << "Threads: " << kThreads << " threads, " << keys << " bodies appended to one file, "
               << kThreads * rounds * 18 << " commits alone, " << faults << " faults\n";
