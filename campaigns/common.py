@@ -24,6 +24,7 @@ def parser(description):
                          help="the build directory of the hosts and the tool")
     options.add_argument("--short", action="store_true", help="the form for every change")
     options.add_argument("--seed", type=int, default=1, help="of everything random")
+    options.add_argument("--shown", type=int, default=3, help="examples per kind of fault")
     return options
 
 
@@ -47,10 +48,10 @@ def terminate_on_signals():
 
 class Report:
     """Counts what was tried and what came of it, and keeps the faults."""
-    SHOWN = int(os.environ.get("SHOWN", "3"))  # examples per kind of fault
 
-    def __init__(self, what):
+    def __init__(self, what, arguments):
         self.what = what
+        self.shown = arguments.shown
         self.begin = time.monotonic()
         self.counts = collections.Counter()
         self.faults = []
@@ -64,15 +65,22 @@ class Report:
         with self.lock:
             self.faults.append((title, detail))
 
+    def progress(self, name):
+        """Says on a terminal what is being tried."""
+        if sys.stderr.isatty():
+            sys.stderr.write(f"\r\033[K{time.monotonic() - self.begin:5.0f} s  {name}"[:100])
+
     def close(self):
         """Prints everything; the exit status."""
+        if sys.stderr.isatty():
+            sys.stderr.write("\r\033[K")
         print(f"{self.what}: {time.monotonic() - self.begin:.1f} s")
         for name in sorted(self.counts):
             print(f"  {self.counts[name]:8d}  {name}")
         kinds = collections.Counter(title for title, _ in self.faults)
         for kind, number in kinds.most_common():
             print(f"  FAULT {number:4d} times: {kind}")
-            for detail in [d for title, d in self.faults if title == kind][:self.SHOWN]:
+            for detail in [d for title, d in self.faults if title == kind][:self.shown]:
                 print(f"      {detail}")
         print("  no fault" if not self.faults else f"  {len(self.faults)} faults")
         return 1 if self.faults else 0

@@ -23,6 +23,7 @@ def crowd(report, parent, name, mode, size, writers, commits):
     directory = common.scratch(parent)
     data, stop, acknowledged = directory / "FILE.dat", directory / "stop", directory / "acknowledged"
     where = f"{name} {mode} in {parent}, {writers} writers"
+    report.progress(where)
     acknowledged.touch()
     each = commits // writers
     running = []
@@ -88,7 +89,7 @@ def main():
     global HOST
     _, HOST, _ = common.programs(arguments.build)
     places = arguments.directories or [pathlib.Path("/dev/shm"), pathlib.Path(tempfile.gettempdir())]
-    report = common.Report(f"A crowd of {PROCESSES} processes")
+    report = common.Report(f"A crowd of {PROCESSES} processes", arguments)
     kinds = [("POModeInfo", "text", 40000), ("POModeInfo", "binary", 40000),
              ("POCircuitMatrices", "binary", 40000), ("POAssemblyInfo", "binary", 40000),
              ("POSolutionMetrics", "binary", 0), ("POMeshTree", "binary", 60000),

@@ -9,7 +9,6 @@ bytes on disk, what was left behind, and that a later try succeeds. Pauses betwe
 skipped, since strace has the sleeping return at once.
 """
 import concurrent.futures
-import errno
 import itertools
 import os
 import pathlib
@@ -188,6 +187,7 @@ class Checker:
                                  f"files {left}\n      {command}")
 
     def campaign(self, short, with_pairs):
+        self.report.progress(self.operation.name)
         self.reference()
         calls = self.operation.calls()
         injections = [*singles(calls, short), *kills(calls)]
@@ -211,7 +211,7 @@ class Checker:
 
 
 class CommitChecker(Checker):
-    """A commit, of which FILE.dat is the file. `appends` is whether bodies follow one another."""
+    """A commit to FILE.dat: stored whole with 0, taken back with 1."""
     DATA = "FILE.dat"
 
     def __init__(self, report, directory, word, name, mode, before, key, size):
@@ -343,6 +343,8 @@ class CommitChecker(Checker):
 
 
 class LoadChecker(Checker):
+    """A load: the right data or a failure, and no file touched."""
+
     def __init__(self, report, directory, name, mode, content):
         words = [HOST, "load", name, mode, "{dir}/FILE.dat", "HASH", 1]
         super().__init__(report, Operation(f"load {name} {mode} of {len(content)} bytes", words,
@@ -375,6 +377,8 @@ class LoadChecker(Checker):
 
 
 class DeleteChecker(Checker):
+    """The deletion of a file and of its lock."""
+
     def __init__(self, report, directory, name, mode, content):
         words = [HOST, "delete", name, mode, "{dir}/FILE.dat", 1]
         super().__init__(report, Operation(f"delete {name} {mode}", words,
@@ -405,8 +409,7 @@ class DeleteChecker(Checker):
 
 
 class ToolChecker(Checker):
-    """A command of the tool: everything or nothing. `input_may_change`: by the commands that replace
-    their input."""
+    """A command of the tool: everything or nothing."""
 
     def __init__(self, report, directory, title, words, before):
         # Positions of files do not fail, and the tool asks for hundreds.
@@ -654,6 +657,7 @@ def try_full_disk(report, checkers, base, short):
     skip_pauses = ["strace", "-qq", "-o", "/dev/null", "-e", "trace=clock_nanosleep", "-e",
                    "inject=clock_nanosleep:retval=0"]
     for checker in checkers:
+        report.progress(f"full disk: {checker.operation.name}")
         operation = checker.operation
         place = base / "disk"
         operation.directory = place / "case"
@@ -685,7 +689,7 @@ def main():
                       stderr=subprocess.DEVNULL).returncode != 0:
         print("Skipped: this machine does not let strace follow a process.")
         return 0
-    report = common.Report("Failing system calls")
+    report = common.Report("Failing system calls", arguments)
     base = common.scratch()
 
     def chosen(checkers):

@@ -196,6 +196,7 @@ class Crowd:
         self.set_gate(False)
 
     def run(self):
+        self.report.progress(self.title)
         try:
             for slot in range(WRITERS):
                 self.start(slot)
@@ -236,7 +237,7 @@ def main():
     common.terminate_on_signals()
     global HOST, TOOL
     _, HOST, TOOL = common.programs(arguments.build)
-    report = common.Report("Killed writers")
+    report = common.Report("Killed writers", arguments)
     kinds = [("POModeInfo", "text", 120000), ("POModeInfo", "binary", 120000),
              ("POCircuitMatrices", "binary", 120000), ("POAssemblyInfo", "binary", 120000),
              ("POSolutionMetrics", "binary", 0), ("POMeshTree", "binary", 60000),
