@@ -54,8 +54,10 @@ std::string Upper(std::string text) {
     return text;
 }
 
-std::string Sentence(const std::string& text) {
-    return Plain(text) + (text.empty() || text.back() == '.' ? "" : ".");
+std::string Sentence(std::string text) {
+    if (text.empty()) return text;
+    text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+    return Plain(text) + (text.back() == '.' ? "" : ".");
 }
 
 /// A summary as it stands after a name: without its capital, unless it begins with a short form.
@@ -79,7 +81,8 @@ public:
     void Head(const std::string& date) {
         out << ".\\\" Made from the options of " << kProgramName << " itself.\n"
             << ".TH " << Plain(Upper(name)) << " 1 \"" << date << "\" \"" << kProgramName << ' '
-            << VersionNumber() << "\" \"User Commands\"\n";
+            << VersionNumber() << "\" \"User Commands\"\n"
+            << ".ad l\n.nh\n";  // names of classes and pages stay whole
         Heading("Name");
         out << Plain(name) << " \\- " << Phrase(command.summary) << '\n';
     }
@@ -109,8 +112,7 @@ public:
         out << Sentence(command.summary) << '\n';
         for (const Section& section : command.sections) {
             if (!section.heading.empty()) continue;
-            out << ".PP\n";
-            Body(section.text);
+            Body(section.text, true);
         }
         if (!command.aliases.empty())
             out << ".PP\nAlso called " << Bold(Joined(command.aliases, ", ")) << ".\n";
@@ -172,17 +174,17 @@ private:
     }
 
     /// Prose, in which lines of a word, spaces and a text are a list.
-    void Body(const std::string& text) {
+    void Body(const std::string& text, bool isParagraph = false) {
         std::istringstream lines(text);
         std::smatch parts;
-        bool inList = false;
+        bool begins = isParagraph;
         for (std::string line; std::getline(lines, line);) {
             const bool item = std::regex_match(line, parts, std::regex(" *([^ ]+) {2,}([^ ].*)"));
             if (item)
                 out << ".TP\n" << Bold(parts[1]) << '\n' << Plain(parts[2]) << '\n';
             else
-                out << (inList ? ".PP\n" : "") << Plain(line) << '\n';
-            inList = item;
+                out << (begins ? ".PP\n" : "") << Plain(line) << '\n';
+            begins = item;
         }
     }
 

@@ -23,11 +23,12 @@ void TakeType(const std::string& type, Argument& argument) {
     argument.value = type.substr(0, type.find(':'));
     if (open != std::string::npos) {
         argument.choices = CLI::detail::split(type.substr(open + 1, type.size() - open - 2), ',');
+        argument.value = "VALUE";
         argument.isClosed = true;
     }
     if (argument.value == "CLASS") argument.choices = ClassNames();
     // Any text that is neither chosen from a list nor a class is a path.
-    if (!argument.isClosed && argument.value == "TEXT") argument.value = "FILE";
+    if (argument.value == "TEXT") argument.value = "FILE";
     argument.isFile = argument.value == "FILE";
 }
 
