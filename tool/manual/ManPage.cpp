@@ -54,10 +54,8 @@ std::string Upper(std::string text) {
     return text;
 }
 
-std::string Sentence(std::string text) {
-    if (text.empty()) return text;
-    text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
-    return Plain(text) + (text.back() == '.' ? "" : ".");
+std::string Sentence(const std::string& text) {
+    return Plain(text) + (text.empty() || text.back() == '.' ? "" : ".");
 }
 
 /// A summary as it stands after a name: without its capital, unless it begins with a short form.
@@ -207,7 +205,9 @@ private:
             const std::size_t stop =
                 status == end ? text.size() : static_cast<std::size_t>(status->position());
             const std::string meaning = text.substr(begin, stop - begin);
-            out << (meaning.empty() ? "Success." : Sentence(meaning.substr(1))) << '\n';
+            out << (meaning.empty() ? "Success."
+                                    : Upper(meaning.substr(1, 1)) + Sentence(meaning.substr(2)))
+                << '\n';
         }
     }
 
