@@ -40,8 +40,8 @@ configure_file(cmake/fieldstore.pc.in fieldstore.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/fieldstore.pc DESTINATION ${pkgconfig_dir}
   COMPONENT development)
 
-install(FILES docs/behaviour.md docs/file-format.md docs/getting-started.md docs/scaling.md
-  docs/troubleshooting.md
+install(FILES docs/behaviour.md docs/file-format.md docs/getting-started.md docs/installing.md
+  docs/scaling.md docs/troubleshooting.md
   DESTINATION ${doc_of_development} COMPONENT development)
 install(DIRECTORY examples/quickstart DESTINATION ${doc_of_development}/examples
   COMPONENT development)
