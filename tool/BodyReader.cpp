@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "core/POIndex.h"
+#include "tool/Terminal.h"
 
 namespace fieldstore::tool {
 
@@ -68,8 +69,6 @@ void BodyReader::BeginEntry(std::uint64_t number) {
         entryOffset = NextOffset();
         place.entries.push_back(entryOffset);
     }
-    constexpr std::uint64_t rarely = 256;
-    if (number % rarely == 0) progress.At(entryOffset, fileSize);
 }
 
 void BodyReader::ReadBlocks(BlockedDOFListBody& body) {
@@ -89,7 +88,6 @@ void BodyReader::ReadBlocks(BlockedDOFListBody& body) {
                         "the file ends before block " + std::to_string(number) +
                             ", whose bookmark is byte " + std::to_string(bookmark));
         ReadBlock(body, number, static_cast<std::uint64_t>(bookmark));
-        progress.At(stream.Tell(), fileSize);
     }
 }
 

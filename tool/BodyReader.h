@@ -11,7 +11,6 @@
 
 #include "streams/POStreamFileIO.h"
 #include "tool/Bodies.h"
-#include "tool/Terminal.h"
 #include "tool/Walk.h"
 
 namespace fieldstore::tool {
@@ -49,12 +48,11 @@ struct Layout {
 
 /// Visitor that reads a body with the operations of the library's stream, and notes where it is.
 ///
-/// Containers are taken entry by entry rather than in one call, because an offset, a repeated key
-/// and the progress of a long read are to be told; each entry is read by the stream.
+/// Containers are taken entry by entry rather than in one call, because an offset and a repeated
+/// key are to be told; each entry is read by the stream.
 class BodyReader {
 public:
-    BodyReader(POStreamFileIO& input, std::uint64_t size, Progress& bar)
-        : stream(input), fileSize(size), progress(bar) {}
+    BodyReader(POStreamFileIO& input, std::uint64_t size) : stream(input), fileSize(size) {}
 
     /// Reads one body from the stream's position; raises Fault.
     template <typename Body>
@@ -109,7 +107,6 @@ private:
 
     POStreamFileIO& stream;
     std::uint64_t fileSize;
-    Progress& progress;
     Layout layout;
     std::uint64_t entryOffset = 0;
     bool firstBody = true;

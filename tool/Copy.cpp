@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "tool/Error.h"
+#include "tool/Progress.h"
 
 namespace fieldstore::tool {
 
@@ -13,14 +14,13 @@ void CopyBytes(const std::string& path, std::uint64_t begin, std::uint64_t end, 
     std::ifstream in(path, std::ios::binary);
     in.seekg(static_cast<std::streamoff>(begin));
     std::vector<char> buffer(static_cast<std::size_t>(std::min(step, end - begin)));
-    Progress progress("Copying " + path);
+    const Progress progress("Copying " + path, path, end);
     for (std::uint64_t at = begin; at < end;) {
         const auto count = static_cast<std::streamsize>(std::min(step, end - at));
         if (!in.read(buffer.data(), count))
             throw Error(path, "cannot be read any further", "Is it being written?", at);
         out.write(buffer.data(), count);
         at += static_cast<std::uint64_t>(count);
-        progress.At(at - begin, end - begin);
     }
 }
 

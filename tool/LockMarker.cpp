@@ -9,7 +9,7 @@
 
 #include "streams/Platform.h"
 #include "tool/Error.h"
-#include "tool/ResultFile.h"
+#include "tool/SideFiles.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {

@@ -12,8 +12,11 @@
 #include <fstream>
 #include <iostream>
 #include <locale>
+#include <optional>
 
 #include "tool/Error.h"
+#include "tool/Progress.h"
+#include "tool/SideFiles.h"
 
 namespace fieldstore::tool {
 namespace fs = std::filesystem;
@@ -25,6 +28,7 @@ std::string ReasonOf(int number) {
 
 /// What is written must survive a power cut before it takes the place of anything.
 void BringToDisk(const std::string& path) {
+    const Progress progress("Bringing " + path + " to the disk");
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     const bool done = file >= 0 && fsync(file) == 0;
     const int reason = errno;
@@ -60,7 +64,7 @@ TemporaryFile::~TemporaryFile() {
 }
 
 OutputFile::OutputFile(const std::string& targetPath, bool replace)
-    : TemporaryFile(BehindLinks(targetPath) + ".tmp"), target(BehindLinks(targetPath)) {
+    : TemporaryFile(BehindLinks(targetPath) + kTemporarySuffix), target(BehindLinks(targetPath)) {
     std::error_code none;
     const auto status = fs::status(target, none);
     if (fs::exists(status) && !fs::is_regular_file(status))
@@ -108,7 +112,11 @@ void RequireNotInput(const std::string& output, const std::vector<std::string>& 
 
 void WriteTo(const std::string& name, bool replace,
              const std::function<void(std::ostream&)>& write) {
-    if (name.empty() || name == "-") return write(std::cout);
+    if (name.empty() || name == "-") {
+        std::optional<Progress::Silence> silence;
+        if (isatty(STDOUT_FILENO) != 0) silence.emplace();
+        return write(std::cout);
+    }
     OutputFile output(name, replace);
     output.Fill(write);
     output.Publish();

@@ -13,6 +13,9 @@
 #include "fieldstore/fieldstore.h"
 #include "tool/Error.h"
 #include "tool/OutputFile.h"
+#include "tool/Progress.h"
+#include "tool/SideFiles.h"
+#include "tool/Terminal.h"
 
 namespace fieldstore::tool {
 namespace fs = std::filesystem;
@@ -69,8 +72,8 @@ void ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& vis
     file.kind = reading.kind;
     file.text = reading.text;
     if (reading.versioned && !ReadVersionLine(stream, file.version)) return;
-    Progress progress("Reading " + file.path);
-    BodyReader reader(stream, file.size, progress);
+    const Progress progress("Reading " + file.path, file.path, file.size);
+    BodyReader reader(stream, file.size);
     try {
         for (;;) {
             if (reading.text) stream.SkipWhiteSpace();
@@ -87,7 +90,6 @@ void ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& vis
             file.bodies.push_back({layout.begin, layout.end, entries});
             if (IsEmpty(any) && DropEmptyRun(file)) return;
             if (visit) visit(any, layout);
-            progress.At(layout.end, file.size);
         }
     } catch (const Fault& fault) {
         file.fault = fault;
@@ -231,6 +233,7 @@ void ForEachBody(const ResultFile& file, const BodyVisitor& visit) {
 }
 
 int LoadResult(const ResultFile& file) {
+    const Progress progress("Loading " + file.path, file.path, file.size);
     const auto object = MakeObject(file);
     auto* list = dynamic_cast<IPODOFList*>(object.get());
     if (list == nullptr || !file.Info().blocked) return object->Load();
@@ -251,8 +254,12 @@ void RequireLoads(const ResultFile& file, const std::string& shownPath) {
 
 void StoreLoaded(const ResultFile& file, const std::string& target) {
     const auto object = MakeObject(file);
-    if (object->Load() != 0)
-        throw Error(file.path, "a host cannot load it", "Run: fieldstore check " + file.path);
+    {
+        const Progress progress("Loading " + file.path, file.path, file.size);
+        if (object->Load() != 0)
+            throw Error(file.path, "a host cannot load it", "Run: fieldstore check " + file.path);
+    }
+    const Progress progress("Storing the data of " + file.path, target, file.size);
     object->SetFileName(target);
     object->CreateStorageInterface(file.text ? IPOBase::eWriteText : IPOBase::eWriteBinary, false);
     if (object->Commit(true) != 0)
@@ -277,10 +284,6 @@ AnyBody LoadedBody(const ResultFile& file) {
     return loaded;
 }
 
-std::string LockPathOf(const std::string& dataPath) {
-    return dataPath.substr(0, dataPath.rfind('.')) + ".lck";
-}
-
 std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
     std::vector<NamedPath> expanded;
     for (const auto& path : paths) {
@@ -292,9 +295,7 @@ std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
         std::vector<std::string> found;
         for (const auto& entry : fs::directory_iterator(path, none)) {
             const auto name = entry.path().filename().string();
-            const auto extension = entry.path().extension();
-            if (entry.is_regular_file(none) && name.front() != '.' && extension != ".lck" &&
-                extension != ".err")
+            if (entry.is_regular_file(none) && name.front() != '.' && !IsSideFile(name))
                 found.push_back(entry.path().string());
         }
         if (none)

@@ -68,9 +68,6 @@ void StoreLoaded(const ResultFile& file, const std::string& target);
 /// What a host has after a load, in the form of a body.
 AnyBody LoadedBody(const ResultFile& file);
 
-/// The marker of a writer's lock on a data file.
-std::string LockPathOf(const std::string& dataPath);
-
 /// A path as given, or found in a directory that was given.
 struct NamedPath {
     std::string path;

@@ -4,7 +4,9 @@
 
 #include "tool/Commands.h"
 #include "tool/LockMarker.h"
+#include "tool/Progress.h"
 #include "tool/Rules.h"
+#include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {
@@ -40,7 +42,10 @@ void CheckBodies(const ResultFile& file, Findings& findings) {
                              : "; fieldstore repair saves " +
                                    Counted(file.bodies.size(), "whole body", "whole bodies"));
     }
-    if (!file.fault || !file.bodies.empty()) rules->Finish();
+    if (!file.fault || !file.bodies.empty()) {
+        const Progress progress("Checking " + file.path);
+        rules->Finish();
+    }
     // The object has the last word: what it refuses is no sound file, whatever the rules say.
     if (file.state == State::Whole)
         if (const int result = LoadResult(file); result != 0 && findings.Problems() == 0)

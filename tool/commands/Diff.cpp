@@ -5,6 +5,8 @@
 #include <memory>
 
 #include "tool/Commands.h"
+#include "tool/Progress.h"
+#include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {
@@ -189,6 +191,7 @@ void CompareFiles(const ResultFile& a, const ResultFile& b, Comparer& comparer) 
         });
     const AnyBody first = LoadedBody(a);
     const AnyBody second = LoadedBody(b);
+    const Progress progress("Comparing " + a.path + " with " + b.path);
     FieldFinder finder;
     std::visit([&finder](const auto& body) { body.Visit(body, finder); }, second);
     FieldComparer visitor{comparer, finder};

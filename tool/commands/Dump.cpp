@@ -3,6 +3,7 @@
 
 #include "tool/Commands.h"
 #include "tool/OutputFile.h"
+#include "tool/Progress.h"
 #include "tool/formats/Json.h"
 #include "tool/formats/Tables.h"
 
@@ -25,6 +26,7 @@ int RunDump(const DumpOptions& options) {
         return kDone;
     }
     const AnyBody body = LoadedBody(file);
+    const Progress progress("Writing " + options.format + " of " + options.input);
     if (options.format == "csv" || options.format == "vtk") {
         WriteTo(options.output, options.force, [&](std::ostream& out) {
             options.format == "csv" ? DumpCsv(body, out) : DumpVtk(body, out);

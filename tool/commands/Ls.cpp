@@ -5,6 +5,7 @@
 
 #include "tool/Commands.h"
 #include "tool/LockMarker.h"
+#include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {

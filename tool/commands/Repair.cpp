@@ -7,6 +7,7 @@
 #include "tool/Copy.h"
 #include "tool/LockMarker.h"
 #include "tool/OutputFile.h"
+#include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tool/SideFiles.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <string_view>
+
+namespace fieldstore::tool {
+namespace fs = std::filesystem;
+namespace {
+
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+bool IsAlphanumeric(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0;
+}
+
+/// What follows the last `suffix` in a name, "" when there is none.
+std::string_view Behind(std::string_view name, std::string_view suffix) {
+    const auto at = name.rfind(suffix);
+    return at == std::string_view::npos ? "" : name.substr(at + suffix.size());
+}
+
+bool IsReplacement(std::string_view name) {
+    const auto number = Behind(name, kReplacementSuffix);
+    return !number.empty() && std::all_of(number.begin(), number.end(), IsDigit);
+}
+
+bool IsTemporary(std::string_view name) {
+    constexpr std::size_t characters = 6;
+    const auto random = Behind(name, kTemporarySuffix);
+    return random.size() == characters && std::all_of(random.begin(), random.end(), IsAlphanumeric);
+}
+
+std::vector<std::string> ReplacementsOf(const std::string& dataPath) {
+    std::error_code error;
+    const fs::path data(dataPath);
+    const auto directory = data.has_parent_path() ? data.parent_path() : fs::path(".");
+    std::vector<std::string> found;
+    for (fs::directory_iterator entry(directory, error); !error && entry != fs::end(entry);
+         entry.increment(error)) {
+        const auto name = entry->path().filename().string();
+        if (IsReplacement(name) &&
+            name.substr(0, name.rfind(kReplacementSuffix)) == data.filename().string())
+            found.push_back((data.parent_path() / name).string());
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+}  // namespace
+
+std::string LockPathOf(const std::string& dataPath) {
+    return dataPath.substr(0, dataPath.rfind('.')) + ".lck";
+}
+
+std::string UndoPathOf(const std::string& dataPath) {
+    return dataPath + kUndoSuffix;
+}
+
+bool IsSideFile(const std::string& name) {
+    const auto extension = fs::path(name).extension();
+    return extension == ".lck" || extension == ".err" || extension == kUndoSuffix ||
+           IsReplacement(name) || IsTemporary(name);
+}
+
+std::vector<std::string> LeftBeside(const std::string& dataPath) {
+    std::vector<std::string> lines;
+    std::error_code none;
+    if (const auto undo = UndoPathOf(dataPath); fs::exists(undo, none))
+        lines.push_back(undo +
+                        ": an append is at work, or its writer died; the next commit under the "
+                        "lock puts the file right, and so does fieldstore repair --in-place");
+    for (const auto& replacement : ReplacementsOf(dataPath))
+        lines.push_back(replacement +
+                        ": a writer is replacing the file, or died before it had; the file itself "
+                        "is untouched; remove the other one when no writer is left");
+    return lines;
+}
+
+}  // namespace fieldstore::tool
