@@ -54,7 +54,8 @@ class BodyReader {
 public:
     BodyReader(POStreamFileIO& input, std::uint64_t size) : stream(input), fileSize(size) {}
 
-    /// Reads one body from the stream's position; raises Fault.
+    /// Reads one body from the stream's position; raises Fault. Of a list in blocks, the body then
+    /// has those that are whole.
     template <typename Body>
     Layout Read(Body& body) {
         return Guarded([&] { Body::Visit(body, *this); });
@@ -77,7 +78,7 @@ private:
     template <typename Action>
     Layout Guarded(const Action& action);
     void ReadBlocks(BlockedDOFListBody& body);
-    void ReadBlock(BlockedDOFListBody& body, int number, std::uint64_t bookmark);
+    void ReadBlock(BlockedDOFListBody& body, int number, std::int64_t bookmark);
 
     template <typename T>
     void ReadField(T& value) {

@@ -52,11 +52,13 @@ std::string BehindLinks(const std::string& path) {
 }  // namespace
 
 TemporaryFile::TemporaryFile(const std::string& prefix) : path(prefix + "XXXXXX") {
+    const HeldSignals untilNamed;
     const int file = mkstemp(path.data());
     if (file < 0)
         throw Error(DirectoryOf(prefix), "no file can be made there: " + ReasonOf(errno),
                     "Create the directory, or choose one that you may write to.");
     close(file);
+    removal.emplace(path);
 }
 
 TemporaryFile::~TemporaryFile() {
@@ -93,6 +95,7 @@ void OutputFile::Publish() {
     BringToDisk(Path());
     if (std::rename(Path().c_str(), target.c_str()) != 0)
         throw Error(target, "cannot be replaced: " + ReasonOf(errno), "Choose another name.");
+    removal.reset();
     path.clear();
     // The name as well, where the file system can do that for a directory.
     if (const int directory = open(DirectoryOf(target).c_str(), O_RDONLY | O_CLOEXEC);

@@ -3,9 +3,12 @@
 #define FIELDSTORE_TOOL_OUTPUT_FILE_H
 
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include "tool/RemovedOnSignal.h"
 
 namespace fieldstore::tool {
 
@@ -21,6 +24,7 @@ public:
 
 protected:
     std::string path;
+    std::optional<RemovedOnSignal> removal;
 };
 
 /// A file that comes into being whole or not at all: written beside its place, brought to the disk

@@ -35,11 +35,14 @@ struct ResultFile {
     std::optional<std::string> version;
     std::vector<BodyPlace> bodies;  // the whole ones
     int blockCount = 0;             // of a DOF list in blocks
+    std::vector<int> savedBlocks;   // the whole blocks of a list that is not
+    std::size_t savedEntries = 0;   // theirs
     std::optional<Fault> fault;     // what ends them, when not the end of the file
 
     const Kind& Info() const { return Kinds()[kind]; }
     const char* Mode() const { return text ? "text" : "binary"; }
     std::string ClassName() const { return std::string(Info().ClassName()); }
+    /// Entries of the whole bodies, and of saved blocks.
     std::size_t Entries() const;
     /// Where the whole bodies end.
     std::uint64_t WholeEnd() const { return bodies.empty() ? 0 : bodies.back().end; }
@@ -58,6 +61,10 @@ ResultFile InspectWhole(const std::string& path, const std::string& className = 
 using BodyVisitor = std::function<void(AnyBody& body, const Layout& layout)>;
 /// Reads the whole bodies one after another.
 void ForEachBody(const ResultFile& file, const BodyVisitor& visit);
+
+/// A torn DOF list in blocks as far as it can be saved: the whole blocks. A lost one before these
+/// is empty, so that they keep their numbers.
+AnyBody SavedBlocks(const ResultFile& file);
 
 /// The result of loading the file as a host does.
 int LoadResult(const ResultFile& file);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <map>
 #include <string_view>
 
 namespace fieldstore::tool {
@@ -35,20 +36,17 @@ bool IsTemporary(std::string_view name) {
     return random.size() == characters && std::all_of(random.begin(), random.end(), IsAlphanumeric);
 }
 
-std::vector<std::string> ReplacementsOf(const std::string& dataPath) {
+/// The replacements in a directory; looked for once, as every file of it may ask.
+const std::vector<std::string>& ReplacementsIn(const fs::path& directory) {
+    static std::map<fs::path, std::vector<std::string>> known;
+    const auto [place, added] = known.try_emplace(directory);
     std::error_code error;
-    const fs::path data(dataPath);
-    const auto directory = data.has_parent_path() ? data.parent_path() : fs::path(".");
-    std::vector<std::string> found;
-    for (fs::directory_iterator entry(directory, error); !error && entry != fs::end(entry);
-         entry.increment(error)) {
-        const auto name = entry->path().filename().string();
-        if (IsReplacement(name) &&
-            name.substr(0, name.rfind(kReplacementSuffix)) == data.filename().string())
-            found.push_back((data.parent_path() / name).string());
-    }
-    std::sort(found.begin(), found.end());
-    return found;
+    for (fs::directory_iterator entry(directory, error); added && !error && entry != fs::end(entry);
+         entry.increment(error))
+        if (auto name = entry->path().filename().string(); IsReplacement(name))
+            place->second.push_back(std::move(name));
+    std::sort(place->second.begin(), place->second.end());
+    return place->second;
 }
 
 }  // namespace
@@ -74,10 +72,14 @@ std::vector<std::string> LeftBeside(const std::string& dataPath) {
         lines.push_back(undo +
                         ": an append is at work, or its writer died; the next commit under the "
                         "lock puts the file right, and so does fieldstore repair --in-place");
-    for (const auto& replacement : ReplacementsOf(dataPath))
-        lines.push_back(replacement +
+    const fs::path data(dataPath);
+    const auto directory = data.has_parent_path() ? data.parent_path() : fs::path(".");
+    for (const auto& name : ReplacementsIn(directory)) {
+        if (name.substr(0, name.rfind(kReplacementSuffix)) != data.filename()) continue;
+        lines.push_back((data.parent_path() / name).string() +
                         ": a writer is replacing the file, or died before it had; the file itself "
                         "is untouched; remove the other one when no writer is left");
+    }
     return lines;
 }
 

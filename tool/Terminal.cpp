@@ -49,6 +49,18 @@ bool Confirmed(const std::string& question) {
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
+std::string Visible(const std::string& text) {
+    std::string visible;
+    for (const char c : text) {
+        const auto code = static_cast<unsigned char>(c);
+        std::array<char, 5> escaped{c};
+        if (code < ' ' || code == 0x7F)
+            std::snprintf(escaped.data(), escaped.size(), "\\x%02x", code);
+        visible += escaped.data();
+    }
+    return visible;
+}
+
 std::string Table::Text(const std::string& indent) const {
     std::vector<std::size_t> widths;
     for (const auto& row : rows) {

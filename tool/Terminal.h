@@ -20,6 +20,9 @@ void Say(const std::string& line);
 /// Asks on the terminal; false when there is none.
 bool Confirmed(const std::string& question);
 
+/// A text of a file without what a terminal would obey: control characters as \\x1b.
+std::string Visible(const std::string& text);
+
 /// Rows of cells in columns as wide as their widest cell.
 class Table {
 public:

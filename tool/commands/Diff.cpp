@@ -210,7 +210,7 @@ int RunDiff(const DiffOptions& options) {
         json["differences"].push_back({{"path", path}, {"first", a}, {"second", b}});
     }
     if (options.json)
-        std::cout << json.dump(2) << '\n';
+        std::cout << ReportText(json);
     else if (comparer.Count() > comparer.Shown().size())
         std::cout << "... " << Counted(comparer.Count(), "difference", "differences")
                   << " in all; --limit 0 shows them\n";

@@ -256,7 +256,7 @@ int RunShow(ShowOptions options) {
     std::cout << file.path << ": " << file.ClassName() << (file.guessed ? " (guess)" : "") << ", "
               << file.Mode() << ", " << Counted(file.bodies.size(), "body", "bodies") << ", "
               << ReadableSize(file.size);
-    if (file.version) std::cout << ", version \"" << *file.version << '"';
+    if (file.version) std::cout << ", version \"" << Visible(*file.version) << '"';
     if (const auto lock = FindLock(file.path))
         std::cout << ", locked for " << ReadableTime(lock->age);
     std::cout << '\n';
