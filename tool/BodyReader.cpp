@@ -142,8 +142,8 @@ void BodyReader::ReadBlock(BlockedDOFListBody& body, int number, std::int64_t bo
              static_cast<std::uint64_t>(count) > room / static_cast<std::uint64_t>(width))) {
             throw Fault(begin, possible,
                         (possible ? "the file ends inside " : "impossible count in ") + name +
-                            ": " + std::to_string(count) + " records of width " +
-                            std::to_string(width) + " should follow");
+                            ": " + std::to_string(count) + (count == 1 ? " record" : " records") +
+                            " of width " + std::to_string(width) + " should follow");
         }
         Ints& entries = *BlockedDOFListBody::Arrays(block)[k];
         entries.resize(static_cast<std::size_t>(count * width));

@@ -49,6 +49,10 @@ std::string BehindLinks(const std::string& path) {
     return fs::is_symlink(path, none) ? fs::weakly_canonical(path, none).string() : path;
 }
 
+bool IsStandardOutput(const std::string& name) {
+    return name.empty() || name == "-";
+}
+
 }  // namespace
 
 TemporaryFile::TemporaryFile(const std::string& prefix) : path(prefix + "XXXXXX") {
@@ -113,13 +117,15 @@ void RequireNotInput(const std::string& output, const std::vector<std::string>& 
     }
 }
 
+bool GoesToTerminal(const std::string& name) {
+    return IsStandardOutput(name) && isatty(STDOUT_FILENO) != 0;
+}
+
 void WriteTo(const std::string& name, bool replace,
              const std::function<void(std::ostream&)>& write) {
-    if (name.empty() || name == "-") {
-        std::optional<Progress::Silence> silence;
-        if (isatty(STDOUT_FILENO) != 0) silence.emplace();
-        return write(std::cout);
-    }
+    std::optional<Progress::Silence> silence;
+    if (GoesToTerminal(name)) silence.emplace();
+    if (IsStandardOutput(name)) return write(std::cout);
     OutputFile output(name, replace);
     output.Fill(write);
     output.Publish();

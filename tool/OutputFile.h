@@ -48,6 +48,9 @@ private:
 /// Raises when the output is one of the inputs.
 void RequireNotInput(const std::string& output, const std::vector<std::string>& inputs);
 
+/// Whether output of that name, standard output for "" and "-", is shown on a terminal.
+bool GoesToTerminal(const std::string& name);
+
 /// Has `write` fill the file of that name, or standard output for "" and "-".
 void WriteTo(const std::string& name, bool replace,
              const std::function<void(std::ostream&)>& write);

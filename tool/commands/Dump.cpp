@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <memory>
+#include <optional>
 
 #include "tool/Commands.h"
 #include "tool/OutputFile.h"
@@ -26,7 +27,9 @@ int RunDump(const DumpOptions& options) {
         return kDone;
     }
     const AnyBody body = LoadedBody(file);
-    const Progress progress("Writing " + options.format + " of " + options.input);
+    std::optional<Progress> progress;
+    if (!GoesToTerminal(options.output))
+        progress.emplace("Writing " + options.format + " of " + options.input);
     if (options.format == "csv" || options.format == "vtk") {
         WriteTo(options.output, options.force, [&](std::ostream& out) {
             options.format == "csv" ? DumpCsv(body, out) : DumpVtk(body, out);

@@ -27,18 +27,19 @@ std::string VersionFrom(const Json& json) {
     return text;
 }
 
+std::string TextOf(const Json& members, const std::string& name) {
+    if (!members.contains(name) || !members.at(name).is_string())
+        throw Error("", "the text '" + name + "' is missing", "");
+    return members.at(name).get<std::string>();
+}
+
 JsonHead ReadHead(const Json& members) {
-    const auto text = [&members](const char* name) {
-        if (!members.contains(name) || !members.at(name).is_string())
-            throw Error("", std::string("the text '") + name + "' is missing", "");
-        return members.at(name).get<std::string>();
-    };
     JsonHead head{};
-    const std::string mode = text("mode");
+    const std::string mode = TextOf(members, "mode");
     if (mode != "text" && mode != "binary") throw Error("", "mode is text or binary", "");
     head.text = mode == "text";
-    const auto kinds = KindsOfClass(text("class"));
-    const bool blocked = members.contains("form") && text("form") == "blocked";
+    const auto kinds = KindsOfClass(TextOf(members, "class"));
+    const bool blocked = members.contains("form") && TextOf(members, "form") == "blocked";
     head.kind = blocked ? kinds.back() : kinds.front();
     if (members.contains("version")) head.version = VersionFrom(members.at("version"));
     if (head.version && !Kinds()[head.kind].traits->versionLine)
@@ -173,14 +174,21 @@ private:
     FieldInput field;
 };
 
+/// A member stands behind the bodies, which are written by then.
+struct LateMember : Error {
+    explicit LateMember(const std::string& name)
+        : Error("", "'" + name + "' stands behind the bodies",
+                "Put it before 'bodies', or the document into a file.") {}
+};
+
 /// Takes a document apart while the parser reads it, and has only one value as JSON at a time: a
-/// member of the head, or an element of a field. Bodies in front of the head are one such value,
-/// since their class is not known before.
+/// member of the head, or an element of a field. Bodies are one such value where they stand in
+/// front of the head, since their class is not known before.
 class DocumentReader : public nlohmann::json_sax<Json> {
 public:
     DocumentReader(const std::function<void(const JsonHead&)>& beginBodies,
-                   const std::function<void(const AnyBody&)>& takeBody)
-        : begin(beginBodies), take(takeBody) {}
+                   const std::function<void(const AnyBody&)>& takeBody, bool keepBodies)
+        : begin(beginBodies), take(takeBody), keep(keepBodies) {}
 
     bool null() override { return Value(nullptr); }
     bool boolean(bool value) override { return Value(value); }
@@ -198,7 +206,9 @@ public:
     bool key(string_t& name) override;
     bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
                      const nlohmann::detail::exception& error) override {
-        throw Error("", std::string("not JSON: ") + error.what(), "");
+        // Without what was read last, which may be any bytes.
+        const std::string cause = error.what();
+        throw Error("", "not JSON: " + cause.substr(0, cause.find("; last read")), "");
     }
 
     /// After the last byte.
@@ -209,6 +219,7 @@ private:
     static constexpr std::size_t kDocument = 0, kMember = 1, kBody = 2, kField = 3, kElement = 4;
 
     bool InBodies() const { return bodies && member == "bodies"; }
+    bool HeadIsKnown() const;
     /// Whether a container is gone through, rather than kept as a value.
     bool Passes(const Json& container) const;
     bool Begin(Json container);
@@ -218,6 +229,7 @@ private:
 
     const std::function<void(const JsonHead&)>& begin;
     const std::function<void(const AnyBody&)>& take;
+    bool keep;
     std::size_t depth = 0;  // containers that are open
     std::string member;     // of the document
     Json head = Json::object();
@@ -226,6 +238,11 @@ private:
     std::vector<Json*> open;  // its containers
     std::string name;         // of a member in the innermost one
 };
+
+bool DocumentReader::HeadIsKnown() const {
+    if (!head.contains("mode") || !head.contains("class")) return false;
+    return head.contains("form") || !Kinds()[KindsOfClass(TextOf(head, "class")).back()].blocked;
+}
 
 bool DocumentReader::Passes(const Json& container) const {
     if (depth == kDocument) return true;
@@ -284,10 +301,8 @@ bool DocumentReader::key(string_t& text) {
         bodies->BeginField(text);
     } else {
         member = std::move(text);
-        if (bodies)
-            throw Error("", "'" + member + "' stands behind the bodies",
-                        "Put all other members before 'bodies'.");
-        if (member != "bodies" || !head.contains("mode") || !head.contains("class")) return true;
+        if (bodies) throw LateMember(member);
+        if (member != "bodies" || keep || !HeadIsKnown()) return true;
         const JsonHead read = ReadHead(head);
         begin(read);
         bodies.emplace(read.kind, take);
@@ -334,9 +349,18 @@ void DocumentReader::Finish() {
 
 void BuildFromJson(std::istream& document, const std::function<void(const JsonHead&)>& begin,
                    const std::function<void(const AnyBody&)>& take) {
-    DocumentReader reader(begin, take);
-    Json::sax_parse(document, &reader);
-    reader.Finish();
+    const auto read = [&](bool keepBodies) {
+        DocumentReader reader(begin, take, keepBodies);
+        Json::sax_parse(document, &reader);
+        reader.Finish();
+    };
+    try {
+        read(false);
+    } catch (const LateMember&) {
+        document.clear();
+        if (!document.seekg(0)) throw;
+        read(true);
+    }
 }
 
 }  // namespace fieldstore::tool
