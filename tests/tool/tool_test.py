@@ -895,24 +895,25 @@ class Manners(ToolTest):
 
     def test_a_bar_shows_how_far_loads_and_stores_are(self):
         bars = {"FIELDSTORE_PROGRESS_DELAY": "0"}
+        shutil.copy(self.sample("modeinfo.dat"), self.directory)
+        os.symlink(self.sample("modeinfo.dat", "text"), self.path("text"))
         commands = {
             ("check",): ("Reading", "Loading"), ("ls",): ("Reading",),
             ("show",): ("Reading", "Loading", "Summing up"),
-            ("compact", "-o", self.path("x")): ("Reading", "Loading", "Storing"),
-            ("convert", "--to", "text", "-o", self.path("y")): ("Reading", "Loading"),
-            ("repair", "-o", self.path("z")): ("Reading", "Copying", "Loading"),
-            ("diff", "../text/modeinfo.dat"): ("Loading", "Comparing"),
+            ("compact", "-o", "x"): ("Reading", "Loading", "Storing"),
+            ("convert", "--to", "text", "-o", "x"): ("Reading", "Loading", "Bringing"),
+            ("repair", "-o", "x"): ("Reading", "Copying", "Loading"),
+            ("diff", "text", "--class", "ModeInfo"): ("Loading", "Comparing"),
         }
         for command, titles in commands.items():
             arguments = [command[0], "modeinfo.dat", *command[1:], *["--force"] * ("-o" in command)]
-            directory = os.path.join(self.samples, "binary")
-            status, shown = self.in_terminal(arguments, b"", bars, directory)
+            status, shown = self.in_terminal(arguments, b"", bars, self.directory)
             self.assertEqual(status, 0, shown)
             for title in titles:  # only so much of it as the line has room for
                 self.assertRegex(shown, r"\r%s [^\r]*(\] \d+ %%|, \d+ s)\x1b\[K" % title)
             # The end of a bar is its erasure, and the next one or other text follows.
             self.assertNotRegex(shown, r"(%|, \d+ s)\x1b\[K(?!\r)", command)
-            shown = self.run_tool(*arguments, cwd=directory, env={**os.environ, **bars})
+            shown = self.run_tool(*arguments, cwd=self.directory, env={**os.environ, **bars})
             self.assertNotIn(b"\x1b", shown.stdout + shown.stderr)
         # Nothing but the results where these go to the terminal meanwhile.
         dump = ["dump", self.sample("evdofmap.dat"), "--format", "mtx"]
