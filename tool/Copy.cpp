@@ -25,9 +25,9 @@ void CopyBytes(const std::string& path, std::uint64_t begin, std::uint64_t end, 
 }
 
 void CopyBodies(const ResultFile& file, bool withVersion, std::ostream& out) {
-    if (file.bodies.empty()) return;
-    CopyBytes(file.path, withVersion ? 0 : file.bodies.front().begin, file.WholeEnd(), out);
-    if (file.text) out << '\n';  // a load takes a number only with the separator behind it
+    CopyBytes(file.path, withVersion ? 0 : file.begin, file.WholeEnd(), out);
+    if (file.text && !file.bodies.empty())
+        out << '\n';  // a load takes a number only with the separator behind it
 }
 
 }  // namespace fieldstore::tool

@@ -81,6 +81,7 @@ AnyBody ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& 
     file.text = reading.text;
     AnyBody any;
     if (reading.versioned && !ReadVersionLine(stream, file.version)) return any;
+    file.begin = stream.Tell();
     const Progress progress("Reading " + file.path, file.path, file.size);
     BodyReader reader(stream, file.size);
     try {

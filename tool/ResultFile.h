@@ -33,6 +33,7 @@ struct ResultFile {
     bool guessed = false;  // the class: neither the name nor an option tells it
     bool text = false;
     std::optional<std::string> version;
+    std::uint64_t begin = 0;        // of what follows the version line
     std::vector<BodyPlace> bodies;  // the whole ones
     int blockCount = 0;             // of a DOF list in blocks
     std::vector<int> savedBlocks;   // the whole blocks of a list that is not
@@ -45,7 +46,7 @@ struct ResultFile {
     /// Entries of the whole bodies, and of saved blocks.
     std::size_t Entries() const;
     /// Where the whole bodies end.
-    std::uint64_t WholeEnd() const { return bodies.empty() ? 0 : bodies.back().end; }
+    std::uint64_t WholeEnd() const { return bodies.empty() ? begin : bodies.back().end; }
 };
 
 /// Finds out what a file is; "" for the class leaves it to the file's name, and else to trying.
