@@ -26,10 +26,14 @@ using std::chrono::milliseconds;
 bool taken = false;  // by the outermost; of the main thread
 std::atomic<bool> drawn = false;
 
+/// The first bar comes after a second; who has seen one waits less for that of the next step.
 milliseconds Delay() {
-    constexpr milliseconds usual{1000};
-    const char* wanted = std::getenv("FIELDSTORE_PROGRESS_DELAY");
-    return wanted == nullptr ? usual : milliseconds(std::max(std::atol(wanted), 0L));
+    constexpr milliseconds atFirst{1000}, later{200};
+    static const auto start = std::chrono::steady_clock::now();
+    if (const char* wanted = std::getenv("FIELDSTORE_PROGRESS_DELAY"))
+        return milliseconds(std::max(std::atol(wanted), 0L));
+    const auto passed = std::chrono::steady_clock::now() - start;
+    return std::max(later, std::chrono::duration_cast<milliseconds>(atFirst - passed));
 }
 
 /// How far into a file, or into what is to replace it, this process has got; nothing when it is not
@@ -61,6 +65,7 @@ std::size_t ScreenWidth() {
 Progress::Progress(std::string what, std::string path, std::uint64_t total)
     : title(std::move(what)), length(total) {
     if (taken || isatty(STDERR_FILENO) == 0) return;
+    delay = Delay();
     std::error_code none;
     file = fs::weakly_canonical(path, none).string();
     sigset_t all{}, before{};
@@ -90,7 +95,6 @@ Progress::~Progress() {
 void Progress::Run() {
     constexpr milliseconds step{200};
     std::unique_lock lock(mutex);
-    const auto delay = Delay();
     const auto isDone = [this] { return done; };
     if (delay.count() > 0 && ended.wait_for(lock, delay, isDone)) return;
     do {

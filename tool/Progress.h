@@ -49,6 +49,7 @@ private:
     std::uint64_t length;
     std::uint64_t position = 0;
     std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
+    std::chrono::milliseconds delay{};
     std::mutex mutex;
     std::condition_variable ended;
     bool done = false;
