@@ -9,7 +9,7 @@
 
 #include "streams/Platform.h"
 #include "tool/Error.h"
-#include "tool/ResultFile.h"
+#include "tool/SideFiles.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
@@ -23,7 +23,13 @@ std::optional<LockMarker> FindLock(const std::string& path) {
 }
 
 HeldLock::HeldLock(const std::string& dataPath) : marker(LockPathOf(dataPath)) {
-    if (platform::CreateExclusively(marker)) return;
+    {
+        const HeldSignals untilNamed;
+        if (platform::CreateExclusively(marker)) {
+            removal.emplace(marker);
+            return;
+        }
+    }
     const auto held = FindLock(dataPath);
     if (!held)
         throw Error(marker, "the lock cannot be taken", "Check the directory's permissions.");

@@ -5,6 +5,7 @@
 
 #include "tool/Error.h"
 #include "tool/Program.h"
+#include "tool/RemovedOnSignal.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
@@ -30,6 +31,7 @@ int Run(int count, char** arguments) {
 int main(int count, char** arguments) {
     using namespace fieldstore::tool;
     std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of the output, not the end
+    RemoveFilesOnSignals();
     try {
         return Run(count, arguments);
     } catch (const std::bad_alloc&) {
