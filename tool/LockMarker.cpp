@@ -7,22 +7,22 @@
 #include <algorithm>
 #include <ctime>
 
+#include "core/SideFiles.h"
 #include "streams/Platform.h"
 #include "tool/Error.h"
-#include "tool/SideFiles.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
 
 std::optional<LockMarker> FindLock(const std::string& path) {
-    const std::string marker = LockPathOf(path);
+    const std::string marker = LockPathFor(path);
     struct stat info {};
     if (lstat(marker.c_str(), &info) != 0) return std::nullopt;
     const auto age = std::max<std::time_t>(std::time(nullptr) - info.st_mtime, 0);
     return LockMarker{marker, std::chrono::seconds(age)};
 }
 
-HeldLock::HeldLock(const std::string& dataPath) : marker(LockPathOf(dataPath)) {
+HeldLock::HeldLock(const std::string& dataPath) : marker(LockPathFor(dataPath)) {
     {
         const HeldSignals untilNamed;
         if (platform::CreateExclusively(marker)) {

@@ -14,7 +14,7 @@
 #include <optional>
 #include <system_error>
 
-#include "tool/SideFiles.h"
+#include "streams/Platform.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
@@ -44,7 +44,7 @@ std::optional<std::uint64_t> PositionIn(const std::string& path) {
          open.increment(error)) {
         std::error_code closed;
         const auto target = fs::read_symlink(open->path(), closed).string();
-        if (target != path && target.rfind(path + kReplacementSuffix, 0) != 0) continue;
+        if (target != path && target.rfind(path + platform::kReplacementSuffix, 0) != 0) continue;
         std::ifstream info("/proc/self/fdinfo/" + open->path().filename().string());
         std::string name;
         std::uint64_t position = 0;

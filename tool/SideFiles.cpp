@@ -7,13 +7,12 @@
 #include <map>
 #include <string_view>
 
+#include "core/SideFiles.h"
+#include "streams/Platform.h"
+
 namespace fieldstore::tool {
 namespace fs = std::filesystem;
 namespace {
-
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 bool IsAlphanumeric(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0;
@@ -26,8 +25,9 @@ std::string_view Behind(std::string_view name, std::string_view suffix) {
 }
 
 bool IsReplacement(std::string_view name) {
-    const auto number = Behind(name, kReplacementSuffix);
-    return !number.empty() && std::all_of(number.begin(), number.end(), IsDigit);
+    const auto numbers = Behind(name, platform::kReplacementSuffix);
+    const auto belongs = [](char c) { return c == '-' || (c >= '0' && c <= '9'); };
+    return !numbers.empty() && std::all_of(numbers.begin(), numbers.end(), belongs);
 }
 
 bool IsTemporary(std::string_view name) {
@@ -51,31 +51,23 @@ const std::vector<std::string>& ReplacementsIn(const fs::path& directory) {
 
 }  // namespace
 
-std::string LockPathOf(const std::string& dataPath) {
-    return dataPath.substr(0, dataPath.rfind('.')) + ".lck";
-}
-
-std::string UndoPathOf(const std::string& dataPath) {
-    return dataPath + kUndoSuffix;
-}
-
 bool IsSideFile(const std::string& name) {
     const auto extension = fs::path(name).extension();
-    return extension == ".lck" || extension == ".err" || extension == kUndoSuffix ||
+    return extension == ".lck" || extension == ".err" || extension == AppendMarkPathFor("") ||
            IsReplacement(name) || IsTemporary(name);
 }
 
 std::vector<std::string> LeftBeside(const std::string& dataPath) {
     std::vector<std::string> lines;
     std::error_code none;
-    if (const auto undo = UndoPathOf(dataPath); fs::exists(undo, none))
+    if (const auto undo = AppendMarkPathFor(dataPath); fs::exists(undo, none))
         lines.push_back(undo +
                         ": an append is at work, or its writer died; the next commit under the "
                         "lock puts the file right, and so does fieldstore repair --in-place");
     const fs::path data(dataPath);
     const auto directory = data.has_parent_path() ? data.parent_path() : fs::path(".");
     for (const auto& name : ReplacementsIn(directory)) {
-        if (name.substr(0, name.rfind(kReplacementSuffix)) != data.filename()) continue;
+        if (name.substr(0, name.rfind(platform::kReplacementSuffix)) != data.filename()) continue;
         lines.push_back((data.parent_path() / name).string() +
                         ": a writer is replacing the file, or died before it had; the file itself "
                         "is untouched; remove the other one when no writer is left");

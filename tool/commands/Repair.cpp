@@ -7,12 +7,12 @@
 #include <memory>
 #include <numeric>
 
+#include "core/SideFiles.h"
 #include "tool/BodyWriter.h"
 #include "tool/Commands.h"
 #include "tool/Copy.h"
 #include "tool/LockMarker.h"
 #include "tool/OutputFile.h"
-#include "tool/SideFiles.h"
 #include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
@@ -145,7 +145,7 @@ int RunRepair(const RepairOptions& options) {
     if (options.inPlace) outcome.backup = KeepBackup(options.input);
     output.Publish();
     // What the mark of an interrupted append stands for has been put right.
-    if (options.inPlace) unlink(UndoPathOf(options.input).c_str());
+    if (options.inPlace) unlink(AppendMarkPathFor(options.input).c_str());
     if (options.json)
         std::cout << ReportText(OutcomeJson(file, outcome));
     else
