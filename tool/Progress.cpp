@@ -62,7 +62,7 @@ std::size_t ScreenWidth() {
 
 }  // namespace
 
-Progress::Progress(std::string what, std::string path, std::uint64_t total)
+Progress::Progress(std::string what, const std::string& path, std::uint64_t total)
     : title(std::move(what)), length(total) {
     if (taken || isatty(STDERR_FILENO) == 0) return;
     delay = Delay();
