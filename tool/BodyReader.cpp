@@ -99,7 +99,10 @@ void BodyReader::ReadBlocks(BlockedDOFListBody& body) {
             ReadBlock(body, number,
                       unfinished ? static_cast<std::int64_t>(stream.Tell())
                                  : index.GetBookmark(std::to_string(number)));
+        } catch (const std::ios_base::failure&) {
+            throw;
         } catch (const std::runtime_error& error) {
+            if (stream.HasReadError()) throw;
             body.blocks.erase(number);
             const auto* fault = dynamic_cast<const Fault*>(&error);
             if (!first) first = fault != nullptr ? *fault : Explain(error.what());

@@ -125,6 +125,8 @@ Layout BodyReader::Guarded(const Action& action) {
             throw Fault(entryOffset, true, "the file ends inside a number");
     } catch (const Fault&) {
         throw;
+    } catch (const std::ios_base::failure&) {
+        throw;
     } catch (const std::bad_alloc&) {
         throw Fault(entryOffset, false, "a count asks for more memory than there is");
     } catch (const std::runtime_error& error) {

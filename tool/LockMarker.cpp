@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <ctime>
 
 #include "core/SideFiles.h"
@@ -17,7 +19,11 @@ namespace fieldstore::tool {
 std::optional<LockMarker> FindLock(const std::string& path) {
     const std::string marker = LockPathFor(path);
     struct stat info {};
-    if (lstat(marker.c_str(), &info) != 0) return std::nullopt;
+    if (lstat(marker.c_str(), &info) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
+        throw Error(marker, std::string("cannot be looked at: ") + std::strerror(errno),
+                    "Check the directory.");
+    }
     const auto age = std::max<std::time_t>(std::time(nullptr) - info.st_mtime, 0);
     return LockMarker{marker, std::chrono::seconds(age)};
 }
@@ -38,7 +44,9 @@ HeldLock::HeldLock(const std::string& dataPath) : marker(LockPathFor(dataPath)) 
 }
 
 HeldLock::~HeldLock() {
-    unlink(marker.c_str());
+    if (unlink(marker.c_str()) != 0 && errno != ENOENT)
+        Say(marker + ": the lock cannot be removed: " + std::strerror(errno) +
+            "\n  Remove it by hand, or nobody can write.");
 }
 
 }  // namespace fieldstore::tool

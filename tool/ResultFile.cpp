@@ -63,6 +63,10 @@ bool DropEmptyRun(ResultFile& file) {
     return true;
 }
 
+[[noreturn]] void RaiseReadError(const std::string& path) {
+    throw Error(path, "cannot be read to its end", "Is the disk or the network in order?");
+}
+
 /// Notes what can be saved of a list that is torn among its blocks.
 void NoteBlocks(ResultFile& file, const BlockedDOFListBody& list) {
     file.blockCount = list.announced;
@@ -101,7 +105,11 @@ AnyBody ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& 
             if (IsEmpty(any) && DropEmptyRun(file)) break;
             if (visit) visit(any, layout);
         }
+    } catch (const std::ios_base::failure&) {
+        RaiseReadError(file.path);
     } catch (const Fault& fault) {
+        // What the disk does not give says nothing about what is on it.
+        if (stream.HasReadError()) RaiseReadError(file.path);
         file.fault = fault;
         const auto* list = std::get_if<BlockedDOFListBody>(&any);
         if (list != nullptr && file.bodies.empty()) NoteBlocks(file, *list);
@@ -244,6 +252,8 @@ void ForEachBody(const ResultFile& file, const BodyVisitor& visit) {
     again.path = file.path;
     again.size = file.bodies.empty() ? 0 : file.bodies.back().end;
     ReadBodies(again, {file.kind, file.text, file.version.has_value()}, visit);
+    if (again.fault || again.bodies.size() != file.bodies.size())
+        throw Error(file.path, "does not give the same as before", "Is it being written?");
 }
 
 AnyBody SavedBlocks(const ResultFile& file) {

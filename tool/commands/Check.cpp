@@ -2,6 +2,7 @@
 #include <iostream>
 #include <memory>
 
+#include "core/ResultCode.h"
 #include "tool/Commands.h"
 #include "tool/LockMarker.h"
 #include "tool/Progress.h"
@@ -52,9 +53,11 @@ void CheckBodies(const ResultFile& file, Findings& findings) {
         rules->Finish();
     }
     // The object has the last word: what it refuses is no sound file, whatever the rules say.
-    if (file.state == State::Whole)
-        if (const int result = LoadResult(file); result != 0 && findings.Problems() == 0)
-            findings.Problem(0, "a host's load fails with result " + std::to_string(result));
+    const int result = file.state == State::Whole ? LoadResult(file) : 0;
+    if (result == kInputNotFound)
+        throw Error(file.path, "cannot be opened", "Is it being moved or removed?");
+    if (result != 0 && findings.Problems() == 0)
+        findings.Problem(0, "a host's load fails with result " + std::to_string(result));
     if (const auto lock = FindLock(file.path))
         findings.Note(0, "a writer has locked the file for " + ReadableTime(lock->age));
     for (const auto& line : LeftBeside(file.path)) findings.Note(0, line);
