@@ -2,6 +2,18 @@ include(CMakePackageConfigHelpers)
 
 # Three components, as Debian splits packages: the library, what building against it needs, and the
 # tool (installed by its own folder).
+set(doc_of_development ${CMAKE_INSTALL_DOCDIR})
+set(doc_of_tools ${CMAKE_INSTALL_DOCDIR})
+set(zsh_functions ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+if(FIELDSTORE_DEBIAN)
+  set(package_of_library libfieldstore${PROJECT_VERSION_MAJOR})
+  set(package_of_development libfieldstore-dev)
+  set(package_of_tools fieldstore-tools)
+  set(doc_of_development ${CMAKE_INSTALL_DATADIR}/doc/${package_of_development})
+  set(doc_of_tools ${CMAKE_INSTALL_DATADIR}/doc/${package_of_tools})
+  set(zsh_functions ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+endif()
+
 install(TARGETS fieldstore EXPORT fieldstoreTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
@@ -26,4 +38,10 @@ set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH prefix_from_pkgconfig /usr/${pkgconfig_dir} /usr)
 configure_file(cmake/fieldstore.pc.in fieldstore.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/fieldstore.pc DESTINATION ${pkgconfig_dir}
+  COMPONENT development)
+
+install(FILES docs/behaviour.md docs/file-format.md docs/getting-started.md docs/installing.md
+  docs/scaling.md docs/troubleshooting.md
+  DESTINATION ${doc_of_development} COMPONENT development)
+install(DIRECTORY examples/quickstart DESTINATION ${doc_of_development}/examples
   COMPONENT development)

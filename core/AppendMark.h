@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "core/SideFiles.h"
+
 namespace fieldstore {
 
 /// A small file beside the data that stands while a body is appended under the lock: the data
@@ -14,7 +16,7 @@ namespace fieldstore {
 /// It guards against processes that die, not against power cuts: nothing is forced to the disk.
 class AppendMark {
 public:
-    explicit AppendMark(const std::string& dataPath) : path(dataPath + ".undo") {}
+    explicit AppendMark(const std::string& dataPath) : path(AppendMarkPathFor(dataPath)) {}
 
     /// Raises std::filesystem::filesystem_error, as Set() does, when the system cannot tell.
     bool Stands() const;

@@ -10,6 +10,7 @@
 #include "core/ErrorLog.h"
 #include "core/FlagScope.h"
 #include "core/Messages.h"
+#include "core/SideFiles.h"
 #include "streams/FileExists.h"
 #include "streams/PODataServiceIO.h"
 #include "streams/POStreamFileIO.h"
@@ -19,11 +20,6 @@
 using namespace fieldstore;
 
 namespace {
-
-/// The path with everything from its last "." on replaced, wherever that "." stands.
-std::string LockPathFor(const std::string& path) {
-    return path.substr(0, path.rfind('.')) + ".lck";
-}
 
 bool IsSameFile(const std::string& a, const std::string& b) {
     const auto whole = [](const std::string& path) {

@@ -15,8 +15,11 @@ namespace fieldstore::platform {
 /// included. Returns whether it was created.
 bool CreateExclusively(const std::string& path, std::string_view content = {});
 
+/// What the name of a file that is to replace another has behind that file's name; numbers follow.
+inline constexpr char kReplacementSuffix[] = ".new";
+
 /// Creates an empty file beside `target`, with its permissions, that is to be renamed over it, and
-/// returns its path: `target` with ".new" and a number added. "" when `target` can only be written
+/// returns its path: `target` with kReplacementSuffix and numbers added. "" when `target` can only be written
 /// in place: it is no plain file, belongs to someone else, has several names, may not be written,
 /// or its directory takes no new file. Nothing when the attempt failed and may succeed later.
 std::optional<std::string> CreateBeside(const std::string& target);

@@ -90,7 +90,7 @@ std::optional<std::string> CreateBeside(const std::string& target) {
     if (exists && !IsOwnPlainFile(existing, target)) return "";
     constexpr int attempts = 100;  // the names are taken by what processes that died left behind
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        std::string path = target + ".new" + std::to_string(getpid());
+        std::string path = target + kReplacementSuffix + std::to_string(getpid());
         if (attempt > 0) path += "-" + std::to_string(attempt);
         const Descriptor file(path, O_WRONLY | O_CREAT | O_EXCL);
         if (!file.IsOpen() && errno == EEXIST) continue;

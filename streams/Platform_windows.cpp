@@ -42,7 +42,7 @@ std::optional<std::string> CreateBeside(const std::string& target) {
     constexpr int attempts = 100;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         const std::string path =
-            target + ".new" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(attempt);
+            target + kReplacementSuffix + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(attempt);
         if (CreateExclusively(path)) return path;
         if (GetLastError() == ERROR_ACCESS_DENIED) return "";
         if (GetLastError() != ERROR_FILE_EXISTS) return std::nullopt;

@@ -149,6 +149,7 @@ struct BlockedDOFListBody {
     /// Records of kinds 1 to 4 and the extra entries of kind 2.
     using Block = std::pair<Ints, std::pair<Ints, std::pair<Ints, std::pair<Ints, Ints>>>>;
     std::map<int, Block> blocks;
+    int announced = 0;  // blocks that the index was made for; no field
 
     template <typename Self, typename V>
     static void VisitHeader(Self& self, V& visit) {

@@ -2,8 +2,11 @@
 #include "tool/BodyReader.h"
 
 #include <algorithm>
+#include <cstring>
+#include <optional>
 
 #include "core/POIndex.h"
+#include "tool/Terminal.h"
 
 namespace fieldstore::tool {
 
@@ -68,8 +71,6 @@ void BodyReader::BeginEntry(std::uint64_t number) {
         entryOffset = NextOffset();
         place.entries.push_back(entryOffset);
     }
-    constexpr std::uint64_t rarely = 256;
-    if (number % rarely == 0) progress.At(entryOffset, fileSize);
 }
 
 void BodyReader::ReadBlocks(BlockedDOFListBody& body) {
@@ -81,29 +82,54 @@ void BodyReader::ReadBlocks(BlockedDOFListBody& body) {
     RequireGood();
     POIndex index;
     index.ParseIndex(block);
+    std::memcpy(&body.announced, block.data(), sizeof body.announced);
+    const FieldPlace indexPlace = layout.fields.back();
     layout.fields.push_back({"blocks", stream.Tell(), 0, {}, {}, {}});
-    for (int number = 0; number < index.GetBookmarkCount(); ++number) {
-        const auto bookmark = index.GetBookmark(std::to_string(number));
-        if (bookmark < 0 || static_cast<std::uint64_t>(bookmark) >= fileSize)
-            throw Fault(layout.fields[layout.fields.size() - 2].offset, bookmark >= 0,
-                        "the file ends before block " + std::to_string(number) +
-                            ", whose bookmark is byte " + std::to_string(bookmark));
-        ReadBlock(body, number, static_cast<std::uint64_t>(bookmark));
-        progress.At(stream.Tell(), fileSize);
+    // A writer fills the index in when all blocks are written. They stand in a row, so those that
+    // a dead writer left can be found without it.
+    const bool unfinished = index.GetBookmarkCount() == 0;
+    std::optional<Fault> first;
+    if (unfinished)
+        first.emplace(indexPlace.offset, true,
+                      "the index names no block: its writer did not finish");
+    else
+        body.announced = index.GetBookmarkCount();
+    for (int number = 0; number < body.announced; ++number) {
+        try {
+            ReadBlock(body, number,
+                      unfinished ? static_cast<std::int64_t>(stream.Tell())
+                                 : index.GetBookmark(std::to_string(number)));
+        } catch (const std::ios_base::failure&) {
+            throw;
+        } catch (const std::runtime_error& error) {
+            if (stream.HasReadError()) throw;
+            body.blocks.erase(number);
+            const auto* fault = dynamic_cast<const Fault*>(&error);
+            if (!first) first = fault != nullptr ? *fault : Explain(error.what());
+            if (unfinished) break;
+        }
     }
+    if (first) throw Fault(*first);
 }
 
-void BodyReader::ReadBlock(BlockedDOFListBody& body, int number, std::uint64_t bookmark) {
-    entryOffset = bookmark;
-    layout.fields.back().entries.push_back(bookmark);
-    if (bookmark != stream.Tell()) {
-        layout.oddities.push_back("block " + std::to_string(number) +
-                                  " does not begin where the one before it ends, byte " +
-                                  std::to_string(stream.Tell()));
-        layout.oddityOffsets.push_back(bookmark);
-    }
-    stream.Seek(bookmark);
+void BodyReader::ReadBlock(BlockedDOFListBody& body, int number, std::int64_t bookmark) {
+    const std::string name = "block " + std::to_string(number);
+    const auto begin = static_cast<std::uint64_t>(bookmark);
     std::array<std::int64_t, 4> counts{};
+    if (bookmark < 0 || begin >= fileSize)
+        throw Fault(layout.fields[layout.fields.size() - 2].offset, bookmark >= 0,
+                    "the file ends before " + name + ", whose bookmark is byte " +
+                        std::to_string(bookmark));
+    if (fileSize - begin < sizeof counts)
+        throw Fault(begin, true, "the file ends inside the counts of " + name);
+    entryOffset = begin;
+    layout.fields.back().entries.push_back(begin);
+    if (begin != stream.Tell()) {
+        layout.oddities.push_back(name + " does not begin where the one before it ends, byte " +
+                                  std::to_string(stream.Tell()));
+        layout.oddityOffsets.push_back(begin);
+    }
+    stream.Seek(begin);
     for (std::int64_t& count : counts) stream.Read(count);
     RequireGood();
     auto& block = body.blocks[number];
@@ -111,14 +137,16 @@ void BodyReader::ReadBlock(BlockedDOFListBody& body, int number, std::uint64_t b
                                                   counts[1]};
     for (std::size_t k = 0; k < arrayCounts.size(); ++k) {
         const std::int64_t count = arrayCounts[k], width = body.Widths()[k];
-        const std::uint64_t room = (fileSize - stream.Tell()) / sizeof(int);
+        const std::uint64_t left = fileSize - stream.Tell(), front = sizeof(std::uint64_t);
+        const std::uint64_t room = left < front ? 0 : (left - front) / sizeof(int);
         const bool possible = count >= 0 && width >= 0;
-        if (!possible || (width > 0 && static_cast<std::uint64_t>(count) >
-                                           room / static_cast<std::uint64_t>(width))) {
-            throw Fault(bookmark, possible,
-                        (possible ? "the file ends inside block " : "impossible count in block ") +
-                            std::to_string(number) + ": " + std::to_string(count) +
-                            " records of width " + std::to_string(width) + " should follow");
+        if (!possible || left < front ||
+            (width > 0 &&
+             static_cast<std::uint64_t>(count) > room / static_cast<std::uint64_t>(width))) {
+            throw Fault(begin, possible,
+                        (possible ? "the file ends inside " : "impossible count in ") + name +
+                            ": " + std::to_string(count) + (count == 1 ? " record" : " records") +
+                            " of width " + std::to_string(width) + " should follow");
         }
         Ints& entries = *BlockedDOFListBody::Arrays(block)[k];
         entries.resize(static_cast<std::size_t>(count * width));

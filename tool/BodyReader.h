@@ -11,7 +11,6 @@
 
 #include "streams/POStreamFileIO.h"
 #include "tool/Bodies.h"
-#include "tool/Terminal.h"
 #include "tool/Walk.h"
 
 namespace fieldstore::tool {
@@ -49,14 +48,14 @@ struct Layout {
 
 /// Visitor that reads a body with the operations of the library's stream, and notes where it is.
 ///
-/// Containers are taken entry by entry rather than in one call, because an offset, a repeated key
-/// and the progress of a long read are to be told; each entry is read by the stream.
+/// Containers are taken entry by entry rather than in one call, because an offset and a repeated
+/// key are to be told; each entry is read by the stream.
 class BodyReader {
 public:
-    BodyReader(POStreamFileIO& input, std::uint64_t size, Progress& bar)
-        : stream(input), fileSize(size), progress(bar) {}
+    BodyReader(POStreamFileIO& input, std::uint64_t size) : stream(input), fileSize(size) {}
 
-    /// Reads one body from the stream's position; raises Fault.
+    /// Reads one body from the stream's position; raises Fault. Of a list in blocks, the body then
+    /// has those that are whole.
     template <typename Body>
     Layout Read(Body& body) {
         return Guarded([&] { Body::Visit(body, *this); });
@@ -79,7 +78,7 @@ private:
     template <typename Action>
     Layout Guarded(const Action& action);
     void ReadBlocks(BlockedDOFListBody& body);
-    void ReadBlock(BlockedDOFListBody& body, int number, std::uint64_t bookmark);
+    void ReadBlock(BlockedDOFListBody& body, int number, std::int64_t bookmark);
 
     template <typename T>
     void ReadField(T& value) {
@@ -109,7 +108,6 @@ private:
 
     POStreamFileIO& stream;
     std::uint64_t fileSize;
-    Progress& progress;
     Layout layout;
     std::uint64_t entryOffset = 0;
     bool firstBody = true;
@@ -126,6 +124,8 @@ Layout BodyReader::Guarded(const Action& action) {
         if (stream.IsTextMode() && stream.NumberMetEnd())
             throw Fault(entryOffset, true, "the file ends inside a number");
     } catch (const Fault&) {
+        throw;
+    } catch (const std::ios_base::failure&) {
         throw;
     } catch (const std::bad_alloc&) {
         throw Fault(entryOffset, false, "a count asks for more memory than there is");

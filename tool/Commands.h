@@ -28,8 +28,10 @@ void AddUnlock(CLI::App& program, Action& action);
 
 // Options that commands share.
 inline void AddClassOption(CLI::App& command, std::string& className) {
-    command.add_option("--class", className,
-                       "Class of the file, as in POModeInfo; else its name tells, or it is tried");
+    command
+        .add_option("--class", className,
+                    "Class of the file, as in POModeInfo; else its name tells, or it is tried")
+        ->type_name("CLASS");
 }
 inline void AddForceOption(CLI::App& command, bool& force) {
     command.add_flag("--force", force, "Replace an output file that exists");

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "tool/Error.h"
+#include "tool/Progress.h"
 
 namespace fieldstore::tool {
 
@@ -13,21 +14,20 @@ void CopyBytes(const std::string& path, std::uint64_t begin, std::uint64_t end, 
     std::ifstream in(path, std::ios::binary);
     in.seekg(static_cast<std::streamoff>(begin));
     std::vector<char> buffer(static_cast<std::size_t>(std::min(step, end - begin)));
-    Progress progress("Copying " + path);
+    const Progress progress("Copying " + path, path, end);
     for (std::uint64_t at = begin; at < end;) {
         const auto count = static_cast<std::streamsize>(std::min(step, end - at));
         if (!in.read(buffer.data(), count))
             throw Error(path, "cannot be read any further", "Is it being written?", at);
         out.write(buffer.data(), count);
         at += static_cast<std::uint64_t>(count);
-        progress.At(at - begin, end - begin);
     }
 }
 
 void CopyBodies(const ResultFile& file, bool withVersion, std::ostream& out) {
-    if (file.bodies.empty()) return;
-    CopyBytes(file.path, withVersion ? 0 : file.bodies.front().begin, file.WholeEnd(), out);
-    if (file.text) out << '\n';  // a load takes a number only with the separator behind it
+    CopyBytes(file.path, withVersion ? 0 : file.begin, file.WholeEnd(), out);
+    if (file.text && !file.bodies.empty())
+        out << '\n';  // a load takes a number only with the separator behind it
 }
 
 }  // namespace fieldstore::tool

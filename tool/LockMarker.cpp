@@ -5,25 +5,37 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <ctime>
 
+#include "core/SideFiles.h"
 #include "streams/Platform.h"
 #include "tool/Error.h"
-#include "tool/ResultFile.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
 
 std::optional<LockMarker> FindLock(const std::string& path) {
-    const std::string marker = LockPathOf(path);
+    const std::string marker = LockPathFor(path);
     struct stat info {};
-    if (lstat(marker.c_str(), &info) != 0) return std::nullopt;
+    if (lstat(marker.c_str(), &info) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
+        throw Error(marker, std::string("cannot be looked at: ") + std::strerror(errno),
+                    "Check the directory.");
+    }
     const auto age = std::max<std::time_t>(std::time(nullptr) - info.st_mtime, 0);
     return LockMarker{marker, std::chrono::seconds(age)};
 }
 
-HeldLock::HeldLock(const std::string& dataPath) : marker(LockPathOf(dataPath)) {
-    if (platform::CreateExclusively(marker)) return;
+HeldLock::HeldLock(const std::string& dataPath) : marker(LockPathFor(dataPath)) {
+    {
+        const HeldSignals untilNamed;
+        if (platform::CreateExclusively(marker)) {
+            removal.emplace(marker);
+            return;
+        }
+    }
     const auto held = FindLock(dataPath);
     if (!held)
         throw Error(marker, "the lock cannot be taken", "Check the directory's permissions.");
@@ -32,7 +44,9 @@ HeldLock::HeldLock(const std::string& dataPath) : marker(LockPathOf(dataPath)) {
 }
 
 HeldLock::~HeldLock() {
-    unlink(marker.c_str());
+    if (unlink(marker.c_str()) != 0 && errno != ENOENT)
+        Say(marker + ": the lock cannot be removed: " + std::strerror(errno) +
+            "\n  Remove it by hand, or nobody can write.");
 }
 
 }  // namespace fieldstore::tool

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "tool/RemovedOnSignal.h"
+
 namespace fieldstore::tool {
 
 /// The marker file that a writer's lock consists of.
@@ -27,6 +29,7 @@ public:
 
 private:
     std::string marker;
+    std::optional<RemovedOnSignal> removal;
 };
 
 }  // namespace fieldstore::tool

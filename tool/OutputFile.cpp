@@ -12,8 +12,11 @@
 #include <fstream>
 #include <iostream>
 #include <locale>
+#include <optional>
 
 #include "tool/Error.h"
+#include "tool/Progress.h"
+#include "tool/SideFiles.h"
 
 namespace fieldstore::tool {
 namespace fs = std::filesystem;
@@ -25,6 +28,7 @@ std::string ReasonOf(int number) {
 
 /// What is written must survive a power cut before it takes the place of anything.
 void BringToDisk(const std::string& path) {
+    const Progress progress("Bringing " + path + " to the disk");
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     const bool done = file >= 0 && fsync(file) == 0;
     const int reason = errno;
@@ -45,14 +49,20 @@ std::string BehindLinks(const std::string& path) {
     return fs::is_symlink(path, none) ? fs::weakly_canonical(path, none).string() : path;
 }
 
+bool IsStandardOutput(const std::string& name) {
+    return name.empty() || name == "-";
+}
+
 }  // namespace
 
 TemporaryFile::TemporaryFile(const std::string& prefix) : path(prefix + "XXXXXX") {
+    const HeldSignals untilNamed;
     const int file = mkstemp(path.data());
     if (file < 0)
         throw Error(DirectoryOf(prefix), "no file can be made there: " + ReasonOf(errno),
                     "Create the directory, or choose one that you may write to.");
     close(file);
+    removal.emplace(path);
 }
 
 TemporaryFile::~TemporaryFile() {
@@ -60,7 +70,7 @@ TemporaryFile::~TemporaryFile() {
 }
 
 OutputFile::OutputFile(const std::string& targetPath, bool replace)
-    : TemporaryFile(BehindLinks(targetPath) + ".tmp"), target(BehindLinks(targetPath)) {
+    : TemporaryFile(BehindLinks(targetPath) + kTemporarySuffix), target(BehindLinks(targetPath)) {
     std::error_code none;
     const auto status = fs::status(target, none);
     if (fs::exists(status) && !fs::is_regular_file(status))
@@ -89,6 +99,7 @@ void OutputFile::Publish() {
     BringToDisk(Path());
     if (std::rename(Path().c_str(), target.c_str()) != 0)
         throw Error(target, "cannot be replaced: " + ReasonOf(errno), "Choose another name.");
+    removal.reset();
     path.clear();
     // The name as well, where the file system can do that for a directory.
     if (const int directory = open(DirectoryOf(target).c_str(), O_RDONLY | O_CLOEXEC);
@@ -106,9 +117,15 @@ void RequireNotInput(const std::string& output, const std::vector<std::string>& 
     }
 }
 
+bool GoesToTerminal(const std::string& name) {
+    return IsStandardOutput(name) && isatty(STDOUT_FILENO) != 0;
+}
+
 void WriteTo(const std::string& name, bool replace,
              const std::function<void(std::ostream&)>& write) {
-    if (name.empty() || name == "-") return write(std::cout);
+    std::optional<Progress::Silence> silence;
+    if (GoesToTerminal(name)) silence.emplace();
+    if (IsStandardOutput(name)) return write(std::cout);
     OutputFile output(name, replace);
     output.Fill(write);
     output.Publish();

@@ -3,9 +3,12 @@
 #define FIELDSTORE_TOOL_OUTPUT_FILE_H
 
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include "tool/RemovedOnSignal.h"
 
 namespace fieldstore::tool {
 
@@ -21,6 +24,7 @@ public:
 
 protected:
     std::string path;
+    std::optional<RemovedOnSignal> removal;
 };
 
 /// A file that comes into being whole or not at all: written beside its place, brought to the disk
@@ -43,6 +47,9 @@ private:
 
 /// Raises when the output is one of the inputs.
 void RequireNotInput(const std::string& output, const std::vector<std::string>& inputs);
+
+/// Whether output of that name, standard output for "" and "-", is shown on a terminal.
+bool GoesToTerminal(const std::string& name);
 
 /// Has `write` fill the file of that name, or standard output for "" and "-".
 void WriteTo(const std::string& name, bool replace,

@@ -13,6 +13,9 @@
 #include "fieldstore/fieldstore.h"
 #include "tool/Error.h"
 #include "tool/OutputFile.h"
+#include "tool/Progress.h"
+#include "tool/SideFiles.h"
+#include "tool/Terminal.h"
 
 namespace fieldstore::tool {
 namespace fs = std::filesystem;
@@ -60,38 +63,58 @@ bool DropEmptyRun(ResultFile& file) {
     return true;
 }
 
-/// Reads bodies until the file ends or something is wrong; both end up in `file`.
-void ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& visit) {
+[[noreturn]] void RaiseReadError(const std::string& path) {
+    throw Error(path, "cannot be read to its end", "Is the disk or the network in order?");
+}
+
+/// Notes what can be saved of a list that is torn among its blocks.
+void NoteBlocks(ResultFile& file, const BlockedDOFListBody& list) {
+    file.blockCount = list.announced;
+    file.savedEntries = list.Entries();
+    for (const auto& entry : list.blocks) file.savedBlocks.push_back(entry.first);
+}
+
+/// Reads bodies until the file ends or something is wrong; both end up in `file`. Returns the body
+/// that came last, which may lack something.
+AnyBody ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& visit) {
     POStreamFileIO stream(reading.text, file.path, POStreamIO::InputPreparer([](auto&) {}));
     stream.AcceptEmptyVectorAtEnd();
     stream.OpenInput();
     if (!stream.IsGood()) throw Error(file.path, "cannot be opened", "Check its permissions.");
     file.kind = reading.kind;
     file.text = reading.text;
-    if (reading.versioned && !ReadVersionLine(stream, file.version)) return;
-    Progress progress("Reading " + file.path);
-    BodyReader reader(stream, file.size, progress);
+    AnyBody any;
+    if (reading.versioned && !ReadVersionLine(stream, file.version)) return any;
+    file.begin = stream.Tell();
+    const Progress progress("Reading " + file.path, file.path, file.size);
+    BodyReader reader(stream, file.size);
     try {
         for (;;) {
             if (reading.text) stream.SkipWhiteSpace();
             const std::uint64_t here = stream.Tell();
-            if (here >= file.size) return;
+            if (here >= file.size) break;
             if (!file.Info().Appends() && !file.bodies.empty())
                 throw Fault(here, false,
                             std::to_string(file.size - here) + " bytes follow the body");
-            AnyBody any = file.Info().make();
+            any = file.Info().make();
             const Layout layout = std::visit([&](auto& body) { return reader.Read(body); }, any);
             if (const auto* list = std::get_if<BlockedDOFListBody>(&any))
                 file.blockCount = static_cast<int>(list->blocks.size());
             const auto entries = std::visit([](auto& body) { return body.Entries(); }, any);
             file.bodies.push_back({layout.begin, layout.end, entries});
-            if (IsEmpty(any) && DropEmptyRun(file)) return;
+            if (IsEmpty(any) && DropEmptyRun(file)) break;
             if (visit) visit(any, layout);
-            progress.At(layout.end, file.size);
         }
+    } catch (const std::ios_base::failure&) {
+        RaiseReadError(file.path);
     } catch (const Fault& fault) {
+        // What the disk does not give says nothing about what is on it.
+        if (stream.HasReadError()) RaiseReadError(file.path);
         file.fault = fault;
+        const auto* list = std::get_if<BlockedDOFListBody>(&any);
+        if (list != nullptr && file.bodies.empty()) NoteBlocks(file, *list);
     }
+    return any;
 }
 
 /// How well a reading explains the file; the larger the better.
@@ -159,8 +182,9 @@ const char* NameOf(State state) {
 
 std::size_t ResultFile::Entries() const {
     return std::accumulate(
-        bodies.begin(), bodies.end(), std::size_t{0},
-        [](std::size_t sum, const BodyPlace& body) { return sum + body.entries; });
+               bodies.begin(), bodies.end(), std::size_t{0},
+               [](std::size_t sum, const BodyPlace& body) { return sum + body.entries; }) +
+           savedEntries;
 }
 
 ResultFile Inspect(const std::string& path, const std::string& className) {
@@ -228,9 +252,23 @@ void ForEachBody(const ResultFile& file, const BodyVisitor& visit) {
     again.path = file.path;
     again.size = file.bodies.empty() ? 0 : file.bodies.back().end;
     ReadBodies(again, {file.kind, file.text, file.version.has_value()}, visit);
+    if (again.fault || again.bodies.size() != file.bodies.size())
+        throw Error(file.path, "does not give the same as before", "Is it being written?");
+}
+
+AnyBody SavedBlocks(const ResultFile& file) {
+    ResultFile again;
+    again.path = file.path;
+    again.size = file.size;
+    AnyBody any = ReadBodies(again, {file.kind, file.text, file.version.has_value()}, {});
+    auto& list = std::get<BlockedDOFListBody>(any);
+    if (list.blocks.empty()) throw Error(file.path, "no block is whole", "");
+    for (int number = 0; number < list.blocks.rbegin()->first; ++number) list.blocks[number];
+    return any;
 }
 
 int LoadResult(const ResultFile& file) {
+    const Progress progress("Loading " + file.path, file.path, file.size);
     const auto object = MakeObject(file);
     auto* list = dynamic_cast<IPODOFList*>(object.get());
     if (list == nullptr || !file.Info().blocked) return object->Load();
@@ -251,8 +289,12 @@ void RequireLoads(const ResultFile& file, const std::string& shownPath) {
 
 void StoreLoaded(const ResultFile& file, const std::string& target) {
     const auto object = MakeObject(file);
-    if (object->Load() != 0)
-        throw Error(file.path, "a host cannot load it", "Run: fieldstore check " + file.path);
+    {
+        const Progress progress("Loading " + file.path, file.path, file.size);
+        if (object->Load() != 0)
+            throw Error(file.path, "a host cannot load it", "Run: fieldstore check " + file.path);
+    }
+    const Progress progress("Storing the data of " + file.path, target, file.size);
     object->SetFileName(target);
     object->CreateStorageInterface(file.text ? IPOBase::eWriteText : IPOBase::eWriteBinary, false);
     if (object->Commit(true) != 0)
@@ -277,10 +319,6 @@ AnyBody LoadedBody(const ResultFile& file) {
     return loaded;
 }
 
-std::string LockPathOf(const std::string& dataPath) {
-    return dataPath.substr(0, dataPath.rfind('.')) + ".lck";
-}
-
 std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
     std::vector<NamedPath> expanded;
     for (const auto& path : paths) {
@@ -292,9 +330,7 @@ std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
         std::vector<std::string> found;
         for (const auto& entry : fs::directory_iterator(path, none)) {
             const auto name = entry.path().filename().string();
-            const auto extension = entry.path().extension();
-            if (entry.is_regular_file(none) && name.front() != '.' && extension != ".lck" &&
-                extension != ".err")
+            if (entry.is_regular_file(none) && name.front() != '.' && !IsSideFile(name))
                 found.push_back(entry.path().string());
         }
         if (none)

@@ -33,16 +33,20 @@ struct ResultFile {
     bool guessed = false;  // the class: neither the name nor an option tells it
     bool text = false;
     std::optional<std::string> version;
+    std::uint64_t begin = 0;        // of what follows the version line
     std::vector<BodyPlace> bodies;  // the whole ones
     int blockCount = 0;             // of a DOF list in blocks
+    std::vector<int> savedBlocks;   // the whole blocks of a list that is not
+    std::size_t savedEntries = 0;   // theirs
     std::optional<Fault> fault;     // what ends them, when not the end of the file
 
     const Kind& Info() const { return Kinds()[kind]; }
     const char* Mode() const { return text ? "text" : "binary"; }
     std::string ClassName() const { return std::string(Info().ClassName()); }
+    /// Entries of the whole bodies, and of saved blocks.
     std::size_t Entries() const;
     /// Where the whole bodies end.
-    std::uint64_t WholeEnd() const { return bodies.empty() ? 0 : bodies.back().end; }
+    std::uint64_t WholeEnd() const { return bodies.empty() ? begin : bodies.back().end; }
 };
 
 /// Finds out what a file is; "" for the class leaves it to the file's name, and else to trying.
@@ -59,6 +63,10 @@ using BodyVisitor = std::function<void(AnyBody& body, const Layout& layout)>;
 /// Reads the whole bodies one after another.
 void ForEachBody(const ResultFile& file, const BodyVisitor& visit);
 
+/// A torn DOF list in blocks as far as it can be saved: the whole blocks. A lost one before these
+/// is empty, so that they keep their numbers.
+AnyBody SavedBlocks(const ResultFile& file);
+
 /// The result of loading the file as a host does.
 int LoadResult(const ResultFile& file);
 /// Raises when a host could not load it.
@@ -67,9 +75,6 @@ void RequireLoads(const ResultFile& file, const std::string& shownPath);
 void StoreLoaded(const ResultFile& file, const std::string& target);
 /// What a host has after a load, in the form of a body.
 AnyBody LoadedBody(const ResultFile& file);
-
-/// The marker of a writer's lock on a data file.
-std::string LockPathOf(const std::string& dataPath);
 
 /// A path as given, or found in a directory that was given.
 struct NamedPath {

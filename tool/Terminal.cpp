@@ -9,10 +9,10 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "tool/Progress.h"
+
 namespace fieldstore::tool {
 namespace {
-
-using std::chrono::milliseconds;
 
 /// Columns on the screen: the colours take none, nor do the later bytes of a UTF-8 character.
 std::size_t Width(const std::string& cell) {
@@ -36,6 +36,7 @@ std::string Painted(const std::string& text, Colour colour) {
 
 void Say(const std::string& line) {
     std::cout.flush();
+    Progress::Erase();
     std::cerr << "fieldstore: " << line << '\n';
 }
 
@@ -48,24 +49,16 @@ bool Confirmed(const std::string& question) {
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-Progress::Progress(std::string what)
-    : title(std::move(what)),
-      visible(isatty(STDERR_FILENO) != 0),
-      next(Clock::now() + milliseconds(1000)) {}
-
-Progress::~Progress() {
-    if (drawn) std::cerr << "\r\033[K" << std::flush;
-}
-
-void Progress::At(std::uint64_t done, std::uint64_t total) {
-    constexpr std::size_t cells = 30;
-    if (!visible || total == 0 || Clock::now() < next) return;
-    next = Clock::now() + milliseconds(200);
-    drawn = true;
-    const double part = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
-    const auto full = static_cast<std::size_t>(part * cells);
-    std::cerr << '\r' << title << " [" << std::string(full, '#') << std::string(cells - full, '.')
-              << "] " << static_cast<int>(part * 100) << " %\033[K" << std::flush;
+std::string Visible(const std::string& text) {
+    std::string visible;
+    for (const char c : text) {
+        const auto code = static_cast<unsigned char>(c);
+        std::array<char, 5> escaped{c};
+        if (code < ' ' || code == 0x7F)
+            std::snprintf(escaped.data(), escaped.size(), "\\x%02x", code);
+        visible += escaped.data();
+    }
+    return visible;
 }
 
 std::string Table::Text(const std::string& indent) const {

@@ -20,22 +20,8 @@ void Say(const std::string& line);
 /// Asks on the terminal; false when there is none.
 bool Confirmed(const std::string& question);
 
-/// How far a long run is, on standard error when that is a terminal and after the first second.
-class Progress {
-public:
-    explicit Progress(std::string what);
-    ~Progress();
-    Progress(const Progress&) = delete;
-    Progress& operator=(const Progress&) = delete;
-    void At(std::uint64_t done, std::uint64_t total);
-
-private:
-    using Clock = std::chrono::steady_clock;
-    std::string title;
-    bool visible;
-    bool drawn = false;
-    Clock::time_point next;
-};
+/// A text of a file without what a terminal would obey: control characters as \\x1b.
+std::string Visible(const std::string& text);
 
 /// Rows of cells in columns as wide as their widest cell.
 class Table {

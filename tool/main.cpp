@@ -3,33 +3,18 @@
 #include <exception>
 #include <iostream>
 
-#include "fieldstore/version.h"
-#include "tool/Commands.h"
 #include "tool/Error.h"
+#include "tool/Program.h"
+#include "tool/RemovedOnSignal.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
 namespace {
 
-std::string VersionText() {
-    return "fieldstore " + std::to_string(FIELDSTORE_VERSION_MAJOR) + "." +
-           std::to_string(FIELDSTORE_VERSION_MINOR) + "." +
-           std::to_string(FIELDSTORE_VERSION_PATCH);
-}
-
-void AddCommands(CLI::App& program, Action& action) {
-    for (const auto add : {&AddLs, &AddShow, &AddDump, &AddBuild, &AddCheck, &AddRepair,
-                           &AddCompact, &AddConvert, &AddMerge, &AddDiff, &AddUnlock})
-        add(program, action);
-    program.require_subcommand(1);
-}
-
 int Run(int count, char** arguments) {
-    CLI::App program("Look at, check, convert, compare and rescue result files.", "fieldstore");
-    program.set_version_flag("--version", VersionText());
-    program.footer("fieldstore COMMAND --help tells more, with examples.");
+    CLI::App program;
     Action action;
-    AddCommands(program, action);
+    DefineProgram(program, action);
     try {
         program.parse(count, arguments);
     } catch (const CLI::ParseError& error) {
@@ -46,6 +31,7 @@ int Run(int count, char** arguments) {
 int main(int count, char** arguments) {
     using namespace fieldstore::tool;
     std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of the output, not the end
+    RemoveFilesOnSignals();
     try {
         return Run(count, arguments);
     } catch (const std::bad_alloc&) {

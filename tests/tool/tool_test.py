@@ -7,8 +7,10 @@ import json
 import math
 import os
 import pty
+import random
 import resource
 import shutil
+import signal
 import struct
 import subprocess
 import sys
@@ -145,10 +147,11 @@ class ToolTest(unittest.TestCase):
                       stdin=json.dumps(document).encode())
         return self.path("built")
 
-    def in_terminal(self, arguments, answer=b"", environment=None):
+    def in_terminal(self, arguments, answer=b"", environment=None, directory="."):
         """Runs the tool with a terminal for all its streams; returns status and what it showed."""
         child, terminal = pty.fork()
         if child == 0:
+            os.chdir(directory)
             os.execve(TOOL, [TOOL, *arguments], {**os.environ, **(environment or {})})
         if answer:
             os.write(terminal, answer)
@@ -371,6 +374,49 @@ class Documents(ToolTest):
         again = json.loads(self.out("dump", path, "--class", "SolutionMetrics"))
         self.assertEqual(again, document)
 
+    def test_version_texts_of_any_bytes(self):
+        for mode, end in (("binary", b""), ("text", b"\n")):
+            body = self.split(self.sample("file1.dat", mode))[1]
+            text = b"!\xff\xc3\x28\x1b[31m\t\xe2\x82\xac"
+            head = text + end if end else i32(len(text)) + text
+            path = self.write("file1.dat", head + body)
+            document = json.loads(self.out("dump", path))
+            self.assertEqual(document["version"], {"hex": text[1:].hex()})
+            self.assertEqual(self.read(self.build(document)), head + body, mode)
+            self.assertEqual(self.only("ls", path)["version"], "\ufffd\ufffd(\x1b[31m\t\u20ac")
+            for shown in (self.run_tool("ls", path).stdout, self.run_tool("show", path).stdout):
+                self.assertIn(rb"\x1b[31m\x09", shown)
+            for wrong in ({"hex": "0"}, {"hex": "0g"}, {"hex": 1}, {}, 5):
+                self.assertIn("version", self.error("build", "-", "-o", self.path("x"), stdin=(
+                    json.dumps({**document, "version": wrong}).encode())))
+        path = self.write(b"\xff.dat".decode(errors="surrogateescape"), b"x")
+        self.assertIn("\ufffd.dat", self.only("ls", path, status=2)["path"])
+        self.assertIn("\ufffd.dat", self.only("check", path, status=2)["trouble"])
+
+    def test_members_of_a_document_in_any_order(self):
+        for path, *_ in self.all_samples():
+            document = json.loads(self.out("dump", path))
+            bodies = [dict(reversed(list(body.items()))) for body in document["bodies"]]
+            self.assertEqual(self.read(self.build({**document, "bodies": bodies})), self.read(path))
+            first = {"bodies": document["bodies"], **document}
+            self.assertEqual(self.read(self.build(first)), self.read(path), path)
+        self.assertIn("form", document)
+        late = self.document("file1.dat")
+        late["version"] = late.pop("version")  # found too late for what is read only once
+        self.assertIn("'version' stands behind the bodies", self.error(
+            "build", "-", "-o", self.path("x"), stdin=json.dumps(late).encode()))
+        self.run_tool("build", self.write("late", json.dumps(late).encode()), "-o", self.path("x"))
+        self.assertEqual(self.read(self.path("x")), self.read(self.sample("file1.dat")))
+
+    def test_building_takes_little_more_than_the_object(self):
+        def limit():  # twice what is needed, half of what the document would take as a whole
+            if not SANITIZED:
+                resource.setrlimit(resource.RLIMIT_AS, (128 << 20, 128 << 20))
+        document = b'{"class":"PODOFMap","mode":"binary","bodies":[{"rows":[],"types":[0%s]}]}'
+        self.run_tool("build", "-", "-o", self.path("evdofmap.dat"), preexec_fn=limit,
+                      stdin=document % (b",1" * 4000000))
+        self.assertEqual(os.path.getsize(self.path("evdofmap.dat")), 8 + 8 + 4 * 4000001)
+
     def test_documents_that_are_no_result_file(self):
         def broken(name, change):
             document = self.document(name)
@@ -385,12 +431,18 @@ class Documents(ToolTest):
             ('{"mode":"paper","class":"POModeInfo","bodies":[]}', "text or binary"),
             ('{"mode":"text","class":"POMeshTree","bodies":[]}', "one body, not 0"),
             (broken("evtree.dat", lambda d, b: b.pop("ids")), "'ids' is missing"),
-            (broken("evtree.dat", lambda d, b: b.update(more=1)), "no field has"),
+            ('{"mode":"text","class":"POMeshTree","bodies":{}}', "array 'bodies' is missing"),
+            ('{"mode":"text","class":"POMeshTree","bodies":[[]]}', "a body is an object"),
+            ('{"mode":"text","class":"POMeshTree","bodies":[{"ids":[],"ids":[]}]}', "there twice"),
+            (broken("evtree.dat", lambda d, b: d["bodies"].append(b)), "has one body"),
+            (broken("file3.dat", lambda d, b: b.update(portDOFCount=[])), "an integer is wanted"),
+            (broken("evtree.dat", lambda d, b: b.update(ids=5)), "ids: an array is wanted"),
+            (broken("evtree.dat", lambda d, b: b.update(more=1)), "has the name 'more'"),
             (broken("evtree.dat", lambda d, b: b.update(ids=[1, 1])), "ids: 1 is there twice"),
             (broken("evtree.dat", lambda d, b: b.update(ids=[2**31])), "out of range"),
             (broken("evtree.dat", lambda d, b: b.update(ids=[-2**31 - 1])), "out of range"),
             (broken("evtree.dat", lambda d, b: b.update(ids=[1.5])), "an integer is wanted"),
-            (broken("evtree.dat", lambda d, b: d.update(version="x")), "have no version"),
+            ('{"version":"x","mode":"text","class":"POMeshTree","bodies":[]}', "have no version"),
             (broken("modeinfo.dat", entry("modes", port=[])), "bodies[0]: modes: port: an integer"),
             (broken("modeinfo.dat", entry("modes", frequency=2**63)), "frequency: 9223372036854775"),
             (broken("modeinfo.dat", entry("modes", modes=[{"group": 0}])), "object of 3 members"),
@@ -421,6 +473,8 @@ class TornFiles(ToolTest):
             for cut in (cut for cut in cuts if cut < len(content)):
                 torn = self.write(os.path.basename(path), content[:cut])
                 whole = [end for end in ends if end <= cut]
+                if mode == "blocked" and cut >= 200:
+                    continue  # a block is whole: test_whole_blocks_are_saved
                 if cut in ends:
                     self.assertEqual(self.check(torn, status=0)["bodies"], len(whole))
                     continue
@@ -453,6 +507,52 @@ class TornFiles(ToolTest):
             self.assertIn("fieldstore repair", message)
         line = self.only("ls", torn)
         self.assertEqual((line["state"], line["bodies"]), ("torn", 1))
+
+    def test_other_commands_refuse_every_torn_file(self):
+        for path, _, class_name, _, _ in self.all_samples():
+            content = self.read(path)
+            for cut in (1, len(content) // 3, len(content) - 1):
+                torn = self.write(os.path.basename(path), content[:cut])
+                self.assertEqual(self.only("ls", torn)["state"], "torn", (path, cut))
+                for command in (("show",), ("dump",), ("dump", "--format", "npy"), ("compact",),
+                                ("convert", "--to", "binary"), ("merge",), ("diff", path)):
+                    out = () if command[0] in ("show", "diff") else ("-o", self.path("x"))
+                    message = self.error(command[0], torn, *command[1:], *out)
+                    self.assertRegex(message, "^fieldstore: .*: byte [0-9]+: .+\n( .+\n)?$",
+                                     (command, path, cut))
+                self.assertEqual(os.listdir(self.directory), [os.path.basename(path)])
+                os.remove(torn)
+
+    def test_whole_blocks_are_saved(self):
+        content = self.read(self.sample("file2.dat", "blocked"))
+        # Header 44, index 8 + 8 + 2 * (6 + 8), block 0 from 88, block 1 from 200 to the end.
+        header, front = content[:44], content[44:60]
+        zero, one, end = content[88:200], content[200:], len(content)
+        first_alone = (header + i64(8 + 14) + i32(1, 6) + b"0".ljust(6, b"\0") + i64(74) + zero)
+        empty = i64(0) * 9  # four counts, five arrays
+        second_alone = (header + front + b"0".ljust(6, b"\0") + i64(88) + b"1".ljust(6, b"\0") +
+                        i64(88 + len(empty)) + empty + one)
+        unfinished = header + front + bytes(28) + zero + one
+        impossible = content[:88] + i64(1 << 50) + content[96:]
+        no_bookmark = content[:66] + i64(-1) + content[74:]
+        cases = [(content[:cut], [0], [1], first_alone, 1) for cut in (200, 231, 232, 290, end - 1)]
+        cases += [(unfinished, [0, 1], [], content, 2), (unfinished[:-1], [0], [1], first_alone, 1),
+                  (impossible, [1], [0], second_alone, 2), (no_bookmark, [1], [0], second_alone, 2)]
+        for number, (torn, kept, lost, expected, blocks) in enumerate(cases):
+            path = self.write("file2.dat", torn)
+            line = self.only("ls", path)
+            self.assertEqual((line["state"], line["blocks"], line["wholeBlocks"]),
+                             ("torn", 2, len(kept)), number)
+            self.assertIn("repair saves %d of 2 blocks" % len(kept),
+                          self.check(path)["findings"][0]["text"])
+            answer = self.json("repair", path, "-o", self.path("saved"), "--force")
+            self.assertEqual((answer["keptBlocks"], answer["lostBlocks"], answer["loads"]),
+                             (kept, lost, True), number)
+            self.assertEqual(self.read(self.path("saved")), expected, number)
+            line = self.only("ls", self.path("saved"), "--class", "PODOFList")
+            self.assertEqual((line["state"], line["blocks"]), ("whole", blocks), number)
+        self.assertIn("kept block 1 with 3 entries\nlost block 0: at byte 44",
+                      self.out("repair", path, "-o", self.path("saved"), "--force"))
 
     def test_zeros_behind_the_bodies_are_a_torn_tail(self):
         for name in APPENDING:
@@ -489,6 +589,25 @@ class TornFiles(ToolTest):
         self.assertEqual(self.read(self.path("modeinfo.dat.bak1")), content[:-5])
         self.assertEqual(len(os.listdir(self.directory)), 3)  # no lock, no temporary file
 
+    def test_what_interrupted_writers_leave_is_told_and_not_listed(self):
+        content = self.read(self.sample("modeinfo.dat"))
+        path = self.write("modeinfo.dat", content[:-5])
+        undo = self.write("modeinfo.dat.undo", b"212")
+        replacement = self.write("modeinfo.dat.new4711", content)
+        self.write("modeinfo.dat.tmpAb3xYz", content)
+        self.write("modeinfo.dat.news", b"no replacement")
+        lines = self.json("ls", self.directory)
+        self.assertEqual([os.path.basename(line["path"]) for line in lines],
+                         ["modeinfo.dat", "modeinfo.dat.news"])
+        for told in (lines[0]["left"], self.run_tool("ls", path).stderr.decode().splitlines(),
+                     [finding["text"] for finding in self.check(path)["findings"]]):
+            told = "\n".join(told)
+            self.assertIn(undo + ": an append is at work, or its writer died", told)
+            self.assertIn(replacement + ": a writer is replacing the file, or died", told)
+        self.run_tool("repair", path, "--in-place")
+        self.assertEqual((self.read(path), os.path.exists(undo)), (content[:212], False))
+        self.assertTrue(os.path.exists(replacement))
+
 
 class ForeignFiles(ToolTest):
     def test_a_clear_line_the_right_status_and_little_memory(self):
@@ -496,7 +615,7 @@ class ForeignFiles(ToolTest):
         files = {
             "program": self.read(TOOL)[:100000],
             "photo.jpg": b"\xff\xd8\xff\xe0\x00\x10JFIF\x00\x01\x01\x00\x00\x01\x00\x01" + block,
-            "noise": os.urandom(50000),
+            "noise": random.Random(7).randbytes(50000),
             "prose": b"The quick brown fox jumps over the lazy dog.\n" * 100,
             "empty": b"",
         }
@@ -506,7 +625,10 @@ class ForeignFiles(ToolTest):
         for path in paths + [sparse]:
             for command in (("ls", path), ("check", path), ("show", path), ("dump", path),
                             ("repair", path, "-o", self.path("x")), ("diff", path, path),
-                            ("compact", path, "-o", self.path("x"))):
+                            ("compact", path, "-o", self.path("x")),
+                            ("convert", path, "--to", "text", "-o", self.path("x")),
+                            ("merge", path, path, "-o", self.path("x")),
+                            ("dump", path, "--format", "csv")):
                 started = time.monotonic()
                 message = self.error(*command, preexec_fn=limit_memory)
                 self.assertIn(path, message)
@@ -518,6 +640,8 @@ class ForeignFiles(ToolTest):
                 message = self.error("check", path, "--class", class_name,
                                      preexec_fn=limit_memory)
                 self.assertIn(class_name, message)
+            message = self.error("build", path, "-o", self.path("x"), preexec_fn=limit_memory)
+            self.assertRegex(message, "not JSON|not an object")
         self.assertFalse(os.path.exists(self.path("x")))
 
     def test_what_is_no_file(self):
@@ -769,6 +893,50 @@ class Manners(ToolTest):
         self.assertIn("\033[32mwhole", self.in_terminal(arguments)[1])
         self.assertNotIn("\033[", self.in_terminal(arguments, environment={"NO_COLOR": "1"})[1])
 
+    def test_a_bar_shows_how_far_loads_and_stores_are(self):
+        bars = {"FIELDSTORE_PROGRESS_DELAY": "0"}
+        shutil.copy(self.sample("modeinfo.dat"), self.directory)
+        os.symlink(self.sample("modeinfo.dat", "text"), self.path("text"))
+        commands = {
+            ("check",): ("Reading", "Loading"), ("ls",): ("Reading",),
+            ("show",): ("Reading", "Loading", "Summing up"),
+            ("compact", "-o", "x"): ("Reading", "Loading", "Storing"),
+            ("convert", "--to", "text", "-o", "x"): ("Reading", "Loading", "Bringing"),
+            ("repair", "-o", "x"): ("Reading", "Copying", "Loading"),
+            ("diff", "text", "--class", "ModeInfo"): ("Loading", "Comparing"),
+        }
+        for command, titles in commands.items():
+            arguments = [command[0], "modeinfo.dat", *command[1:], *["--force"] * ("-o" in command)]
+            status, shown = self.in_terminal(arguments, b"", bars, self.directory)
+            self.assertEqual(status, 0, shown)
+            for title in titles:  # only so much of it as the line has room for
+                self.assertRegex(shown, r"\r%s [^\r]*(\] \d+ %%|, \d+ s)\x1b\[K" % title)
+            # The end of a bar is its erasure, and the next one or other text follows.
+            self.assertNotRegex(shown, r"(%|, \d+ s)\x1b\[K(?!\r)", command)
+            shown = self.run_tool(*arguments, cwd=self.directory, env={**os.environ, **bars})
+            self.assertNotIn(b"\x1b", shown.stdout + shown.stderr)
+        # Nothing but the results where these go to the terminal meanwhile.
+        dump = ["dump", self.sample("evdofmap.dat"), "--format", "mtx"]
+        _, shown = self.in_terminal(dump, b"", bars)
+        self.assertTrue(shown.endswith("\x1b[K" + self.out(*dump).replace("\n", "\r\n")), shown)
+
+    def test_signals_that_end_the_program_leave_no_file(self):
+        def start(**options):
+            tool = subprocess.Popen([TOOL, "build", "-", "-o", self.path("x")],
+                                    stdin=subprocess.PIPE, **options)
+            while not os.listdir(self.directory) and tool.poll() is None:
+                time.sleep(0.01)  # it then waits for the document
+            return tool
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with start() as tool:
+                tool.send_signal(number)
+                self.assertEqual(tool.wait(), -number)
+            self.assertEqual(os.listdir(self.directory), [])
+        with start(preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN)) as tool:
+            tool.send_signal(signal.SIGHUP)  # as after nohup
+            tool.communicate(json.dumps(self.document("modeinfo.dat")).encode())
+        self.assertEqual((tool.returncode, os.listdir(self.directory)), (0, ["x"]))
+
     def test_unlock(self):
         data = self.path("modeinfo.dat")
         self.assertIn("not locked", self.out("unlock", data))
@@ -782,8 +950,10 @@ class Manners(ToolTest):
         status, shown = self.in_terminal(["unlock", data], b"y\n")
         self.assertEqual((status, os.path.exists(marker)), (0, False), shown)
         self.write("modeinfo.lck", b"")
-        answer = self.json("unlock", data, "--force")
+        result = self.run_tool("unlock", data, "--force", "--json")
+        answer = json.loads(result.stdout)
         self.assertEqual((answer["locked"], answer["removed"]), (True, True))
+        self.assertIn(b"next commit under the lock checks the end", result.stderr)
         self.assertEqual(os.listdir(self.directory), [])
 
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -6,6 +7,7 @@
 #include "tool/BodyWriter.h"
 #include "tool/Commands.h"
 #include "tool/OutputFile.h"
+#include "tool/Progress.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {
@@ -19,20 +21,9 @@ struct BuildOptions {
     bool force = false;
 };
 
-Json ReadDocument(const std::string& input) {
-    try {
-        if (input == "-") return Json::parse(std::cin);
-        std::ifstream file(input);
-        if (!file) throw Error(input, "cannot be opened", "Check the path and its permissions.");
-        return Json::parse(file);
-    } catch (const Json::exception& error) {
-        throw Error(input, error.what(), "It must be JSON as dump writes it.");
-    }
-}
-
-int RunBuild(const BuildOptions& options) {
-    const Json document = ReadDocument(options.input);
-    OutputFile output(options.output, options.force);
+/// Fills the output with the document's file; returns the class.
+std::string BuildFile(const BuildOptions& options, std::istream& document,
+                      const OutputFile& output) {
     std::optional<BodyWriter> writer;
     std::string className;
     try {
@@ -48,6 +39,23 @@ int RunBuild(const BuildOptions& options) {
     } catch (const Error& error) {
         throw Error(options.input, error.what(), "docs/json-schema.json tells the form.");
     }
+    return className;
+}
+
+std::string BuildFile(const BuildOptions& options, const OutputFile& output) {
+    std::error_code none;
+    const auto size = std::filesystem::file_size(options.input, none);
+    const Progress progress("Reading " + options.input, options.input, none ? 0 : size);
+    if (options.input == "-") return BuildFile(options, std::cin, output);
+    std::ifstream file(options.input);
+    if (!file) throw Error(options.input, "cannot be opened", "Check the path and permissions.");
+    return BuildFile(options, file, output);
+}
+
+int RunBuild(const BuildOptions& options) {
+    RequireNotInput(options.output, {options.input});
+    OutputFile output(options.output, options.force);
+    const auto className = BuildFile(options, output);
     if (!options.unchecked) RequireLoads(InspectWhole(output.Path(), className), options.output);
     output.Publish();
     return kDone;

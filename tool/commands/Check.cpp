@@ -2,9 +2,13 @@
 #include <iostream>
 #include <memory>
 
+#include "core/ResultCode.h"
 #include "tool/Commands.h"
 #include "tool/LockMarker.h"
+#include "tool/Progress.h"
 #include "tool/Rules.h"
+#include "tool/SideFiles.h"
+#include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {
@@ -29,24 +33,34 @@ struct Verdict {
     }
 };
 
+std::string WhatRepairSaves(const ResultFile& file) {
+    if (!file.savedBlocks.empty())
+        return "fieldstore repair saves " + std::to_string(file.savedBlocks.size()) + " of " +
+               Counted(static_cast<std::uint64_t>(file.blockCount), "block", "blocks");
+    if (file.bodies.empty()) return "no whole body comes before";
+    return "fieldstore repair saves " + Counted(file.bodies.size(), "whole body", "whole bodies");
+}
+
 void CheckBodies(const ResultFile& file, Findings& findings) {
     const auto rules = RulesOf(file.kind, findings);
     ForEachBody(file, [&](AnyBody& body, const Layout& layout) { rules->Body(body, layout); });
     findings.EndBodies();
     if (file.fault) {
-        findings.Problem(file.fault->offset, file.fault->what(),
-                         file.bodies.empty()
-                             ? "; no whole body comes before"
-                             : "; fieldstore repair saves " +
-                                   Counted(file.bodies.size(), "whole body", "whole bodies"));
+        findings.Problem(file.fault->offset, file.fault->what(), "; " + WhatRepairSaves(file));
     }
-    if (!file.fault || !file.bodies.empty()) rules->Finish();
+    if (!file.fault || !file.bodies.empty()) {
+        const Progress progress("Checking " + file.path);
+        rules->Finish();
+    }
     // The object has the last word: what it refuses is no sound file, whatever the rules say.
-    if (file.state == State::Whole)
-        if (const int result = LoadResult(file); result != 0 && findings.Problems() == 0)
-            findings.Problem(0, "a host's load fails with result " + std::to_string(result));
+    const int result = file.state == State::Whole ? LoadResult(file) : 0;
+    if (result == kInputNotFound)
+        throw Error(file.path, "cannot be opened", "Is it being moved or removed?");
+    if (result != 0 && findings.Problems() == 0)
+        findings.Problem(0, "a host's load fails with result " + std::to_string(result));
     if (const auto lock = FindLock(file.path))
         findings.Note(0, "a writer has locked the file for " + ReadableTime(lock->age));
+    for (const auto& line : LeftBeside(file.path)) findings.Note(0, line);
 }
 
 Verdict CheckFile(const std::string& path, const CheckOptions& options) {
@@ -123,7 +137,7 @@ int RunCheck(const CheckOptions& options) {
         else
             PrintVerdict(verdict);
     }
-    if (options.json) std::cout << verdicts.dump(2) << '\n';
+    if (options.json) std::cout << ReportText(verdicts);
     return status;
 }
 

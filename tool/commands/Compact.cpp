@@ -4,6 +4,7 @@
 #include "tool/Commands.h"
 #include "tool/Copy.h"
 #include "tool/OutputFile.h"
+#include "tool/Terminal.h"
 
 namespace fieldstore::tool {
 namespace {

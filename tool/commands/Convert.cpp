@@ -5,6 +5,7 @@
 #include "tool/Commands.h"
 #include "tool/OutputFile.h"
 #include "tool/ResultFile.h"
+#include "tool/Terminal.h"
 
 namespace fieldstore::tool {
 namespace {

@@ -5,6 +5,8 @@
 #include <memory>
 
 #include "tool/Commands.h"
+#include "tool/Progress.h"
+#include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {
@@ -189,6 +191,7 @@ void CompareFiles(const ResultFile& a, const ResultFile& b, Comparer& comparer) 
         });
     const AnyBody first = LoadedBody(a);
     const AnyBody second = LoadedBody(b);
+    const Progress progress("Comparing " + a.path + " with " + b.path);
     FieldFinder finder;
     std::visit([&finder](const auto& body) { body.Visit(body, finder); }, second);
     FieldComparer visitor{comparer, finder};
@@ -207,7 +210,7 @@ int RunDiff(const DiffOptions& options) {
         json["differences"].push_back({{"path", path}, {"first", a}, {"second", b}});
     }
     if (options.json)
-        std::cout << json.dump(2) << '\n';
+        std::cout << ReportText(json);
     else if (comparer.Count() > comparer.Shown().size())
         std::cout << "... " << Counted(comparer.Count(), "difference", "differences")
                   << " in all; --limit 0 shows them\n";

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <memory>
+#include <optional>
 
 #include "tool/Commands.h"
 #include "tool/OutputFile.h"
+#include "tool/Progress.h"
 #include "tool/formats/Json.h"
 #include "tool/formats/Tables.h"
 
@@ -25,6 +27,9 @@ int RunDump(const DumpOptions& options) {
         return kDone;
     }
     const AnyBody body = LoadedBody(file);
+    std::optional<Progress> progress;
+    if (!GoesToTerminal(options.output))
+        progress.emplace("Writing " + options.format + " of " + options.input);
     if (options.format == "csv" || options.format == "vtk") {
         WriteTo(options.output, options.force, [&](std::ostream& out) {
             options.format == "csv" ? DumpCsv(body, out) : DumpVtk(body, out);

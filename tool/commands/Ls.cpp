@@ -5,6 +5,8 @@
 
 #include "tool/Commands.h"
 #include "tool/LockMarker.h"
+#include "tool/SideFiles.h"
+#include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {
@@ -21,6 +23,7 @@ struct Line {
     ResultFile file;
     std::string trouble;
     std::string lock;
+    std::vector<std::string> left;  // beside it, by interrupted writers
 };
 
 Line Look(const std::string& path, const std::string& className) {
@@ -29,6 +32,7 @@ Line Look(const std::string& path, const std::string& className) {
     try {
         line.file = Inspect(path, className);
         const auto marker = FindLock(path);
+        line.left = LeftBeside(path);
         line.lock = marker ? "locked " + ReadableTime(marker->age) : "free";
         if (line.file.state != State::Whole) RaiseFault(line.file, "");
     } catch (const Error& error) {
@@ -52,12 +56,14 @@ Json LineJson(const Line& line) {
         json["guessed"] = file.guessed;
         json["mode"] = file.Mode();
         if (file.Info().blocked) json["blocks"] = file.blockCount;
+        if (!file.savedBlocks.empty()) json["wholeBlocks"] = file.savedBlocks.size();
         json["bodies"] = file.bodies.size();
         json["entries"] = file.Entries();
         if (file.version) json["version"] = *file.version;
     }
     json["size"] = file.size;
     if (!line.lock.empty()) json["locked"] = line.lock != "free";
+    if (!line.left.empty()) json["left"] = line.left;
     if (!line.trouble.empty()) json["trouble"] = line.trouble;
     return json;
 }
@@ -70,7 +76,7 @@ void AddRow(Table& table, const Line& line) {
     table.Add({StateText(file.state), file.ClassName() + (file.guessed ? " (guess)" : ""),
                file.Mode() + std::string(file.Info().blocked ? ", blocked" : ""),
                std::to_string(file.bodies.size()), std::to_string(file.Entries()),
-               ReadableSize(file.size), file.version.value_or("-"), line.lock, file.path});
+               ReadableSize(file.size), Visible(file.version.value_or("-")), line.lock, file.path});
 }
 
 int RunLs(const LsOptions& options) {
@@ -85,11 +91,12 @@ int RunLs(const LsOptions& options) {
         // A directory may hold anything; what does not claim to be a result file is no trouble.
         if (line.file.state == State::Unreadable && path.given) status = kTrouble;
         if (!line.trouble.empty() && path.given) troubles.push_back(line.trouble);
+        troubles.insert(troubles.end(), line.left.begin(), line.left.end());
         lines.push_back(LineJson(line));
         AddRow(table, line);
     }
     if (options.json)
-        std::cout << lines.dump(2) << '\n';
+        std::cout << ReportText(lines);
     else
         std::cout << table.Text();
     for (const auto& trouble : troubles) Say(trouble);

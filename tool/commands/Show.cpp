@@ -8,6 +8,8 @@
 #include "core/FrequencyKey.h"
 #include "tool/Commands.h"
 #include "tool/LockMarker.h"
+#include "tool/Progress.h"
+#include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {
@@ -118,10 +120,13 @@ private:
     void PrintContainer(const Field& field, const T& value) {
         std::vector<const typename T::value_type*> chosen;
         Statistics statistics;
-        for (const auto& entry : value) {
-            if (!EntryIsWanted(field, entry)) continue;
-            chosen.push_back(&entry);
-            TakeValues(entry, statistics);
+        {
+            const Progress progress("Summing up " + std::string(field.name));
+            for (const auto& entry : value) {
+                if (!EntryIsWanted(field, entry)) continue;
+                chosen.push_back(&entry);
+                TakeValues(entry, statistics);
+            }
         }
         std::cout << field.name << ": " << Counted(chosen.size(), "entry", "entries");
         if (statistics.Count() != 0) std::cout << "; " << statistics.Text();
@@ -251,7 +256,7 @@ int RunShow(ShowOptions options) {
     std::cout << file.path << ": " << file.ClassName() << (file.guessed ? " (guess)" : "") << ", "
               << file.Mode() << ", " << Counted(file.bodies.size(), "body", "bodies") << ", "
               << ReadableSize(file.size);
-    if (file.version) std::cout << ", version \"" << *file.version << '"';
+    if (file.version) std::cout << ", version \"" << Visible(*file.version) << '"';
     if (const auto lock = FindLock(file.path))
         std::cout << ", locked for " << ReadableTime(lock->age);
     std::cout << '\n';

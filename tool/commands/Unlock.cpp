@@ -27,10 +27,13 @@ void Report(const UnlockOptions& options, const std::optional<LockMarker>& marke
             json["marker"] = marker->path;
             json["age"] = marker->age.count();
         }
-        std::cout << json.dump(2) << '\n';
+        std::cout << ReportText(json);
     } else if (removed) {
         std::cout << "removed " << marker->path << '\n';
     }
+    if (removed)
+        Say("the next commit under the lock checks the end of the file, and takes back what the "
+            "dead writer had begun");
 }
 
 int RunUnlock(const UnlockOptions& options) {
@@ -62,7 +65,8 @@ void AddUnlock(CLI::App& program, Action& action) {
     command->footer(
         "Shows the marker's age and asks before it removes it. A writer holds its lock from the\n"
         "opening of the file to its closing, rarely for more than seconds; a lock that is taken\n"
-        "from a living writer lets another one spoil the file.\n\n"
+        "from a living writer lets another one spoil the file. The next commit under the lock\n"
+        "checks the end of the file, and takes back what a dead writer had begun to append.\n\n"
         "Exit status: 0 not locked, removed, or kept as you wished; 2 when it could not be "
         "removed\n"
         "or there is no terminal to ask on.\n\n"

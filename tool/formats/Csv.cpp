@@ -78,8 +78,7 @@ void Put(const PortCircuitDOFsBody& body, std::ostream& out) {
 
 template <typename Body>
 void Put(const Body& /*body*/, std::ostream& /*out*/) {
-    throw Error("", std::string("there is no csv of ") + Body::Object::kTraits.name,
-                "fieldstore dump --help lists the formats of each class.");
+    RefuseClass<Body>("csv");
 }
 
 }  // namespace

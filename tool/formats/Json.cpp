@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/formats/Json.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <sstream>
@@ -53,72 +52,21 @@ private:
     bool first = true;
 };
 
-/// Visitor that fills the fields of a body.
-class FieldBuilder {
-public:
-    explicit FieldBuilder(const Json& source) : json(source) {}
-
-    template <typename T>
-    void operator()(const Field& field, T& value) {
-        const std::string name(field.name);
-        if (!json.contains(name)) throw Error("", "'" + name + "' is missing", "");
-        try {
-            FromJson(json.at(name), field.parts.data(), value);
-        } catch (const Error& error) {
-            throw Error("", name + ": " + error.what(), "");
+/// A text as JSON; bytes that are no UTF-8 as {"hex": "52756e"}, since nothing may be lost.
+Json LosslessJson(const std::string& text) {
+    try {
+        Json json(text);
+        [[maybe_unused]] const auto valid = json.dump();
+        return json;
+    } catch (const Json::type_error&) {
+        constexpr const char* digits = "0123456789abcdef";
+        std::string hex;
+        for (const char c : text) {
+            const auto byte = static_cast<unsigned char>(c);
+            hex += {digits[byte / 16U], digits[byte % 16U]};
         }
-        ++fields;
+        return {{"hex", hex}};
     }
-
-    std::size_t Fields() const { return fields; }
-
-private:
-    const Json& json;
-    std::size_t fields = 0;
-};
-
-template <typename Body>
-void BuildBody(const Json& json, Body& body) {
-    if (!json.is_object()) throw Error("", "a body is an object", "");
-    FieldBuilder builder(json);
-    Body::Visit(body, builder);
-    if (json.size() != builder.Fields()) throw Error("", "there are members that no field has", "");
-    if constexpr (std::is_same_v<Body, BlockedDOFListBody>) {
-        int expected = 0;
-        for (const auto& [number, block] : body.blocks) {
-            if (number != expected++) throw Error("", "blocks are numbered 0, 1, 2 ...", "");
-            const auto arrays = BlockedDOFListBody::Arrays(block);
-            const auto records = Records(*arrays[1], body.width2);
-            for (std::size_t k = 0; k < arrays.size(); ++k) {
-                const auto width = static_cast<std::size_t>(std::max(body.Widths()[k], 0));
-                const auto count = k == 4 ? records : Records(*arrays[k], body.Widths()[k]);
-                if (arrays[k]->size() != count * width)
-                    throw Error("", "block " + std::to_string(number) + " does not fit the widths",
-                                "");
-            }
-        }
-        constexpr int mostBlocks = 100000;
-        if (expected < 1 || expected > mostBlocks) throw Error("", "1 to 100000 blocks", "");
-    }
-}
-
-JsonHead ReadHead(const Json& document) {
-    const auto text = [&document](const char* name) {
-        if (!document.contains(name) || !document.at(name).is_string())
-            throw Error("", std::string("the text '") + name + "' is missing", "");
-        return document.at(name).get<std::string>();
-    };
-    JsonHead head{};
-    const std::string mode = text("mode");
-    if (mode != "text" && mode != "binary") throw Error("", "mode is text or binary", "");
-    head.text = mode == "text";
-    const auto kinds = KindsOfClass(text("class"));
-    head.kind =
-        document.contains("form") && text("form") == "blocked" ? kinds.back() : kinds.front();
-    if (document.contains("version")) head.version = text("version");
-    if (head.version && !Kinds()[head.kind].traits->versionLine)
-        throw Error("", "files of this class have no version", "Leave 'version' out.");
-    return head;
 }
 
 }  // namespace
@@ -153,7 +101,7 @@ void DumpJson(const ResultFile& file, std::ostream& out) {
     out << "{\n  \"class\": " << Json(file.ClassName()) << ",\n  \"mode\": " << Json(file.Mode());
     if (KindsOfClass(file.ClassName()).size() > 1)
         out << ",\n  \"form\": " << Json(file.Info().blocked ? "blocked" : "whole");
-    if (file.version) out << ",\n  \"version\": " << Json(*file.version);
+    if (file.version) out << ",\n  \"version\": " << LosslessJson(*file.version);
     out << ",\n  \"bodies\": [";
     const char* separator = "\n    {";
     ForEachBody(file, [&](const AnyBody& any, const Layout&) {
@@ -166,27 +114,8 @@ void DumpJson(const ResultFile& file, std::ostream& out) {
     out << (file.bodies.empty() ? "]\n}\n" : "\n  ]\n}\n");
 }
 
-void BuildFromJson(const Json& document, const std::function<void(const JsonHead&)>& begin,
-                   const std::function<void(const AnyBody&)>& take) {
-    if (!document.is_object()) throw Error("", "the document is not an object", "");
-    const JsonHead head = ReadHead(document);
-    if (!document.contains("bodies") || !document.at("bodies").is_array())
-        throw Error("", "the array 'bodies' is missing", "");
-    const Json& bodies = document.at("bodies");
-    const Kind& kind = Kinds()[head.kind];
-    if (!kind.Appends() && bodies.size() != 1)
-        throw Error("", "a file of this class has one body, not " + std::to_string(bodies.size()),
-                    "");
-    begin(head);
-    for (std::size_t i = 0; i < bodies.size(); ++i) {
-        AnyBody any = kind.make();
-        try {
-            std::visit([&](auto& body) { BuildBody(bodies[i], body); }, any);
-        } catch (const Error& error) {
-            throw Error("", "bodies[" + std::to_string(i) + "]: " + error.what(), "");
-        }
-        take(any);
-    }
+std::string ReportText(const Json& report) {
+    return report.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
 }
 
 }  // namespace fieldstore::tool

@@ -85,27 +85,30 @@ void PairFromJson(const Json& json, const Label* labels, T& value) {
     });
 }
 
+/// Adds an element to a container.
+template <typename T>
+void AddFromJson(const Json& element, const Label* labels, T& container) {
+    if constexpr (IsVector<T>::value) {
+        FromJson(element, labels, container.emplace_back());
+    } else if constexpr (IsSet<T>::value) {
+        typename T::value_type read{};
+        FromJson(element, labels, read);
+        if (!container.insert(read).second) throw Error("", element.dump() + " is there twice", "");
+    } else {
+        std::pair<typename T::key_type, typename T::mapped_type> read{};
+        FromJson(element, labels, read);
+        if (!container.insert(std::move(read)).second)
+            throw Error("", "an entry has the key of another one", "");
+    }
+}
+
 template <typename T>
 void FromJson(const Json& json, const Label* labels, T& value) {
     if constexpr (IsPair<T>::value) {
         PairFromJson(json, labels, value);
     } else if constexpr (kIsContainer<T>) {
         if (!json.is_array()) throw Error("", "an array is wanted", "");
-        for (const Json& element : json) {
-            if constexpr (IsVector<T>::value) {
-                FromJson(element, labels, value.emplace_back());
-            } else if constexpr (IsSet<T>::value) {
-                typename T::value_type read{};
-                FromJson(element, labels, read);
-                if (!value.insert(read).second)
-                    throw Error("", element.dump() + " is there twice", "");
-            } else {
-                std::pair<typename T::key_type, typename T::mapped_type> read{};
-                FromJson(element, labels, read);
-                if (!value.insert(std::move(read)).second)
-                    throw Error("", "an entry has the key of another one", "");
-            }
-        }
+        for (const Json& element : json) AddFromJson(element, labels, value);
     } else if constexpr (kIsComplex<T>) {
         if (!json.is_array() || json.size() != 2)
             throw Error("", "[real, imaginary] is wanted, not " + json.dump(), "");
@@ -119,6 +122,9 @@ void FromJson(const Json& json, const Label* labels, T& value) {
     }
 }
 
+/// The text of an answer for programs. What is no UTF-8, as file names may be, becomes U+FFFD.
+std::string ReportText(const Json& report);
+
 /// Writes a file's bodies as one JSON document, an entry of a field to a line, a body at a time.
 void DumpJson(const ResultFile& file, std::ostream& out);
 
@@ -128,8 +134,8 @@ struct JsonHead {
     bool text;
     std::optional<std::string> version;
 };
-/// Reads a document: `begin` gets its head, then `take` every body.
-void BuildFromJson(const Json& document, const std::function<void(const JsonHead&)>& begin,
+/// Reads a document: `begin` gets its head, then `take` every body. Raises what is wrong with it.
+void BuildFromJson(std::istream& document, const std::function<void(const JsonHead&)>& begin,
                    const std::function<void(const AnyBody&)>& take);
 
 }  // namespace fieldstore::tool

@@ -50,8 +50,7 @@ void Put(const CircuitMatricesBody& body, const FileSet& files) {
 
 template <typename Body>
 void Put(const Body& /*body*/, const FileSet& /*files*/) {
-    throw Error("", std::string("there is no mtx of ") + Body::Object::kTraits.name,
-                "fieldstore dump --help lists the formats of each class.");
+    RefuseClass<Body>("mtx");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "tool/Bodies.h"
+#include "tool/Error.h"
 
 namespace fieldstore::tool {
 
@@ -27,6 +28,12 @@ private:
     std::string directory;
     bool replace;
 };
+
+template <typename Body>
+[[noreturn]] void RefuseClass(const std::string& format) {
+    throw Error("", "there is no " + format + " of " + Body::Object::kTraits.name,
+                "fieldstore dump --help lists the formats of each class.");
+}
 
 // Each raises for a class that the format has no form for.
 void DumpCsv(const AnyBody& body, std::ostream& out);

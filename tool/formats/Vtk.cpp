@@ -94,8 +94,7 @@ void Put(const SolutionMetricsBody& body, std::ostream& out) {
 
 template <typename Body>
 void Put(const Body& /*body*/, std::ostream& /*out*/) {
-    throw Error("", std::string("there is no vtk of ") + Body::Object::kTraits.name,
-                "fieldstore dump --help lists the formats of each class.");
+    RefuseClass<Body>("vtk");
 }
 
 }  // namespace

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tool/Progress.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <optional>
+#include <system_error>
+
+#include "streams/Platform.h"
+#include "tool/Terminal.h"
+
+namespace fieldstore::tool {
+namespace fs = std::filesystem;
+namespace {
+
+using std::chrono::milliseconds;
+
+bool taken = false;  // by the outermost; of the main thread
+std::atomic<bool> drawn = false;
+
+/// The first bar comes after a second; who has seen one waits less for that of the next step.
+milliseconds Delay() {
+    constexpr milliseconds atFirst{1000}, later{200};
+    static const auto start = std::chrono::steady_clock::now();
+    if (const char* wanted = std::getenv("FIELDSTORE_PROGRESS_DELAY"))
+        return milliseconds(std::max(std::atol(wanted), 0L));
+    const auto passed = std::chrono::steady_clock::now() - start;
+    return std::max(later, std::chrono::duration_cast<milliseconds>(atFirst - passed));
+}
+
+/// How far into a file, or into what is to replace it, this process has got; nothing when it is not
+/// open, or on a system without these directories.
+std::optional<std::uint64_t> PositionIn(const std::string& path) {
+    std::error_code error;
+    for (fs::directory_iterator open("/proc/self/fd", error); !error && open != fs::end(open);
+         open.increment(error)) {
+        std::error_code closed;
+        const auto target = fs::read_symlink(open->path(), closed).string();
+        if (target != path && target.rfind(path + platform::kReplacementSuffix, 0) != 0) continue;
+        std::ifstream info("/proc/self/fdinfo/" + open->path().filename().string());
+        std::string name;
+        std::uint64_t position = 0;
+        if (info >> name >> position) return position;
+    }
+    return std::nullopt;
+}
+
+std::size_t ScreenWidth() {
+    constexpr std::size_t usual = 80;
+    winsize size{};
+    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;
+    return known ? size.ws_col : usual;
+}
+
+}  // namespace
+
+Progress::Progress(std::string what, const std::string& path, std::uint64_t total)
+    : title(std::move(what)), length(total) {
+    if (taken || isatty(STDERR_FILENO) == 0) return;
+    delay = Delay();
+    std::error_code none;
+    file = fs::weakly_canonical(path, none).string();
+    sigset_t all{}, before{};
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);  // signals are the main thread's
+    try {
+        thread = std::thread(&Progress::Run, this);
+        taken = true;
+    } catch (const std::system_error&) {
+        // Without a thread there is no bar, and the work goes on.
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+Progress::~Progress() {
+    if (!thread.joinable()) return;
+    {
+        const std::lock_guard lock(mutex);
+        done = true;
+    }
+    ended.notify_one();
+    thread.join();
+    taken = false;
+    Erase();
+}
+
+void Progress::Run() {
+    constexpr milliseconds step{200};
+    std::unique_lock lock(mutex);
+    const auto isDone = [this] { return done; };
+    if (delay.count() > 0 && ended.wait_for(lock, delay, isDone)) return;
+    do {
+        Draw();
+    } while (!ended.wait_for(lock, step, isDone));
+}
+
+void Progress::Draw() {
+    constexpr std::size_t cells = 30, leastTitle = 20, rest = cells + 10;
+    const std::size_t room = std::max(ScreenWidth(), rest + leastTitle) - rest;
+    // A line that wraps could not be erased; the end of a path tells most.
+    std::string line = title.size() <= room ? title : "..." + title.substr(title.size() - room + 3);
+    if (length == 0) {
+        const auto time = std::chrono::steady_clock::now() - begin;
+        line += ", " + ReadableTime(std::chrono::duration_cast<std::chrono::seconds>(time));
+    } else {
+        position = std::min(PositionIn(file).value_or(position), length);
+        const double part = static_cast<double>(position) / static_cast<double>(length);
+        const auto full = static_cast<std::size_t>(part * cells);
+        line += " [" + std::string(full, '#') + std::string(cells - full, '.') + "] " +
+                std::to_string(static_cast<int>(part * 100)) + " %";
+    }
+    drawn = true;
+    std::cerr << '\r' + line + "\033[K" << std::flush;
+}
+
+void Progress::Erase() {
+    constexpr char sequence[] = "\r\033[K";
+    if (!drawn.exchange(false)) return;
+    [[maybe_unused]] const auto written = write(STDERR_FILENO, sequence, sizeof sequence - 1);
+}
+
+Progress::Silence::Silence() : wasShown(!taken) {
+    taken = true;
+}
+
+Progress::Silence::~Silence() {
+    if (wasShown) taken = false;
+}
+
+}  // namespace fieldstore::tool

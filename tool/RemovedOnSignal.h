@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_TOOL_REMOVED_ON_SIGNAL_H
+#define FIELDSTORE_TOOL_REMOVED_ON_SIGNAL_H
+
+#include <csignal>
+#include <string>
+
+namespace fieldstore::tool {
+
+/// Sees to it that the usual signals to end remove the files that the objects below name.
+void RemoveFilesOnSignals();
+
+/// A file that does not outlive the program: a signal that ends it removes the file first.
+class RemovedOnSignal {
+public:
+    /// The path must stay where it is and as it is while the object lives.
+    explicit RemovedOnSignal(const std::string& path);
+    ~RemovedOnSignal();
+    RemovedOnSignal(const RemovedOnSignal&) = delete;
+    RemovedOnSignal& operator=(const RemovedOnSignal&) = delete;
+
+private:
+    std::size_t slot;
+};
+
+/// Makes those signals wait, as between making a file and naming it above.
+class HeldSignals {
+public:
+    HeldSignals();
+    ~HeldSignals();
+    HeldSignals(const HeldSignals&) = delete;
+    HeldSignals& operator=(const HeldSignals&) = delete;
+
+private:
+    sigset_t before{};
+};
+
+}  // namespace fieldstore::tool
+
+#endif
