@@ -34,3 +34,11 @@ build_preset() {
   cmake --preset "$preset" "$@" >/dev/null
   cmake --build --preset "$preset"
 }
+
+# The same for the hosts of the campaigns alone.
+build_campaigns() {
+  local preset=$1
+  shift
+  cmake --preset "$preset" -DFIELDSTORE_BUILD_CAMPAIGNS=ON "$@" >/dev/null
+  cmake --build --preset "$preset" --target campaigns >/dev/null
+}
