@@ -12,8 +12,9 @@
 namespace {
 
 std::vector<std::string> FilesOf(const std::string& path) {
-    if (!std::filesystem::is_directory(path)) return {path};
     std::vector<std::string> files;
+    if (!std::filesystem::exists(path)) return files;  // a target that has never found anything
+    if (!std::filesystem::is_directory(path)) return {path};
     for (const auto& entry : std::filesystem::recursive_directory_iterator(path))
         if (entry.is_regular_file()) files.push_back(entry.path().string());
     return files;

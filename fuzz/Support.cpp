@@ -142,9 +142,14 @@ void RequireStable(IPOBase& object, const Kind& kind) {
     Require(Load(*again, file, false) == 0, "what was stored in binary loads");
     Require(Stored(*again, false) == file.Content(), "a binary file keeps the data");
 
-    file.Fill("");
-    Require(Commit(object, file, true) == 0, "what was loaded can be stored in text");
-    Require(Load(*samples::New(kind.name), file, true) == 0, "what was stored in text loads");
+    const auto text = Stored(object, true);
+    Require(text.has_value(), "what was loaded can be stored in text");
+    file.Fill(*text);
+    Require(Load(*again, file, true) == 0, "what was stored in text loads");
+    Require(Stored(*again, true) == text, "text that was loaded is stored as the same text");
+
+    const auto copy = samples::New(kind.name);
+    Require(copy->CopyFrom(again) == 0 && Stored(*copy, false), "what was loaded can be copied");
 }
 
 }  // namespace fieldstore::fuzz

@@ -70,8 +70,8 @@ std::optional<std::string> Stored(IPOBase& object, bool text);
 
 /// Calls the getters of an object whose data came from a file.
 void UseLoaded(IPOBase& object);
-/// Requires that an object that was loaded can be stored and loaded again in both modes, with the
-/// same data in binary.
+/// Requires that an object that was loaded can be stored and loaded again in both modes without a
+/// change, and copied.
 void RequireStable(IPOBase& object, const Kind& kind);
 
 }  // namespace fieldstore::fuzz

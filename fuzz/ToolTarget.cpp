@@ -47,15 +47,31 @@ void RequireSameAfterBuild(const std::string& file, const Words& classOption) {
         return RunTool(With({"dump", from, "-o", directory / to}, classOption));
     };
     if (dump(file, "first.json") != 0) return;
-    const Words build{"build", directory / "first.json", "-o", directory / "built", "--unchecked",
-                      "--to"};
-    Require(RunTool(With(build, {"text", "--force"})) <= 2, "a build ends");
-    Require(RunTool(With(build, {"binary", "--force"})) == 0, "a dump is built");
+    const Words build{
+        "build", directory / "first.json", "-o", directory / "built", "--unchecked", "--to",
+        "text"};
+    RunTool(build);
+    Words binary = build;
+    binary.back() = "binary";
+    Require(RunTool(With(binary, {"--force"})) == 0, "a dump is built");
     Require(dump(directory / "built", "second.json") == 0, "what was built is dumped");
     auto first = ReadFile(directory / "first.json");
-    const auto text = first.find("\"mode\": \"text\"");
-    if (text != std::string::npos) first.replace(text, 14, "\"mode\": \"binary\"");
+    const std::string textMode = "\"mode\": \"text\"", binaryMode = "\"mode\": \"binary\"";
+    const auto mode = first.find(textMode);
+    if (mode < first.find("bodies")) first.replace(mode, textMode.size(), binaryMode);
     Require(first == ReadFile(directory / "second.json"), "a dump is the same after a build");
+}
+
+/// What must hold of the output of a command, which has succeeded; the class is known.
+void RequireSoundOutput(const Words& command, const std::string& in, const std::string& out,
+                        const Words& classOption) {
+    if (command == Words{"dump"}) return RequireSameAfterBuild(in, classOption);
+    if (command.front() == "repair")
+        Require(RunTool(With({"check", out}, classOption)) != 2, "a repaired file is read");
+    // Text has 16 digits, so what is stored in it may be a little different.
+    if (command.front() == "compact" || command.front() == "convert")
+        Require(RunTool(With({"diff", in, out, "--rtol", "1e-14"}, classOption)) == 0,
+                "a compacted or converted file has the same data");
 }
 
 }  // namespace
@@ -70,39 +86,31 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Words& command = kCommands[input.Byte() % kCommands.size()];
     const auto& names = samples::ClassNames();
     const std::size_t chosen = input.Byte() % (2 * names.size() + 1);
-    Words classOption;
-    std::string name = "file.dat";
-    if (chosen < names.size())
-        name = samples::New(names[chosen])->GetFileName();
-    else if (chosen < 2 * names.size())
-        classOption = {"--class", names[chosen - names.size()]};
+    const bool named = chosen < names.size(), classKnown = chosen < 2 * names.size();
+    const std::string& className = names[chosen % names.size()];
+    const std::string in =
+        directory / (named ? samples::New(className)->GetFileName() : std::string("file.dat"));
+    const std::string out = directory / "out";
 
     const std::string& action = command.front();
-    Words paths{directory / name};
+    Words words = With(command, {in});
     if (action == "merge" || action == "diff") {
         const std::size_t cut = input.Number() % (input.Rest().size() + 1);
-        paths.push_back(directory / "other.dat");
-        WriteFile(paths.back(), input.Rest().substr(cut));
-        WriteFile(paths.front(), input.Rest().substr(0, cut));
+        words.push_back(directory / "other.dat");
+        WriteFile(words.back(), input.Rest().substr(cut));
+        WriteFile(in, input.Rest().substr(0, cut));
     } else {
-        WriteFile(paths.front(), input.Rest());
+        WriteFile(in, input.Rest());
     }
-    Words words = With(command, paths);
-    const std::string out = directory / "out";
     const bool reports = action == "ls" || action == "check" || action == "show" ||
-                         action == "diff" || words == Words{"dump", paths.front()};
+                         action == "diff" || command == Words{"dump"};
     if (!reports) words = With(words, {"-o", out});
-    const int status = RunTool(With(words, classOption));
-
-    if (action == "check") RunTool(With({"check", "--json", paths.front()}, classOption));
-    if (action == "repair" && status == 0)
-        Require(RunTool(With({"check", out}, {"--class", names[0]})) <= 2,
-                "a repaired file is read");
-    if (command == Words{"dump"} && !classOption.empty() && status == 0) {
-        const std::string& className = classOption.back();
-        const bool mayLookVersioned =
-            className == "POBinaryTree" || className == "POSolutionMetrics";
-        if (!mayLookVersioned) RequireSameAfterBuild(paths.front(), classOption);
-    }
+    const Words classOption{"--class", className};
+    const int status = RunTool(classKnown && !named ? With(words, classOption) : words);
+    if (action == "check") RunTool({"check", "--json", in});
+    // Without a version line of its own a file of these classes may look as if it had one.
+    const bool mayLookVersioned = className == "POBinaryTree" || className == "POSolutionMetrics";
+    if (status == 0 && classKnown && !mayLookVersioned)
+        RequireSoundOutput(command, in, out, classOption);
     return 0;
 }
