@@ -78,8 +78,17 @@ void ReadEach(Stream& stream, std::uint64_t count, Take take) {
 }
 
 /// Vectors up to this size are resized at once; larger ones grow as data arrive, so that a false
-/// count costs little memory.
+/// count costs little memory. Raw values beyond `kReadDirectly` go by way of the buffer.
+///
+/// Under a fuzzer the limits are small: the short inputs that it tries then reach the code for
+/// large vectors, and a false count costs it no time.
+#ifdef FIELDSTORE_FUZZING
+inline constexpr std::uint64_t kResizedAtOnce = std::uint64_t{4} << 10;  // bytes
+inline constexpr std::uint64_t kReadDirectly = std::uint64_t{1} << 8;    // bytes
+#else
 inline constexpr std::uint64_t kResizedAtOnce = std::uint64_t{64} << 20;  // bytes
+inline constexpr std::uint64_t kReadDirectly = std::uint64_t{1} << 20;    // bytes
+#endif
 
 /// The elements of a vector that go one by one.
 template <typename Stream, typename T>
@@ -109,12 +118,12 @@ void ReadElements(Stream& stream, std::vector<T>& value, std::uint64_t count) {
 
 template <typename Stream, typename T>
 void ReadContainer(Stream& stream, std::vector<T>& value) {
-    constexpr std::uint64_t direct = std::uint64_t{1} << 20;  // bytes
     const std::uint64_t count = ReadLimitedCount(stream);
     if constexpr (IsRawType<T>) {
         if (!stream.IsTextMode()) {
             if (stream.EndsWithEmptyVector(count)) return value.clear();
-            if (count > direct / sizeof(T)) return stream.ReadLarge(value, count, kResizedAtOnce);
+            if (count > kReadDirectly / sizeof(T))
+                return stream.ReadLarge(value, count, kResizedAtOnce);
             value.resize(static_cast<std::size_t>(count));
             return stream.ReadRaw(value.data(), count * sizeof(T));
         }

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fuzz/ToolSupport.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <sstream>
+#include <streambuf>
+
+#include "fuzz/Support.h"
+#include "tool/Commands.h"
+
+namespace fieldstore::fuzz {
+namespace fs = std::filesystem;
+namespace {
+
+/// Takes everything and keeps nothing.
+class Nowhere : public std::streambuf {
+protected:
+    int overflow(int c) override { return c == EOF ? 0 : c; }
+    std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
+};
+
+/// Silences a stream for a scope.
+class Silence {
+public:
+    explicit Silence(std::ostream& silenced)
+        : stream(silenced), previous(silenced.rdbuf(&nowhere)) {}
+    ~Silence() { stream.rdbuf(previous); }
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
+
+private:
+    Nowhere nowhere;
+    std::ostream& stream;
+    std::streambuf* previous;
+};
+
+using Add = void (*)(CLI::App&, tool::Action&);
+const std::map<std::string, Add>& Commands() {
+    using namespace tool;
+    static const std::map<std::string, Add> commands{
+        {"ls", &AddLs},           {"show", &AddShow},       {"dump", &AddDump},
+        {"build", &AddBuild},     {"check", &AddCheck},     {"repair", &AddRepair},
+        {"compact", &AddCompact}, {"convert", &AddConvert}, {"merge", &AddMerge},
+        {"diff", &AddDiff}};
+    return commands;
+}
+
+}  // namespace
+
+WorkDirectory::WorkDirectory() {
+    std::string name = (fs::temp_directory_path() / "fieldstore-fuzz-XXXXXX").string();
+    Require(mkdtemp(name.data()) != nullptr, "a directory can be made");
+    path = name + "/";
+    setenv("TMPDIR", name.c_str(), 1);
+}
+
+WorkDirectory::~WorkDirectory() {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+}
+
+void WorkDirectory::Empty() const {
+    for (const auto& entry : fs::directory_iterator(path)) fs::remove_all(entry.path());
+}
+
+void WriteFile(const std::string& path, std::string_view content) {
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+int RunTool(const std::vector<std::string>& arguments) {
+    const Silence results(std::cout), talk(std::cerr);
+    CLI::App program;
+    tool::Action action;
+    Commands().at(arguments.front())(program, action);
+    // CLI11 wants the arguments in reverse.
+    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+    program.parse(reversed);
+    try {
+        const int status = action();
+        Require(status >= tool::kDone && status <= tool::kTrouble, "a status is one of three");
+        return status;
+    } catch (const std::exception&) {
+        return tool::kTrouble;  // as main() has it
+    }
+}
+
+}  // namespace fieldstore::fuzz

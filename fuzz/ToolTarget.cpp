@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <array>
+#include <string>
+#include <vector>
+
+#include "fuzz/Support.h"
+#include "fuzz/ToolSupport.h"
+#include "tests/samples.h"
+
+using namespace fieldstore::fuzz;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+// What is put between the command and its file.
+const std::array<Words, 15> kCommands{{{"ls"},
+                                       {"check"},
+                                       {"show", "--full"},
+                                       {"show", "--frequency", "1000000000", "--port", "1"},
+                                       {"dump"},
+                                       {"dump", "--format", "csv"},
+                                       {"dump", "--format", "npy"},
+                                       {"dump", "--format", "mtx"},
+                                       {"dump", "--format", "vtk"},
+                                       {"repair"},
+                                       {"compact"},
+                                       {"convert", "--to", "text"},
+                                       {"convert", "--to", "binary"},
+                                       {"merge"},
+                                       {"diff"}}};
+
+const WorkDirectory& Directory() {
+    static const WorkDirectory directory;
+    return directory;
+}
+
+Words With(Words words, const Words& more) {
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
+/// A dump that is built again and dumped again is the same text.
+void RequireSameAfterBuild(const std::string& file, const Words& classOption) {
+    const auto& directory = Directory();
+    const auto dump = [&](const std::string& from, const std::string& to) {
+        return RunTool(With({"dump", from, "-o", directory / to}, classOption));
+    };
+    if (dump(file, "first.json") != 0) return;
+    const Words build{
+        "build", directory / "first.json", "-o", directory / "built", "--unchecked", "--to",
+        "text"};
+    RunTool(build);
+    Words binary = build;
+    binary.back() = "binary";
+    Require(RunTool(With(binary, {"--force"})) == 0, "a dump is built");
+    Require(dump(directory / "built", "second.json") == 0, "what was built is dumped");
+    auto first = ReadFile(directory / "first.json");
+    const std::string textMode = "\"mode\": \"text\"", binaryMode = "\"mode\": \"binary\"";
+    const auto mode = first.find(textMode);
+    if (mode < first.find("bodies")) first.replace(mode, textMode.size(), binaryMode);
+    Require(first == ReadFile(directory / "second.json"), "a dump is the same after a build");
+}
+
+/// What must hold of the output of a command, which has succeeded; the class is known.
+void RequireSoundOutput(const Words& command, const std::string& in, const std::string& out,
+                        const Words& classOption) {
+    if (command == Words{"dump"}) return RequireSameAfterBuild(in, classOption);
+    if (command.front() == "repair")
+        Require(RunTool(With({"check", out}, classOption)) != 2, "a repaired file is read");
+    // Text has 16 digits, so what is stored in it may be a little different.
+    if (command.front() == "compact" || command.front() == "convert")
+        Require(RunTool(With({"diff", in, out, "--rtol", "1e-14"}, classOption)) == 0,
+                "a compacted or converted file has the same data");
+}
+
+}  // namespace
+
+// Runs a command of the tool on a file. The first byte chooses the command, the second one how the
+// class is told: by the file's name, by an option, or not at all. For two files, two more bytes say
+// where the rest is cut.
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    Input input(data, size);
+    const auto& directory = Directory();
+    directory.Empty();
+    const Words& command = kCommands[input.Byte() % kCommands.size()];
+    const auto& names = samples::ClassNames();
+    const std::size_t chosen = input.Byte() % (2 * names.size() + 1);
+    const bool named = chosen < names.size(), classKnown = chosen < 2 * names.size();
+    const std::string& className = names[chosen % names.size()];
+    const std::string in =
+        directory / (named ? samples::New(className)->GetFileName() : std::string("file.dat"));
+    const std::string out = directory / "out";
+
+    const std::string& action = command.front();
+    Words words = With(command, {in});
+    if (action == "merge" || action == "diff") {
+        const std::size_t cut = input.Number() % (input.Rest().size() + 1);
+        words.push_back(directory / "other.dat");
+        WriteFile(words.back(), input.Rest().substr(cut));
+        WriteFile(in, input.Rest().substr(0, cut));
+    } else {
+        WriteFile(in, input.Rest());
+    }
+    const bool reports = action == "ls" || action == "check" || action == "show" ||
+                         action == "diff" || command == Words{"dump"};
+    if (!reports) words = With(words, {"-o", out});
+    const Words classOption{"--class", className};
+    const int status = RunTool(classKnown && !named ? With(words, classOption) : words);
+    if (action == "check") RunTool({"check", "--json", in});
+    // Without a version line of its own a file of these classes may look as if it had one.
+    const bool mayLookVersioned = className == "POBinaryTree" || className == "POSolutionMetrics";
+    if (status == 0 && classKnown && !mayLookVersioned)
+        RequireSoundOutput(command, in, out, classOption);
+    return 0;
+}
