@@ -112,8 +112,6 @@ struct Worst {
 
 class Trial {
 public:
-    Trial() : file() {}
-
     void Load(const SampleFile& like, std::string content, const std::string& what) {
         content.resize(std::min(content.size(), kSize));
         file.Fill(content);

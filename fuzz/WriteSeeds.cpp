@@ -90,7 +90,8 @@ int main(int count, char** arguments) {
     SeedTool(dofList, blocked, blocked, false);
     SeedJson(blocked, "PODOFList", work);
     Seed("block", Byte(0) + Number(1), blocked);
-    Seed("block", Byte(1), blocked.substr(header, 8 + 2 * 24));
+    constexpr std::size_t index = 8 + 2 * (6 + 8);  // two bookmarks with names of 6 bytes
+    Seed("block", Byte(1), blocked.substr(header, index));
     for (std::size_t choice = 0; choice < 4; ++choice) Seed("block", Byte(2) + Byte(choice), "v 1");
     std::cout << written << " seeds\n";
     return 0;
