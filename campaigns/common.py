@@ -20,7 +20,8 @@ DEFAULT_MODE = {"POModeInfo": "text", "POPortCircuitDOFs": "text"}
 def parser(description):
     """The options that every driver has."""
     options = argparse.ArgumentParser(description=description)
-    options.add_argument("--build", type=pathlib.Path, default=ROOT / "build/release",
+    options.add_argument("--build", type=lambda path: pathlib.Path(path).resolve(),
+                         default=ROOT / "build/release",
                          help="the build directory of the hosts and the tool")
     options.add_argument("--short", action="store_true", help="the form for every change")
     options.add_argument("--seed", type=int, default=1, help="of everything random")
