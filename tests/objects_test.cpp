@@ -814,20 +814,21 @@ TEST(DOFList, StoresNoBlocksThatItCouldNotReadBack) {
     struct Case {
         const char* what;
         Ints record;  // of kind 2
-        int extraWidth, extraEntries;
+        int extraWidth;
+        Ints extra;
         int result;
     };
-    const Case cases[] = {{"three blocks", {4, 1, 2}, 0, 0, 0},
-                          {"an extra entry each", {4, 1, 2}, 1, 1, 0},
-                          {"an extra entry too few", {4, 1, 2}, 2, 1, 1},
-                          {"more blocks than names", {200'000, 1, 2}, 0, 0, 1}};
+    const Case cases[] = {{"three blocks", {4, 1, 2}, 0, {}, 0},
+                          {"an extra entry each", {4, 1, 2}, 1, {7}, 0},
+                          {"an extra entry too few", {4, 1, 2}, 2, {7}, 1},
+                          {"more blocks than names", {200'000, 1, 2}, 0, {}, 1}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         Object<IPODOFList> list;
-        list->SetExtraWidth(c.extraEntries);
+        list->SetExtraWidth(static_cast<int>(c.extra.size()));
         list->SetSelectedBlock(-1);
         ASSERT_EQ(list->SetRecords(1, 0, {}, {3, 3, 3, 3}, 0, From({}), 0, From({c.record}), 0,
-                                   From({}), 0, From({c.record}), Ints(c.extraEntries)),
+                                   From({}), 0, From({c.record}), c.extra),
                   0);
         list->SetExtraWidth(c.extraWidth);
         EXPECT_EQ(list.Store(), c.result);

@@ -489,9 +489,10 @@ TEST(Bookmarks, NeedAStreamThatWritesAndAName) {
     ASSERT_EQ(probe.CreateStorageInterface(IPOBase::eWriteDefault, false), 0);
     probe.whileWriting = [&] {
         EXPECT_EQ(Raised([&] { probe.SetBookmark("", 0); }), "Bookmark name is empty.");
-        for (const auto& [entries, width] : {std::pair(0, 3), {1, 0}}) {
-            EXPECT_EQ(Raised([&] { probe.SerializeIndex(IStreamer::eWrite, entries, width); }),
-                      "Invalid parameters for index.");
+        for (const auto& size : {std::pair(0, 3), {1, 0}}) {
+            EXPECT_EQ(
+                Raised([&] { probe.SerializeIndex(IStreamer::eWrite, size.first, size.second); }),
+                "Invalid parameters for index.");
         }
     };
     EXPECT_EQ(probe.Commit(true), 0);
