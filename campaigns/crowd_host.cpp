@@ -126,7 +126,7 @@ int Read(const std::vector<std::string>& words) {
         const auto before = Acknowledged(words.at(4));
         const auto object = campaigns::Open(name, words.at(3), words.at(2) == "text", false, false);
         if (object->Load() != 0) {
-            ++failed;
+            if (!before.empty()) ++failed;  // else there need not be a file yet
             continue;
         }
         const auto keys = campaigns::Keys(*object);

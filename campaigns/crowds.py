@@ -4,7 +4,7 @@
 
 A load that gives 0 must have every value right and every body that was acknowledged before it began;
 one that meets a body being appended may fail. A file that is replaced loads at every moment. Give
-directories on other file systems, of a network say, to try them as well.
+directories on other file systems, of a network say, to try those, where a renaming may take a moment.
 """
 import pathlib
 import subprocess
@@ -18,8 +18,8 @@ PATIENCE = 600  # seconds for a file
 HOST = ""
 
 
-def crowd(report, parent, name, mode, size, writers, commits):
-    """Runs the crowd on a new file in `parent`."""
+def crowd(report, parent, atomic, name, mode, size, writers, commits):
+    """Runs the crowd on a new file in `parent`. `atomic` is whether a renaming there is."""
     directory = common.scratch(parent)
     data, stop, acknowledged = directory / "FILE.dat", directory / "stop", directory / "acknowledged"
     where = f"{name} {mode} in {parent}, {writers} writers"
@@ -57,6 +57,8 @@ def crowd(report, parent, name, mode, size, writers, commits):
             kind = "appended to" if name in common.APPENDING else "replaced"
             report.count(f"loads of whole bodies from a file being {kind}", whole)
             report.count(f"failed loads of a file being {kind}", failed)
+            if failed and kind == "replaced" and atomic:
+                report.fault("a file that is replaced does not load at some moment", where)
         check(report, where, name, mode, data, each * writers)
     finally:
         for process in running:
@@ -100,7 +102,8 @@ def main():
     for place in places:
         for name, mode, size in kinds:
             for writers in (8,) if arguments.short else (2, 8, 14):
-                crowd(report, place, name, mode, size, writers, commits)
+                crowd(report, place, not arguments.directories, name, mode, size, writers,
+                      commits)
     return report.close()
 
 

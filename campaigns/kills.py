@@ -155,7 +155,7 @@ class Crowd:
         if result != 0:
             self.report.count("torn tails left behind")
             keys = self.keys_after_repair()
-        self.found = keys
+        self.found |= keys
         if self.appends and not keys >= acknowledged:
             self.fault("acknowledged commits are lost", f"{len(acknowledged - keys)} of them")
 
@@ -245,13 +245,13 @@ def main():
     global HOST, TOOL
     _, HOST, TOOL = common.programs(arguments.build)
     report = common.Report("Killed writers", arguments)
-    kinds = [("POModeInfo", "text", 120000), ("POModeInfo", "binary", 120000),
+    kinds = [("POModeInfo", "text", 40000), ("POModeInfo", "binary", 120000),
              ("POCircuitMatrices", "binary", 120000), ("POAssemblyInfo", "binary", 120000),
              ("POSolutionMetrics", "binary", 0), ("POMeshTree", "binary", 60000),
              ("POMeshTree", "text", 60000)]
     commits, rounds = 1000, arguments.rounds
     if arguments.short:
-        kinds, commits, rounds = [kinds[0], kinds[2], kinds[5]], 160, 1
+        kinds, commits, rounds = [kinds[0], kinds[2], kinds[5]], 400, 1
     kinds = [kind for kind in kinds if re.search(arguments.only, f"{kind[0]} {kind[1]}")]
     for number in range(rounds):
         for name, mode, size in kinds:
