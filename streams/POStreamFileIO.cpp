@@ -84,10 +84,9 @@ POStreamFileIO::FileBefore POStreamFileIO::LookBefore(bool append) const {
     std::error_code error;
     const auto type = std::filesystem::status(identifier, error).type();
     if (type == std::filesystem::file_type::not_found) return {false, 0};
-    if (!append) return {};  // also when nobody can tell whether there is a file
-    const auto length = std::filesystem::file_size(identifier, error);
-    if (error) return {};
-    return {true, static_cast<std::int64_t>(length)};
+    if (!append || type != std::filesystem::file_type::regular) return {};
+    // Raises when it cannot be told: nothing is appended that could not be taken back.
+    return {true, static_cast<std::int64_t>(std::filesystem::file_size(identifier))};
 }
 
 void POStreamFileIO::OpenForWriting(bool append) {

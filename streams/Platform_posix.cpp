@@ -45,9 +45,17 @@ private:
     int number = -1;
 };
 
-bool IsOwnPlainFile(const struct stat& file, const std::string& path) {
-    return S_ISREG(file.st_mode) && file.st_nlink == 1 && file.st_uid == geteuid() &&
-           faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
+/// Whether trying again is of no use, unlike after an error of the disk.
+bool IsForbidden(int reason) {
+    return reason == EACCES || reason == EPERM || reason == EROFS || reason == ENAMETOOLONG;
+}
+
+bool IsOwnPlainFile(const struct stat& file) {
+    return S_ISREG(file.st_mode) && file.st_nlink == 1 && file.st_uid == geteuid();
+}
+
+bool IsWritable(const std::string& path) {
+    return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
 }
 
 bool GivePermissionsOf(const struct stat& file, int descriptor) {
@@ -60,8 +68,10 @@ bool GivePermissionsOf(const struct stat& file, int descriptor) {
     return fchmod(descriptor, file.st_mode & permissions) == 0;
 }
 
-bool TakesNoNewFile(int reason) {
-    return reason == EACCES || reason == EPERM || reason == EROFS || reason == ENAMETOOLONG;
+/// What CreateBeside() gives after an error: "" to write in place, or nothing to try again.
+std::optional<std::string> InPlaceWhenForbidden(int reason) {
+    if (IsForbidden(reason)) return "";
+    return std::nullopt;
 }
 
 // POSIX opens in shared mode anyway. A signal may interrupt the opening of a file on a network.
@@ -79,7 +89,8 @@ void OpenUninterrupted(File& file, const std::string& path, std::ios::openmode m
 bool CreateExclusively(const std::string& path, std::string_view content) {
     Descriptor file(path, O_WRONLY | O_CREAT | O_EXCL);
     if (!file.IsOpen()) return false;
-    if (file.Write(content) && file.Close()) return true;
+    // Without content the name is all there is to it.
+    if (content.empty() || (file.Write(content) && file.Close())) return true;
     unlink(path.c_str());
     return false;
 }
@@ -87,18 +98,20 @@ bool CreateExclusively(const std::string& path, std::string_view content) {
 std::optional<std::string> CreateBeside(const std::string& target) {
     struct stat existing {};
     const bool exists = lstat(target.c_str(), &existing) == 0;
-    if (exists && !IsOwnPlainFile(existing, target)) return "";
+    if (!exists && errno != ENOENT) return InPlaceWhenForbidden(errno);
+    if (exists && !IsOwnPlainFile(existing)) return "";
+    if (exists && !IsWritable(target)) return InPlaceWhenForbidden(errno);
     constexpr int attempts = 100;  // the names are taken by what processes that died left behind
     for (int attempt = 0; attempt < attempts; ++attempt) {
         std::string path = target + kReplacementSuffix + std::to_string(getpid());
         if (attempt > 0) path += "-" + std::to_string(attempt);
         const Descriptor file(path, O_WRONLY | O_CREAT | O_EXCL);
         if (!file.IsOpen() && errno == EEXIST) continue;
-        if (!file.IsOpen() && TakesNoNewFile(errno)) return "";
-        if (!file.IsOpen()) return std::nullopt;
+        if (!file.IsOpen()) return InPlaceWhenForbidden(errno);
         if (!exists || GivePermissionsOf(existing, file.Number())) return path;
+        const int reason = errno;
         unlink(path.c_str());
-        return "";
+        return InPlaceWhenForbidden(reason);
     }
     return "";
 }

@@ -41,8 +41,9 @@ std::optional<std::string> CreateBeside(const std::string& target) {
         return "";
     constexpr int attempts = 100;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        const std::string path =
-            target + kReplacementSuffix + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(attempt);
+        const std::string path = target + kReplacementSuffix +
+                                 std::to_string(GetCurrentProcessId()) + "-" +
+                                 std::to_string(attempt);
         if (CreateExclusively(path)) return path;
         if (GetLastError() == ERROR_ACCESS_DENIED) return "";
         if (GetLastError() != ERROR_FILE_EXISTS) return std::nullopt;
