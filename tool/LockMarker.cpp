@@ -8,8 +8,10 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include "core/SideFiles.h"
+#include "streams/POWindowsFileLocker.h"
 #include "streams/Platform.h"
 #include "tool/Error.h"
 #include "tool/Terminal.h"
@@ -43,10 +45,23 @@ HeldLock::HeldLock(const std::string& dataPath) : marker(LockPathFor(dataPath)) 
                 "Wait for it, or, when none is left, run: fieldstore unlock " + dataPath);
 }
 
+void HeldLock::Release() {
+    const std::string held = std::exchange(marker, "");
+    try {
+        POWindowsFileLocker(held, [] {
+            return std::string();
+        }).Unlock();  // which tries long enough
+    } catch (const std::runtime_error& error) {
+        throw Error(held, error.what(), "Remove it by hand, or nobody can write.");
+    }
+}
+
 HeldLock::~HeldLock() {
-    if (unlink(marker.c_str()) != 0 && errno != ENOENT)
-        Say(marker + ": the lock cannot be removed: " + std::strerror(errno) +
-            "\n  Remove it by hand, or nobody can write.");
+    try {
+        if (!marker.empty()) Release();
+    } catch (const Error& error) {
+        Say(error.what());  // another error is on its way
+    }
 }
 
 }  // namespace fieldstore::tool

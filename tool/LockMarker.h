@@ -27,8 +27,11 @@ public:
     HeldLock(const HeldLock&) = delete;
     HeldLock& operator=(const HeldLock&) = delete;
 
+    /// Gives the lock back; raises when that fails, as nobody could write any more.
+    void Release();
+
 private:
-    std::string marker;
+    std::string marker;  // empty once it was given back
     std::optional<RemovedOnSignal> removal;
 };
 

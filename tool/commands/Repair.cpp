@@ -151,6 +151,7 @@ int RunRepair(const RepairOptions& options) {
     else
         PrintOutcome(file, outcome);
     if (!outcome.loads) Say("a host cannot load what was kept; fieldstore check tells why");
+    if (lock) lock->Release();
     return kDone;
 }
 
