@@ -19,9 +19,10 @@ bool CreateExclusively(const std::string& path, std::string_view content = {});
 inline constexpr char kReplacementSuffix[] = ".new";
 
 /// Creates an empty file beside `target`, with its permissions, that is to be renamed over it, and
-/// returns its path: `target` with kReplacementSuffix and numbers added. "" when `target` can only be written
-/// in place: it is no plain file, belongs to someone else, has several names, may not be written,
-/// or its directory takes no new file. Nothing when the attempt failed and may succeed later.
+/// returns its path: `target` with kReplacementSuffix and numbers added. "" when `target` can only
+/// be written in place: it is no plain file, belongs to someone else, has several names, may not be
+/// written, or its directory takes no new file. Nothing when the attempt failed and may succeed
+/// later.
 std::optional<std::string> CreateBeside(const std::string& target);
 
 /// Appends to a file, which is created when it is missing. Refuses links, files with several names
