@@ -539,6 +539,7 @@ def tool_checkers(report, base, short):
     document = made.run([TOOL, "dump", "{dir}/modeinfo.dat"]).output.encode()
     modes, out = {"modeinfo.dat": content}, ["-o", "{dir}/out", "--force"]
     commands = [
+        ("ls", ["ls", "{dir}/modeinfo.dat"], modes),
         ("check", ["check", "{dir}/modeinfo.dat"], modes),
         ("repair -o", ["repair", "{dir}/solutiondata.dat", *out], {"solutiondata.dat": torn}),
         ("repair --in-place", ["repair", "{dir}/solutiondata.dat", "--in-place"],
@@ -555,14 +556,13 @@ def tool_checkers(report, base, short):
          {"circuitmatrices.dat": matrices}),
         ("repair of a large file", ["repair", "{dir}/circuitmatrices.dat", *out],
          {"circuitmatrices.dat": matrices}),
-        ("ls", ["ls", "{dir}/modeinfo.dat"], modes),
         ("show", ["show", "{dir}/modeinfo.dat"], modes),
         ("diff", ["diff", "{dir}/modeinfo.dat", "{dir}/other.dat", "--class", "POModeInfo"],
          {**modes, "other.dat": content}),
         ("convert upon an old output", ["convert", "{dir}/modeinfo.dat", "--to", "binary", *out],
          {**modes, "out": b"old"}),
     ]
-    for title, words, before in commands[:10] if short else commands:
+    for title, words, before in commands[:11] if short else commands:
         yield ToolChecker(report, directory(), title, words, before)
 
 

@@ -14,7 +14,12 @@ namespace fieldstore {
 namespace fs = std::filesystem;
 
 bool AppendMark::Stands() const {
-    return fs::exists(fs::symlink_status(path));
+    std::error_code error;
+    const auto type = fs::symlink_status(path, error).type();
+    // Data whose name leaves no room for the ending are appended to without a mark.
+    if (error == std::errc::filename_too_long) return false;
+    if (type == fs::file_type::none) throw fs::filesystem_error("exists", path, error);
+    return type != fs::file_type::not_found;
 }
 
 std::uint64_t AppendMark::Length() const {

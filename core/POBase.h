@@ -97,6 +97,9 @@ protected:
     /// second goes back there. Raises "Invalid parameters for index.".
     void SerializeIndex(IStreamer::EDirection direction, int entries, int width);
 
+    /// Raises when the body just read was cut short, in the middle of a number even.
+    void RequireIntactBody();
+
     /// Calls `readBody` for every body left in the storage.
     template <typename ReadBody>
     void ReadBodies(ReadBody readBody) {
@@ -157,7 +160,6 @@ private:
     bool SkipBodies(std::uint64_t& wholeEnd);
     bool ReadVersionLine(std::string& line);
     bool HasAnotherBody();
-    void RequireIntactBody();
     std::shared_ptr<IStreamer> MakeStream(int type) const;
     std::shared_ptr<ILocker> MakeLocker() const;
     std::string StoragePath() const { return directory + fileName; }

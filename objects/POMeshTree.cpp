@@ -3,6 +3,10 @@
 
 #include <algorithm>
 
+#include "core/MergeMaps.h"
+
+using namespace fieldstore;
+
 bool POMeshTree::ContainsIdPair(int a, int b) {
     return idPairs.count(std::minmax({a, b})) != 0;
 }
@@ -28,5 +32,10 @@ int POMeshTree::CopyFrom(std::shared_ptr<IPOBase> source) {
 
 void POMeshTree::SerializeData(IStreamer::EDirection direction) {
     const WriteLayout layout(*this, 1);
-    SerializeValues(direction, idPairs, ids);
+    if (direction == IStreamer::eWrite) return SerializeValues(direction, idPairs, ids);
+    // The ids held outlive a load, so those of a load that fails must not get among them.
+    std::set<int> stored;
+    SerializeValues(direction, idPairs, stored);
+    RequireIntactBody();
+    KeepFirst(ids, stored);
 }

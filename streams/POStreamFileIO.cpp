@@ -84,8 +84,10 @@ POStreamFileIO::FileBefore POStreamFileIO::LookBefore(bool append) const {
     std::error_code error;
     const auto type = std::filesystem::status(identifier, error).type();
     if (type == std::filesystem::file_type::not_found) return {false, 0};
+    // Nothing is appended to a file that could not be cut back to what it was.
+    if (append && type == std::filesystem::file_type::none)
+        throw std::filesystem::filesystem_error("status", identifier, error);
     if (!append || type != std::filesystem::file_type::regular) return {};
-    // Raises when it cannot be told: nothing is appended that could not be taken back.
     return {true, static_cast<std::int64_t>(std::filesystem::file_size(identifier))};
 }
 

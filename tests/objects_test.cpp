@@ -14,6 +14,7 @@ using support::Bytes;
 using support::Raised;
 using support::ReadFile;
 using support::TempDirectory;
+using support::WriteFile;
 using Complex = std::complex<double>;
 using Ints = std::vector<int>;
 using Reals = std::vector<double>;
@@ -327,6 +328,20 @@ TEST(MeshTree, TestsPairsInNormalOrderAndUnitesIdsOnLoad) {
     ASSERT_EQ(tree.base.Load(), 0);
     EXPECT_EQ(tree->GetIds(), (std::set<int>{1, 2}));
     EXPECT_EQ(tree->GetIdPairs(), (std::set<std::pair<int, int>>{{3, 5}, {9, 7}}));
+}
+
+TEST(MeshTree, TakesNoIdsFromALoadThatFails) {
+    Object<IPOMeshTree> tree;
+    tree->SetIds({7, 123});
+    ASSERT_EQ(tree.Store(IPOBase::eWriteText), 0);
+    const std::string stored = tree.Stored();  // ends with "7\n123\n"
+    tree->SetIds({1});
+    for (const std::size_t cut : {2, 3, 5}) {
+        WriteFile(tree.directory / tree.base.GetFileName(), stored.substr(0, stored.size() - cut));
+        tree.base.CreateStorageInterface(IPOBase::eReadText, false);
+        EXPECT_EQ(tree.base.Load(), 1);
+        EXPECT_EQ(tree->GetIds(), std::set<int>{1});
+    }
 }
 
 // ---- binary tree ----

@@ -598,6 +598,18 @@ TEST_P(AppendingClass, CutsWhatADeadWriterLeftBehindTheWholeBodies) {
     }
 }
 
+TEST(AppendMark, IsDispensedWithWhereTheNameHasNoRoomForIt) {
+    const TempDirectory directory;
+    constexpr std::size_t longestName = 255;
+    const auto object = In(directory, "POModeInfo");
+    object->SetFileName(std::string(longestName - 4, 'x') + ".dat");
+    for (int commit = 0; commit < 2; ++commit) {
+        ASSERT_EQ(object->CreateStorageInterface(IPOBase::eWriteDefault, true), 0);
+        EXPECT_EQ(object->Commit(true), 0);
+    }
+    EXPECT_EQ(object->Load(), 0);
+}
+
 TEST(Replacing, LeavesTheOldContentUntilTheNewIsWhole) {
     const TempDirectory directory;
     const std::string path = directory / "probe.dat";

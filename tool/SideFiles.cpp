@@ -7,8 +7,10 @@
 #include <map>
 #include <string_view>
 
+#include "core/AppendMark.h"
 #include "core/SideFiles.h"
 #include "streams/Platform.h"
+#include "tool/Error.h"
 
 namespace fieldstore::tool {
 namespace fs = std::filesystem;
@@ -49,6 +51,15 @@ const std::vector<std::string>& ReplacementsIn(const fs::path& directory) {
     return place->second;
 }
 
+bool IsAppendMarked(const std::string& dataPath) {
+    try {
+        return AppendMark(dataPath).Stands();
+    } catch (const fs::filesystem_error& error) {
+        throw Error(AppendMarkPathFor(dataPath), "cannot be looked at: " + error.code().message(),
+                    "Check the directory.");
+    }
+}
+
 }  // namespace
 
 bool IsSideFile(const std::string& name) {
@@ -59,8 +70,8 @@ bool IsSideFile(const std::string& name) {
 
 std::vector<std::string> LeftBeside(const std::string& dataPath) {
     std::vector<std::string> lines;
-    std::error_code none;
-    if (const auto undo = AppendMarkPathFor(dataPath); fs::exists(undo, none))
+    const auto undo = AppendMarkPathFor(dataPath);
+    if (IsAppendMarked(dataPath))
         lines.push_back(undo +
                         ": an append is at work, or its writer died; the next commit under the "
                         "lock puts the file right, and so does fieldstore repair --in-place");

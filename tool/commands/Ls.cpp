@@ -22,7 +22,7 @@ struct LsOptions {
 struct Line {
     ResultFile file;
     std::string trouble;
-    std::string lock;
+    std::string lock;               // empty when unknown
     std::vector<std::string> left;  // beside it, by interrupted writers
 };
 
@@ -31,8 +31,8 @@ Line Look(const std::string& path, const std::string& className) {
     line.file.path = path;
     try {
         line.file = Inspect(path, className);
-        const auto marker = FindLock(path);
         line.left = LeftBeside(path);
+        const auto marker = FindLock(path);
         line.lock = marker ? "locked " + ReadableTime(marker->age) : "free";
         if (line.file.state != State::Whole) RaiseFault(line.file, "");
     } catch (const Error& error) {
@@ -89,8 +89,10 @@ int RunLs(const LsOptions& options) {
     for (const NamedPath& path : ExpandPaths(options.paths)) {
         const Line line = Look(path.path, options.className);
         // A directory may hold anything; what does not claim to be a result file is no trouble.
-        if (line.file.state == State::Unreadable && path.given) status = kTrouble;
-        if (!line.trouble.empty() && path.given) troubles.push_back(line.trouble);
+        const bool unreadable = line.file.state == State::Unreadable;
+        const bool lockUnknown = !unreadable && line.lock.empty();
+        if (lockUnknown || (unreadable && path.given)) status = kTrouble;
+        if (!line.trouble.empty() && (lockUnknown || path.given)) troubles.push_back(line.trouble);
         troubles.insert(troubles.end(), line.left.begin(), line.left.end());
         lines.push_back(LineJson(line));
         AddRow(table, line);
@@ -114,7 +116,9 @@ void AddLs(CLI::App& program, Action& action) {
     command->footer(
         "Reads each file whole: bodies and state are counted, not believed. The class marked\n"
         "(guess) was found by trying, since neither the name nor --class tells it.\n\n"
-        "Exit status: 0; 2 when a file that was named is missing or unreadable.\n\n"
+        "Exit status: 0; 2 when a file that was named is missing or unreadable, or when the "
+        "system\n"
+        "does not tell whether a file is locked.\n\n"
         "Examples:\n"
         "  fieldstore ls results/\n"
         "  fieldstore ls --class POModeInfo run*/modes.bin --json");
