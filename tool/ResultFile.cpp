@@ -92,7 +92,8 @@ AnyBody ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& 
         for (;;) {
             if (reading.text) stream.SkipWhiteSpace();
             const std::uint64_t here = stream.Tell();
-            if (here >= file.size) break;
+            if (here >= file.size && (file.Info().Appends() || !file.bodies.empty())) break;
+            if (here >= file.size) throw Fault(here, true, "the file ends before its body");
             if (!file.Info().Appends() && !file.bodies.empty())
                 throw Fault(here, false,
                             std::to_string(file.size - here) + " bytes follow the body");
@@ -120,9 +121,9 @@ AnyBody ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& 
 /// How well a reading explains the file; the larger the better.
 int Rank(const ResultFile& file) {
     const bool data = file.Entries() != 0;
-    if (!file.fault && (file.Info().Appends() || !file.bodies.empty())) return data ? 5 : 4;
+    if (!file.fault) return data ? 5 : 4;
     if (data) return 3;
-    return file.fault && file.fault->cut ? 2 : 1;
+    return file.fault->cut ? 2 : 1;
 }
 
 /// How far a reading made sense.
@@ -248,9 +249,10 @@ ResultFile InspectWhole(const std::string& path, const std::string& className) {
 }
 
 void ForEachBody(const ResultFile& file, const BodyVisitor& visit) {
+    if (file.bodies.empty()) return;
     ResultFile again;
     again.path = file.path;
-    again.size = file.bodies.empty() ? 0 : file.bodies.back().end;
+    again.size = file.bodies.back().end;
     ReadBodies(again, {file.kind, file.text, file.version.has_value()}, visit);
     if (again.fault || again.bodies.size() != file.bodies.size())
         throw Error(file.path, "does not give the same as before", "Is it being written?");
