@@ -46,13 +46,13 @@ POBase::WriteLayout::~WriteLayout() {
 POBase::POBase(const ClassTraits& classTraits)
     : persistFlags(classTraits.persistFlags), fileName(classTraits.fileName), traits(classTraits) {}
 
-IStreamer& POBase::RequireStream() const {
+POStreamIO& POBase::RequireStream() const {
     if (!stream) throw std::runtime_error(messages::kNullStream);
     return *stream;
 }
 
-IStreamer& POBase::RequireGoodStream() const {
-    IStreamer& required = RequireStream();
+POStreamIO& POBase::RequireGoodStream() const {
+    POStreamIO& required = RequireStream();
     if (!required.IsGood()) throw std::runtime_error(messages::kBadStream);
     return required;
 }
@@ -105,7 +105,7 @@ int POBase::CreateStorageInterface(EStorageType type, bool withLock) {
     }
 }
 
-std::shared_ptr<IStreamer> POBase::MakeStream(int type) const {
+std::shared_ptr<POStreamIO> POBase::MakeStream(int type) const {
     const POStreamIO::InputPreparer nothing = [](const std::string&) {};
     const std::string path = StoragePath();
     std::shared_ptr<POStreamFileIO> file;
@@ -144,7 +144,7 @@ int POBase::DeleteStorage() {
         const int result = CreateStorageInterface(type, UseLocking());
         if (result != kSuccess) return result;
     }
-    IStreamer& storage = RequireStream();
+    POStreamIO& storage = RequireStream();
     storage.Close();
     storage.Destroy();
     AppendMark(storage.GetIdentifier()).Clear();
@@ -183,9 +183,14 @@ void POBase::CommitOrThrow(bool force) {
     }
 }
 
+/// The stream as a file's, nullptr when there is none or it leads to a data service.
+POStreamFileIO* POBase::FileStream() const {
+    return dynamic_cast<POStreamFileIO*>(stream.get());
+}
+
 void POBase::AbandonWrite(bool wasModified) noexcept {
     modified = wasModified;
-    auto* file = dynamic_cast<POStreamFileIO*>(stream.get());
+    POStreamFileIO* file = FileStream();
     const bool restored = !outputOpened || file == nullptr || file->AbandonOutput();
     if (restored) ClearGuard();  // else the next writer has to look at what was left
     if (!lockHeld) return;
@@ -201,7 +206,7 @@ void POBase::AbandonWrite(bool wasModified) noexcept {
 void POBase::BeginWrite() {
     try {
         MergeStoredData();
-        IStreamer& output = RequireStream();
+        POStreamIO& output = RequireStream();
         if (output.IsReading()) output.Close();
         CheckBeforeWrite();
         TakeLock();
@@ -247,7 +252,7 @@ void POBase::OnLock(std::shared_ptr<ILocker> /*lockToTake*/) {}  // NOLINT: fixe
 /// the lock: without it, another writer may be at work.
 void POBase::GuardAppend() {
     if (!lockHeld || (persistFlags & kAppend) == 0) return;
-    if (dynamic_cast<POStreamFileIO*>(stream.get()) == nullptr) return;
+    if (FileStream() == nullptr) return;
     const std::string path = stream->GetIdentifier();
     const AppendMark mark(path);
     if (mark.Stands()) {
@@ -300,7 +305,7 @@ std::uint64_t POBase::EndOfWholeBodies() {
     private:
         POBase& object;
         POVersion version;
-        std::shared_ptr<IStreamer> output;
+        std::shared_ptr<POStreamIO> output;
     };
     const InputInstead forAWhile(*this);
     std::uint64_t wholeEnd = 0;
@@ -329,8 +334,7 @@ bool POBase::SkipBodies(std::uint64_t& wholeEnd) {
         throw;
     } catch (const std::runtime_error& error) {
         // What cannot be opened or read now says nothing about what is stored.
-        const auto& input = dynamic_cast<const POStreamIO&>(*stream);
-        if (ParseErrorCode(error.what()) == 1 || input.HasReadError()) throw;
+        if (ParseErrorCode(error.what()) == 1 || stream->HasReadError()) throw;
         return false;
     }
 }
@@ -414,10 +418,10 @@ void POBase::BeginRead() {
 }
 
 void POBase::OpenInput() {
-    IStreamer& input = RequireStream();
+    POStreamIO& input = RequireStream();
     input.OpenInput();
-    const bool isFile = dynamic_cast<POStreamFileIO*>(&input) != nullptr;
-    if (isFile && !input.IsGood()) throw std::runtime_error(messages::kInputNotOpened);
+    if (FileStream() != nullptr && !input.IsGood())
+        throw std::runtime_error(messages::kInputNotOpened);
 }
 
 void POBase::EndRead() {
@@ -427,26 +431,24 @@ void POBase::EndRead() {
 }
 
 bool POBase::HasAnotherBody() {
-    IStreamer& input = RequireStream();
-    auto* typed = dynamic_cast<POStreamIO*>(&input);
+    POStreamIO& input = RequireStream();
     // What is left after the last text value is its separator, not a body.
-    if (typed != nullptr && input.IsTextMode()) typed->SkipWhiteSpace();
+    if (input.IsTextMode()) input.SkipWhiteSpace();
     return input.IsValid();
 }
 
 void POBase::RequireIntactBody() {
     // A value that was cut short shows only here: the read that met the end raised nothing.
-    IStreamer& input = RequireGoodStream();
+    const POStreamIO& input = RequireGoodStream();
     // A number that touches the end may have lost digits.
-    const auto* typed = dynamic_cast<const POStreamIO*>(&input);
-    if (typed != nullptr && typed->NumberMetEnd()) throw std::runtime_error(messages::kBadStream);
+    if (input.NumberMetEnd()) throw std::runtime_error(messages::kBadStream);
 }
 
 // ---- version line ----
 
 void POBase::ReadVersion() {
     if (!traits.versionLine) return;
-    IStreamer& input = RequireGoodStream();
+    POStreamIO& input = RequireGoodStream();
     const auto start = static_cast<std::uint64_t>(std::streamoff(input.GetPosition()));
     version.SetText("");
     if (ignoreVersion) return;
@@ -476,7 +478,7 @@ bool POBase::ReadVersionLine(std::string& line) {
 
 void POBase::WriteVersion() {
     if (!traits.versionLine) return;
-    IStreamer& output = RequireGoodStream();
+    POStreamIO& output = RequireGoodStream();
     if (version.Text().empty()) return;
     const std::uint64_t position = output.Tell();
     constexpr auto unknown = static_cast<std::uint64_t>(std::streamoff(-1));
@@ -487,7 +489,7 @@ void POBase::WriteVersion() {
 // ---- bookmark index ----
 
 void POBase::SetBookmark(const std::string& name, std::int64_t) {
-    IStreamer& output = RequireGoodStream();
+    POStreamIO& output = RequireGoodStream();
     if (!output.IsWriting()) throw std::runtime_error(messages::kWrongBookmarkDirection);
     if (name.empty()) throw std::runtime_error(messages::kEmptyBookmark);
     POIndex::SetBookmark(name, static_cast<std::int64_t>(output.Tell()));

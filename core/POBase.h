@@ -14,6 +14,9 @@
 #include "fieldstore/IPOBase.h"
 #include "fieldstore/IStreamer.h"
 #include "streams/ILocker.h"
+#include "streams/POStreamIO.h"
+
+class POStreamFileIO;
 
 /// The frame every persistent object runs in: it owns the storage and drives the two passes,
 /// writing (validate, lock, open, body, close, unlock) and reading (open, body, close, validate).
@@ -73,14 +76,14 @@ protected:
     void CommitBeforeDestruction() noexcept;
 
     /// The stream, or "Null stream function.".
-    IStreamer& RequireStream() const;
+    POStreamIO& RequireStream() const;
     /// The stream in good state, or "Null stream function.", "Bad stream.".
-    IStreamer& RequireGoodStream() const;
+    POStreamIO& RequireGoodStream() const;
 
     /// Reads or writes one value: a container with the write layout, a scalar on a line of its own.
     template <typename T>
     void SerializeValue(IStreamer::EDirection direction, T& value) {
-        IStreamer& target = RequireGoodStream();
+        POStreamIO& target = RequireGoodStream();
         if (direction == IStreamer::eRead) return target.Read(value);
         if constexpr (std::is_arithmetic_v<T>)
             target.Write(value, lineTerminator);
@@ -131,7 +134,7 @@ protected:
         POBase& object;
     };
 
-    std::shared_ptr<IStreamer> stream;
+    std::shared_ptr<POStreamIO> stream;
     POVersion version{""};
     bool modified = false;
     std::uint32_t persistFlags = fieldstore::kReplacing;
@@ -160,7 +163,8 @@ private:
     bool SkipBodies(std::uint64_t& wholeEnd);
     bool ReadVersionLine(std::string& line);
     bool HasAnotherBody();
-    std::shared_ptr<IStreamer> MakeStream(int type) const;
+    POStreamFileIO* FileStream() const;
+    std::shared_ptr<POStreamIO> MakeStream(int type) const;
     std::shared_ptr<ILocker> MakeLocker() const;
     std::string StoragePath() const { return directory + fileName; }
     void LogUnlessImpossible(const char* message) noexcept;

@@ -25,7 +25,7 @@ bool DOFRecords::Append(const std::vector<int>& record, int reserveRecords) {
     constexpr std::size_t mostReserved = std::size_t{1} << 24;  // a wrong number costs no more
     if (width < 0) {
         width = static_cast<int>(record.size());
-        if (entries.empty() && reserveRecords >= 1)
+        if (reserveRecords >= 1)
             entries.reserve(
                 std::min(mostReserved, static_cast<std::size_t>(reserveRecords) * record.size()));
     }
@@ -85,7 +85,7 @@ std::int64_t DOFRecords::DistinctDOFs(int lastBlock) const {
     std::int64_t covered = 0;  // everything below is counted
     for (const auto& [first, end] : ranges) {
         const std::int64_t begin = std::max(first, covered);
-        if (end > begin) total += end - begin;
+        total += std::max<std::int64_t>(end - begin, 0);
         covered = std::max(covered, end);
     }
     return total;

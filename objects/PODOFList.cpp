@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "core/Messages.h"
-#include "streams/POStreamIO.h"
 
 using namespace fieldstore;
 
@@ -356,7 +355,7 @@ void PODOFList::ReadSelectedBlock() {
     SerializeIndex(IStreamer::eRead, -1, 0);
     list.blockCount = GetBookmarkCount();
     list.isPart = list.blockCount != 1;
-    IStreamer& input = RequireGoodStream();
+    POStreamIO& input = RequireGoodStream();
     input.Seek(static_cast<std::uint64_t>(GetBookmark(std::to_string(selectedBlock))));
 
     std::array<std::int64_t, kKinds> counts{};
@@ -368,8 +367,7 @@ void PODOFList::ReadSelectedBlock() {
                                          list.kinds[kKind3].width, list.kinds[kKind4].width,
                                          widthExtra};
     // Nothing is resized before it is known that the file can hold it.
-    auto* typed = dynamic_cast<POStreamIO*>(&input);
-    std::uint64_t room = typed != nullptr ? typed->InputLeft() / sizeof(int) : 0;
+    std::uint64_t room = input.InputLeft() / sizeof(int);
     for (std::size_t i = 0; i < arrays; ++i) {
         const auto count = static_cast<std::uint64_t>(arrayCounts[i]);
         if (arrayCounts[i] < 0 || widths[i] < 0) RaiseSizeMismatch();

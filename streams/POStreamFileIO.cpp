@@ -101,7 +101,7 @@ void POStreamFileIO::OpenForWriting(bool append) {
         if (ChoosePlaceToWrite(append))
             platform::OpenShared(*file, replacement.empty() ? identifier : replacement, mode);
         SetOutput(file);
-        if (file->is_open() && !file->fail()) break;
+        if (file->is_open()) break;
         RemoveReplacement();
         if (attempt == kOpenAttempts) throw std::runtime_error(messages::kOutputNotOpened);
         Pause(kOpenPause);
