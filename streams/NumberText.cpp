@@ -175,8 +175,7 @@ bool Convert(std::string_view text, double& value) {
     double parsed = 0;
     value = 0;
     if (!ConvertWhole(text, parsed, error)) return false;
-    if (error == std::errc::result_out_of_range || (std::isinf(parsed) && text.back() != 'f'))
-        return ConvertOutOfRange(text, value);
+    if (error == std::errc::result_out_of_range) return ConvertOutOfRange(text, value);
     value = parsed;
     return true;
 }

@@ -232,6 +232,11 @@ TEST(FileLock, FollowsItsRetryPolicy) {
         EXPECT_EQ(CountedPauses::Number(), c.pauses);
         EXPECT_EQ(CountedPauses::Microseconds(), c.microseconds);
     }
+    const auto counted = fieldstore::SetPauseFunction(nullptr);
+    POWindowsFileLocker impatient(directory / "f.lck", &LockName);
+    impatient.SetRetry(0.000001, 2);
+    EXPECT_EQ(Raised([&] { impatient.Lock(); }), "Unable to acquire file lock.");
+    fieldstore::SetPauseFunction(counted);
     std::filesystem::create_directories(directory / "held.lck/below");
     const CountedPauses pauses;
     POWindowsFileLocker stuck(directory / "held.lck", &LockName);

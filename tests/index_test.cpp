@@ -21,6 +21,10 @@ TEST(Index, BuildsABlockOfFixedSize) {
     EXPECT_EQ(Raised([&] { index.BuildIndex(block, 1, 0); }), "Index parameters already defined.");
     EXPECT_EQ(Raised([&] { index.BuildIndex(block, 0, 1); }), "Index parameters already defined.");
 
+    std::vector<char> larger(9, 'x');
+    index.WriteIndexFront(larger);
+    EXPECT_EQ(larger, Block(Bytes().I32(3).I32(6).Text("x")));
+
     index.SetBookmark("b", 1);
     index.SetBookmark("b", 258);
     index.SetBookmark("apple", -1);

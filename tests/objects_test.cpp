@@ -239,7 +239,8 @@ TEST(ModeInfo, GivesMatricesByFrequencyAfterALoad) {
     EXPECT_EQ(modes->GetVoltageMatrix(1, 2, true), (Matrix{1, 2, 1}));
     EXPECT_EQ(modes->GetCurrentMatrix(1, 2, false), (Matrix{3, 2, 4, 0}));
     for (const auto& [index, port] : {std::pair(-1, 1), {2, 1}, {0, 2}})
-        EXPECT_TRUE(modes->GetVoltageMatrix(index, port, false).empty());
+        EXPECT_TRUE(modes->GetVoltageMatrix(index, port, false).empty() &&
+                    modes->GetModeValues(index, port).empty());
 
     // A later body does not replace the first one of a key; ports must agree over frequencies.
     add(100, 1, {{99, 99}, {99, 99}});
@@ -308,6 +309,11 @@ TEST(DOFMap, DoesNotReplaceStoredDataByNothing) {
         other->GetDOFMap();  // the text file does not load as binary
         EXPECT_EQ(map.Stored(), stored);
     }
+    Object<IPODOFMap> emptied;
+    emptied->SetDOFTypes({});
+    EXPECT_TRUE(emptied->GetDOFMap().empty() && emptied->GetDOFTypes().empty());
+    EXPECT_TRUE(emptied->GetTransposedDOFMap().empty());
+    EXPECT_TRUE(std::filesystem::is_empty(emptied.directory.Path())) << "set, so not asked for";
     Object<IPODOFMap> fresh;
     EXPECT_TRUE(fresh->GetDOFMap().empty());
     EXPECT_EQ(fresh.Stored(), std::string(16, '\0')) << "nothing was there, so nothing is stored";
@@ -419,7 +425,7 @@ TEST(Metrics, ResolveFunctionsCombineVectors) {
     Object<IPOSolutionMetrics> metrics;
     const auto& table = metrics->GetResolveFunctions();
     ASSERT_EQ(table.size(), 6u);
-    const Reals existing{1, 5}, incoming{3, 2, 4, -1};
+    const Reals existing{1, 5}, incoming{3, 2, 4, -1}, none;
     const double lowest = std::numeric_limits<double>::lowest();
     EXPECT_EQ(table.at(0)(2, existing, incoming), incoming);
     EXPECT_EQ(table.at(1)(2, existing, incoming), (Reals{1, 5, 3, 2, 4, -1}));
@@ -432,6 +438,7 @@ TEST(Metrics, ResolveFunctionsCombineVectors) {
     EXPECT_EQ(Raised([&] { table.at(2)(2, existing, incoming); }),
               "Existing and new values have different sizes.");
     for (const int id : {3, 4, 5}) {
+        EXPECT_EQ(table.at(id)(0, none, none), none);
         EXPECT_EQ(Raised([&] { table.at(id)(0, existing, {}); }), "Inconsistent data.");
         EXPECT_EQ(Raised([&] { table.at(id)(2147483647, existing, {}); }), "Inconsistent data.");
     }
@@ -460,6 +467,13 @@ TEST(Metrics, CheckWhatIsAdded) {
     metrics->DefineValues(1, 2, 3, 4);
     add(1, 2, {2, 2, 2});
     EXPECT_EQ(stored(), (Reals{2, 5, 3}));
+    metrics->AddValues(1, 5, 2, 2, {6, 6, 6});
+    metrics->DefineValues(1, 3, 1, 0);
+    metrics->AddValues(1, 0, 1, 3, {8});
+    EXPECT_EQ(stored(), (Reals{2, 5, 3})) << "neither of another entity nor of another type";
+    std::vector<std::uint32_t> entities;
+    metrics->GetEntityIds(1, 2, entities);
+    EXPECT_EQ(entities, (std::vector<std::uint32_t>{1, 2}));
     metrics->DefineValues(1, 2, 3, 1);
     add(1, 2, {7, 7, 7});
     EXPECT_EQ(Raised(stored), "Inconsistent data.");
@@ -476,7 +490,8 @@ TEST(Metrics, MergeBodiesOnLoad) {
         metrics->AddEdge(1, {1, 2});
         metrics->DefineValues(0, 1, 2, c.function);
         metrics->AddValues(0, 4, 4000000000u, 1, {1, 2});
-        ASSERT_EQ(metrics.Store(), 0);
+        ASSERT_EQ(metrics.StoreAndLoad(), 0) << "the graph follows from the edges";
+        EXPECT_EQ(metrics->BuildNodeNeighbors(), 0u);
         const auto second = fieldstore::Create<IPOSolutionMetrics>();
         IPOBase& storage = fieldstore::Storage(second);
         storage.SetDirectory(metrics.directory.Path());
@@ -505,15 +520,31 @@ TEST(Metrics, MergeBodiesOnLoad) {
     }
 }
 
+TEST(Metrics, RefuseAFunctionThatDoesNotExist) {
+    Object<IPOSolutionMetrics> metrics;
+    const std::string body = MetricsBytes();
+    constexpr std::size_t function = 5 * 4 + 8 + 2 * 4;  // header, count, key and value count
+    std::string other = body;
+    other[function] = 6;
+    const auto load = [&](const std::string& content) {
+        WriteFile(metrics.directory / metrics.base.GetFileName(), content);
+        return metrics.base.Load();
+    };
+    EXPECT_EQ(load(body + body), 0);
+    EXPECT_EQ(load(other + other), 1);
+}
+
 TEST(Metrics, BuildTheGraphFromItsEdges) {
     Object<IPOSolutionMetrics> metrics;
+    std::vector<int> offsets{77}, edges;
+    std::vector<std::uint32_t> list, ids;
+    metrics->GetNodeNeighbors(offsets, list);
+    EXPECT_EQ(offsets, (Ints{0, 0}));
     EXPECT_EQ(metrics->BuildNodeNeighbors(), 1u);
     EXPECT_EQ(metrics.StoreAndLoad(), 1) << "without a graph nothing loads";
     metrics->AddNode(1, {0, 0}, {9, 8});
     metrics->AddNode(3, {0, 0, 0}, {9});
     metrics->AddNode(1, {5, 5, 5}, {});
-    std::vector<int> offsets{77}, edges;
-    std::vector<std::uint32_t> list, ids;
     metrics->GetNodeNeighbors(offsets, list);
     EXPECT_EQ(offsets, (Ints{0, 2, 2, 3, 3}));
     EXPECT_EQ(list, (std::vector<std::uint32_t>{8, 9, 9}));
@@ -628,6 +659,7 @@ TEST(AssemblyInfo, CollectsElementsAndChecksThem) {
     EXPECT_TRUE(assembly->GetNodeBasisCounts2().empty());
     EXPECT_EQ(assembly->GetNodeBasisCounts3().size(), 2u);
     EXPECT_EQ(assembly->GetElementNodeCount3(0), 1);
+    EXPECT_TRUE(assembly->GetElementNodes2(0).empty());
     EXPECT_EQ(Raised([&] { assembly->AddElements({9, 99}, query); }), "map::at");
     EXPECT_EQ(assembly->GetElementCount(), 2) << "a query that raises changes nothing";
     EXPECT_THROW(assembly->AddElements({1}, nullptr), std::bad_function_call);
@@ -749,8 +781,10 @@ TEST(DOFList, ReadsOneBlockAlone) {
         std::string changed = whole;
         changed[at] = static_cast<char>(changed[at] ^ (at % 8 == 7 ? 0x80 : 0x41));
         support::WriteFile(list.directory / "file2.dat", changed);
-        list->SetSelectedBlock(at % 4 == 3 ? -1 : static_cast<int>(at % 4));
-        list.base.Load();
+        for (int block = -1; block < 3; ++block) {
+            list->SetSelectedBlock(block);
+            list.base.Load();
+        }
     }
 }
 

@@ -434,6 +434,11 @@ TEST(Exceptions, OfAnyTypeEndInAResultAndALine) {
     const TempDirectory directory;
     const auto fail = [](auto error) { return [error] { throw error; }; };
     const std::string start = "Error on stream " + directory.Path() + "probe.dat: ";
+    for (const char* message : {"Error 2:", "Error 1"}) {
+        Probe probe;
+        probe.whenReading = fail(std::runtime_error(message));
+        EXPECT_EQ(probe.CreateStorageInterface(IPOBase::eReadDefault, false), 1);
+    }
     for (const bool standard : {true, false}) {
         Probe probe;
         probe.SetDirectory(directory.Path());
@@ -509,6 +514,9 @@ TEST(StorageTypeOverride, ThatIsNoTypeStopsWhatNeedsIt) {
     auto& metrics = dynamic_cast<IPOSolutionMetrics&>(*object);
     metrics.SetStorageTypeOverride(0, 99);
     metrics.SetStorageTypeOverride(1, 99);
+    auto& base = dynamic_cast<POBase&>(*object);
+    EXPECT_EQ(base.GetStorageType(0), 99);
+    EXPECT_NE(base.GetStorageType(2), 99) << "no direction, so nothing to override";
     EXPECT_EQ(Raised([&] { object->LoadFile(directory / "any.dat"); }),
               "Failed to create storage interface for persistent object.");
     EXPECT_EQ(object->Load(), 1);
@@ -608,6 +616,15 @@ TEST(AppendMark, IsDispensedWithWhereTheNameHasNoRoomForIt) {
         EXPECT_EQ(object->Commit(true), 0);
     }
     EXPECT_EQ(object->Load(), 0);
+}
+
+TEST(AppendMark, ThatIsNoFileSaysNothing) {
+    const TempDirectory directory;
+    ASSERT_EQ(CommitSample(directory, "POModeInfo", IPOBase::eWriteText), 0);
+    const std::string path = directory / "modeinfo.dat";
+    std::filesystem::resize_file(path, std::filesystem::file_size(path) - 2);
+    ASSERT_EQ(mkfifo((path + ".undo").c_str(), 0600), 0);
+    EXPECT_EQ(CommitSample(directory, "POModeInfo", IPOBase::eWriteText, 1), 1);
 }
 
 TEST(Replacing, LeavesTheOldContentUntilTheNewIsWhole) {

@@ -151,6 +151,8 @@ TEST(TextPrimitives, AreReadAsTheExtractorsDo) {
                            "1.7976931348623157e308 ",
                            "1E5 ",
                            "1e5e5 ",
+                           "1e5. ",
+                           "1e5000 ",
                            "+ ",
                            "- ",
                            "+-1 ",
@@ -181,6 +183,17 @@ TEST(TextPrimitives, ReadBackEverythingTheWriterPrints) {
         EXPECT_DOUBLE_EQ(read, value);
         EXPECT_DOUBLE_EQ(both.real(), value);
         EXPECT_TRUE(std::isnan(both.imag()));
+    }
+}
+
+TEST(TextPrimitives, ThatOnlyBeginLikeAWordAreRefused) {
+    for (const char* text : {"inx ", "-nab "}) {
+        MemoryStream stream(true);
+        stream.OpenContent(text);
+        double value = 77;
+        stream.Read(value);
+        EXPECT_EQ(value, 0);
+        EXPECT_FALSE(stream.IsGood());
     }
 }
 
