@@ -2,9 +2,11 @@
 // What each class does with its own data, and the bytes it stores.
 
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <stdexcept>
 
+#include "core/POBase.h"
 #include "samples.h"
 #include "support.h"
 
@@ -248,6 +250,13 @@ TEST(ModeInfo, GivesMatricesByFrequencyAfterALoad) {
     EXPECT_EQ(modes->GetVoltageMatrix(0, 1, true), (Matrix{11, 12, 21, 22}));
     add(100, 5, {{0}, {0}});
     EXPECT_EQ(modes.Store(), 1);
+    auto& base = dynamic_cast<POBase&>(modes.base);
+    base.LogError("trouble");
+    base.ClearData();
+    base.LogError("trouble");
+    const std::string log = ReadFile(modes.directory / "modeinfo.err");
+    EXPECT_NE(log.find("Frequency 100 reported: trouble\n"), std::string::npos);
+    EXPECT_NE(log.find("Frequency <unknown> reported: trouble\n"), std::string::npos);
 }
 
 // ---- DOF map ----
@@ -314,6 +323,10 @@ TEST(DOFMap, DoesNotReplaceStoredDataByNothing) {
     EXPECT_TRUE(emptied->GetDOFMap().empty() && emptied->GetDOFTypes().empty());
     EXPECT_TRUE(emptied->GetTransposedDOFMap().empty());
     EXPECT_TRUE(std::filesystem::is_empty(emptied.directory.Path())) << "set, so not asked for";
+    Object<IPODOFMap> typesAlone;
+    typesAlone->SetResolveFunction([] { return IPODOFMap::ResolveResult(kResolved.first, {}); });
+    typesAlone->GetDOFMap();
+    EXPECT_EQ(typesAlone.Stored().size(), 8u + 8u + 4u) << "types without rows are something";
     Object<IPODOFMap> fresh;
     EXPECT_TRUE(fresh->GetDOFMap().empty());
     EXPECT_EQ(fresh.Stored(), std::string(16, '\0')) << "nothing was there, so nothing is stored";
@@ -680,6 +693,10 @@ TEST(AssemblyInfo, CollectsElementsAndChecksThem) {
     assembly->AddElements({9}, query);  // id 2 again
     EXPECT_EQ(assembly->GetElementCount(), 4);
     EXPECT_EQ(assembly->GetElementNodes1(3), (Ints{1, 1, 2})) << "the first lists stay";
+    WriteFile(assembly.directory / assembly.base.GetFileName(),
+              Vector({6}) + std::string(3 * 8, '\0'));
+    ASSERT_EQ(assembly.base.Load(), 0);
+    EXPECT_TRUE(assembly->GetElementNodes1(0).empty()) << "an element without lists";
     assembly.base.DeleteStorage();
     assembly->AddElements({7, 9}, query);
     EXPECT_EQ(assembly.StoreAndLoad(), 1) << "an element twice";
@@ -774,16 +791,18 @@ TEST(DOFList, ReadsOneBlockAlone) {
     const std::string whole = list.Stored();
     list->SetSelectedBlock(2);
     for (std::size_t length = 0; length < whole.size(); ++length) {
-        support::WriteFile(list.directory / "file2.dat", whole.substr(0, length));
+        WriteFile(list.directory / "file2.dat", whole.substr(0, length));
         EXPECT_EQ(list.base.Load(), 1) << length;
     }
     for (std::size_t at = 0; at < whole.size(); ++at) {
-        std::string changed = whole;
-        changed[at] = static_cast<char>(changed[at] ^ (at % 8 == 7 ? 0x80 : 0x41));
-        support::WriteFile(list.directory / "file2.dat", changed);
-        for (int block = -1; block < 3; ++block) {
-            list->SetSelectedBlock(block);
-            list.base.Load();
+        for (const int bits : {0x41, 0x80}) {
+            std::string changed = whole;
+            changed[at] = static_cast<char>(changed[at] ^ bits);
+            WriteFile(list.directory / "file2.dat", changed);
+            for (int block = -1; block < 3; ++block) {
+                list->SetSelectedBlock(block);
+                list.base.Load();
+            }
         }
     }
 }
@@ -902,10 +921,10 @@ TEST(DOFList, ExportsRecordsAndTheHighestDOF) {
     EXPECT_EQ(count4, 2);
     // Distinct DOFs are counted kind by kind from the records when the header does not know them.
     const std::string file = list.directory / "file2.dat";
-    support::WriteFile(file, Integers({-1, 0, 0, 0, 0, 0, 3}) + Vector({3, 1, 1}) + Integers({3}) +
-                                 Vector({0, 1, 1000000, 0, 999999, 1000001}) + Integers({3}) +
-                                 Vector({0, 1, -1, 0, 2147483647, 2147483647}) + Integers({4}) +
-                                 Vector({0, 5, 4, 0, 1, 7, 9, 0}));
+    WriteFile(file, Integers({-1, 0, 0, 0, 0, 0, 3}) + Vector({3, 1, 1}) + Integers({3}) +
+                        Vector({0, 1, 1000000, 0, 999999, 1000001}) + Integers({3}) +
+                        Vector({0, 1, -1, 0, 2147483647, 2147483647}) + Integers({4}) +
+                        Vector({0, 5, 4, 0, 1, 7, 9, 0}));
     list->SetSelectedBlock(-2);
     ASSERT_EQ(list.base.Load(), 0);
     EXPECT_EQ(list->GetBlockCount(), 2);

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 #include <functional>
 
 #include "core/POBase.h"
@@ -664,6 +665,14 @@ TEST(Replacing, LeavesTheOldContentUntilTheNewIsWhole) {
              WriteFile(path + ".new" + std::to_string(getpid()), "left");
          },
          true},
+        {"all such names taken",
+         [&] {
+             const std::string taken = path + ".new" + std::to_string(getpid());
+             for (int n = 1; n < 100; ++n) WriteFile(taken + "-" + std::to_string(n), "left");
+         },
+         false},
+        {"one of them free again",
+         [&] { fs::remove(path + ".new" + std::to_string(getpid()) + "-1"); }, true},
         {"another group", [&] { EXPECT_TRUE(!isRoot || chown(path.c_str(), 0, 1) == 0); }, true},
         {"another owner", [&] { EXPECT_TRUE(!isRoot || chown(path.c_str(), 1, 1) == 0); }, !isRoot},
         {"second name", [&] { fs::create_hard_link(path, directory / "real.dat"); }, false}};
@@ -702,10 +711,15 @@ TEST(ErrorLog, IsNotLedElsewhereByAPlantedName) {
     const TempDirectory directory;
     const std::string victim = directory / "victim";
     WriteFile(victim, "precious");
+    std::fstream reader;
     const std::function<void(const std::string&)> plants[] = {
         [&](const std::string& log) { std::filesystem::create_symlink(victim, log); },
         [&](const std::string& log) { std::filesystem::create_hard_link(victim, log); },
-        [&](const std::string& log) { ASSERT_EQ(mkfifo(log.c_str(), 0600), 0); }};
+        [&](const std::string& log) { ASSERT_EQ(mkfifo(log.c_str(), 0600), 0); },
+        [&](const std::string& log) {
+            ASSERT_EQ(mkfifo(log.c_str(), 0600), 0);
+            reader.open(log, std::ios::in | std::ios::out);  // somebody listens
+        }};
     for (const auto& plant : plants) {
         plant(directory / "probe.err");
         testing::internal::CaptureStderr();
