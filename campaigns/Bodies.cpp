@@ -72,6 +72,22 @@ void Fill(IPOMeshTree& tree, int key, int size) {
     tree.SetIdPairs({{key, key + static_cast<int>(ids.size())}});
 }
 
+/// In blocks, whose records lie in order, but the commit has yet to count them.
+void Fill(IPODOFList& list, int key, int size) {
+    constexpr int owners = 6;
+    constexpr std::size_t width = 3;
+    const auto records = [=]() -> IPODOFList::Source {
+        return [=, left = size](std::vector<int>& record) mutable {
+            if (left == 0) return false;
+            record.assign(width, key + left);
+            record.front() = (size - left--) * owners / size;
+            return true;
+        };
+    };
+    list.LoadRecords(owners, {}, 0, records(), 0, records(), 0, records(), 0, records());
+    list.SetSelectedBlock(-1);
+}
+
 // ---- checking ----
 
 std::set<int> Keys(IPOModeInfo& modes) {
@@ -155,6 +171,7 @@ std::set<int> Keys(IPOMeshTree& tree) {
 
 void Fill(IPOBase& object, int key, int size) {
     if (size == 0) return samples::Fill(object, key);
+    if (auto* list = dynamic_cast<IPODOFList*>(&object)) return Fill(*list, key, size);
     if (auto* modes = dynamic_cast<IPOModeInfo*>(&object)) return Fill(*modes, key, size);
     if (auto* matrices = dynamic_cast<IPOCircuitMatrices*>(&object))
         return Fill(*matrices, key, size);

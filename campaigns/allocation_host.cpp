@@ -73,10 +73,12 @@ class Campaign {
 public:
     explicit Campaign(bool isShort) : most(isShort ? 60 : 600) {}
 
+    void RunFirstCommits(const Case& what) { Commits(what, {}, Written(what, {}, {kNewKey}), {}); }
+
     void Run(const Case& what) {
         const Files before = Written(what, {}, {0, 1});
         const Files after = Written(what, before, {kNewKey});
-        Commits(what, {}, Written(what, {}, {kNewKey}), {});
+        RunFirstCommits(what);
         Commits(what, before, after, before);
         if (samples::Appends(what.name)) {
             SecondCommits(what, before);
@@ -286,6 +288,7 @@ int main(int count, char** arguments) {
         each.directory = fs::path(arguments[1]) / "allocations";
         campaign.Run(each);
     }
+    campaign.RunFirstCommits({"PODOFList", false, 20, kNewKey, cases.front().directory});
     fs::remove_all(fs::path(arguments[1]) / "allocations");
     return campaign.Close();
 }

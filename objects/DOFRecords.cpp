@@ -34,8 +34,8 @@ bool DOFRecords::Append(const std::vector<int>& record, int reserveRecords) {
     return true;
 }
 
-void DOFRecords::Reorder(std::vector<int>& flat, std::size_t recordWidth,
-                         const std::vector<int>& order) {
+std::vector<int> DOFRecords::Reordered(const std::vector<int>& flat, std::size_t recordWidth,
+                                       const std::vector<int>& order) {
     std::vector<int> ordered;
     ordered.reserve(flat.size());
     for (const int index : order) {
@@ -43,33 +43,24 @@ void DOFRecords::Reorder(std::vector<int>& flat, std::size_t recordWidth,
                                               static_cast<std::size_t>(index) * recordWidth);
         ordered.insert(ordered.end(), begin, begin + static_cast<std::ptrdiff_t>(recordWidth));
     }
-    flat = std::move(ordered);
+    return ordered;
 }
 
-std::vector<int> DOFRecords::GroupByBlock(int blockCount) {
+DOFRecords DOFRecords::GroupedByBlock(int blockCount, std::vector<int>& order) const {
     constexpr int ownersPerBlock = 2;
     const auto section = [&](int index) {
         return std::clamp(At(index).Owner() / ownersPerBlock, 0, blockCount - 1);
     };
-    std::vector<int> order(static_cast<std::size_t>(Count()));
+    order.resize(static_cast<std::size_t>(Count()));
     std::iota(order.begin(), order.end(), 0);
     std::stable_sort(order.begin(), order.end(),
                      [&](int a, int b) { return section(a) < section(b); });
-    counts.assign(static_cast<std::size_t>(blockCount), 0);
-    for (const int index : order) ++counts[static_cast<std::size_t>(section(index))];
-    if (!order.empty()) Reorder(entries, static_cast<std::size_t>(width), order);
-    return order;
-}
-
-bool DOFRecords::HasCountsFor(int blockCount) const {
-    if (counts.size() != static_cast<std::size_t>(blockCount)) return false;
-    std::int64_t left = Count();
-    for (const std::int64_t count : counts) {
-        if (count < 0 || count > left) return false;
-        left -= count;
-    }
-    const auto whole = static_cast<std::size_t>(Count()) * static_cast<std::size_t>(width);
-    return left == 0 && whole == entries.size();
+    DOFRecords grouped;
+    grouped.width = width;
+    grouped.entries = Reordered(entries, static_cast<std::size_t>(std::max(width, 0)), order);
+    grouped.counts.assign(static_cast<std::size_t>(blockCount), 0);
+    for (const int index : order) ++grouped.counts[static_cast<std::size_t>(section(index))];
+    return grouped;
 }
 
 // The union of the ranges, by sorting them: a range may span billions of degrees of freedom.

@@ -44,16 +44,19 @@ public:
     /// Appends a record; the first one fixes the width. False for a record of another width.
     bool Append(const std::vector<int>& record, int reserveRecords);
 
-    /// Sorts the records by block section, keeping their order within one, and counts them. Returns
-    /// where each record of the new order was.
-    std::vector<int> GroupByBlock(int blockCount);
+    /// Whether no entries are left behind the last record, as a damaged file may have them.
+    bool IsWhole() const {
+        return entries.size() ==
+               static_cast<std::size_t>(Count()) * static_cast<std::size_t>(width);
+    }
 
-    /// Entries that a record of `recordWidth` has in `flat`, moved into the given order.
-    static void Reorder(std::vector<int>& flat, std::size_t recordWidth,
-                        const std::vector<int>& order);
+    /// The records sorted by block section, in their order within one, and counted. `order` gets
+    /// where each of them was.
+    DOFRecords GroupedByBlock(int blockCount, std::vector<int>& order) const;
 
-    /// Whether the blocks' counts are there, are not negative and add up to the records.
-    bool HasCountsFor(int blockCount) const;
+    /// The entries of `flat`, `recordWidth` to a record, in the given order of records.
+    static std::vector<int> Reordered(const std::vector<int>& flat, std::size_t recordWidth,
+                                      const std::vector<int>& order);
 
     /// The number of distinct degrees of freedom in the ranges of records with an owner below
     /// `lastBlock`.

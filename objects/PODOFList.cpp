@@ -155,14 +155,24 @@ bool PODOFList::HasExtraFor(const List& records, const Flat& extra) const {
     return expected == static_cast<std::int64_t>(extra.size());
 }
 
-/// Returns false for more blocks than can be stored; such a list keeps its order.
+/// Returns false for more blocks than can be stored, and for entries that make no whole record;
+/// such a list keeps its order.
 bool PODOFList::GroupByBlock(List& records, Flat& extra) const {
-    if (records.blockCount < 1 || records.blockCount > kMostBlocks) return false;
+    const bool whole = std::all_of(records.kinds.begin(), records.kinds.end(),
+                                   [](const DOFRecords& kind) { return kind.IsWhole(); });
+    if (!whole || records.blockCount < 1 || records.blockCount > kMostBlocks) return false;
+    // Aside, so that no record loses its extra entries when the memory does not suffice.
+    std::array<DOFRecords, kKinds> grouped;
+    Flat groupedExtra;
+    std::vector<int> order;
     for (std::size_t kind = 0; kind < kKinds; ++kind) {
-        const auto order = records.kinds[kind].GroupByBlock(records.blockCount);
+        grouped[kind] = records.kinds[kind].GroupedByBlock(records.blockCount, order);
         if (kind == kKind2 && widthExtra > 0)
-            DOFRecords::Reorder(extra, static_cast<std::size_t>(widthExtra), order);
+            groupedExtra =
+                DOFRecords::Reordered(extra, static_cast<std::size_t>(widthExtra), order);
     }
+    records.kinds = std::move(grouped);
+    extra = std::move(groupedExtra);
     return true;
 }
 
@@ -292,10 +302,6 @@ void PODOFList::CheckBeforeWrite() {
     const bool uncounted = std::all_of(list.kinds.begin(), list.kinds.end(),
                                        [](const DOFRecords& kind) { return kind.counts.empty(); });
     if (uncounted && !GroupByBlock(list, extraEntries)) RaiseSizeMismatch();
-    const bool counted =
-        std::all_of(list.kinds.begin(), list.kinds.end(),
-                    [this](const DOFRecords& kind) { return kind.HasCountsFor(list.blockCount); });
-    if (list.blockCount < 1 || list.blockCount > kMostBlocks || !counted) RaiseSizeMismatch();
 }
 
 void PODOFList::EndRead() {

@@ -323,10 +323,13 @@ TEST(DOFMap, DoesNotReplaceStoredDataByNothing) {
     EXPECT_TRUE(emptied->GetDOFMap().empty() && emptied->GetDOFTypes().empty());
     EXPECT_TRUE(emptied->GetTransposedDOFMap().empty());
     EXPECT_TRUE(std::filesystem::is_empty(emptied.directory.Path())) << "set, so not asked for";
-    Object<IPODOFMap> typesAlone;
-    typesAlone->SetResolveFunction([] { return IPODOFMap::ResolveResult(kResolved.first, {}); });
-    typesAlone->GetDOFMap();
-    EXPECT_EQ(typesAlone.Stored().size(), 8u + 8u + 4u) << "types without rows are something";
+    for (const auto& half : {IPODOFMap::ResolveResult(kResolved.first, {}),
+                             IPODOFMap::ResolveResult({}, kResolved.second)}) {
+        Object<IPODOFMap> map;
+        map->SetResolveFunction([&half] { return half; });
+        map->GetDOFMap();
+        EXPECT_FALSE(map.Stored().empty()) << "one without the other is something";
+    }
     Object<IPODOFMap> fresh;
     EXPECT_TRUE(fresh->GetDOFMap().empty());
     EXPECT_EQ(fresh.Stored(), std::string(16, '\0')) << "nothing was there, so nothing is stored";
@@ -901,6 +904,16 @@ TEST(DOFList, StoresNoBlocksThatItCouldNotReadBack) {
         list->SetExtraWidth(c.extraWidth);
         EXPECT_EQ(list.Store(), c.result);
     }
+    // A file of the whole list whose last entry makes no record.
+    Object<IPODOFList> list;
+    WriteFile(list.directory / list.base.GetFileName(),
+              Integers({-1, 0, 0, 0, 0, 0, 3}) + Vector({3, 1, 1, 7}) + Integers({3}) + Vector({}) +
+                  Integers({3}) + Vector({}) + Integers({4}) + Vector({}));
+    ASSERT_EQ(list.base.Load(), 0);
+    list->SetSelectedBlock(-1);
+    const std::string stored = list.Stored();
+    EXPECT_EQ(list.Store(), 1);
+    EXPECT_EQ(list.Stored(), stored);
 }
 
 TEST(DOFList, ExportsRecordsAndTheHighestDOF) {
