@@ -330,8 +330,6 @@ bool POBase::SkipBodies(std::uint64_t& wholeEnd) {
             SkipBody();
             RequireIntactBody();
         }
-    } catch (const std::ios_base::failure&) {
-        throw;
     } catch (const std::runtime_error& error) {
         // What cannot be opened or read now says nothing about what is stored.
         if (ParseErrorCode(error.what()) == 1 || stream->HasReadError()) throw;

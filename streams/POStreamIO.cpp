@@ -184,7 +184,7 @@ void POStreamIO::WriteValueSlowly(const T& value, const std::string& separator) 
 
 // Unlike ReadRaw without a read check: bytes that belong to a value already begun.
 void POStreamIO::ReadRest(char* target, std::uint64_t count) {
-    if (count == 0 || (count <= BufferArea::kLargestCopy && TakeBytes(target, count))) return;
+    if (count == 0 || TakeBytes(target, count)) return;
     if (const auto source = input) source->read(target, static_cast<std::streamsize>(count));
 }
 

@@ -24,7 +24,8 @@ void POWindowsFileLocker::UnlockIfLocked() {
 
 bool POWindowsFileLocker::TryUnlock() const {
     try {
-        return RemoveFile(lockFileName) || !FileExists(lockFileName);
+        RemoveFile(lockFileName);
+        return true;  // also when there was none
     } catch (const std::exception&) {
         return false;  // counts as a failed attempt
     }

@@ -106,6 +106,8 @@ TEST(FileStream, RunsItsCallbacks) {
     EXPECT_EQ(closed, 1);
     EXPECT_FALSE(writer.IsWriting());
 
+    POStreamFileIO::CloseOutputFile("", nullptr);
+
     // A reader that writes closes its file itself.
     reader.Close();
     reader.OpenOutput(1);

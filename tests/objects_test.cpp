@@ -755,6 +755,10 @@ TEST(DOFList, StoresBlocksBehindAnIndex) {
     EXPECT_EQ(list.Stored(), expected);
     ASSERT_EQ(list.Store(), 0) << "again and again";
     EXPECT_EQ(list.Stored(), expected);
+    const auto block = fieldstore::Create<IPODOFList>();
+    fieldstore::Storage(block).SetDirectory(list.directory.Path());
+    block->SetSelectedBlock(1);
+    EXPECT_EQ(fieldstore::Storage(block).Load(), 0);
     EXPECT_EQ(list.Store(IPOBase::eWriteText), 1);
     EXPECT_EQ(list.Stored(), expected) << "checked before the file is opened";
 }

@@ -290,6 +290,7 @@ TEST(Checks, RefuseAReadAtTheEndAndEveryReadAfterIt) {
     stream.OpenContent("ab");
     stream.Read(value);  // cut short: no error, but the stream has failed
     EXPECT_FALSE(stream.IsGood());
+    stream.SkipWhiteSpace();
     EXPECT_EQ(Raised([&] { stream.Read(value); }), "Bad stream;");
 }
 
@@ -301,15 +302,19 @@ TEST(Checks, TellClosedPlaceholderAndOpenApart) {
     EXPECT_TRUE(writer.IsWriting() && !writer.IsReading() && !writer.IsGood());
     int value = 0;
     for (POStreamFileIO* stream : {&reader, &writer}) {
+        stream->SetTextMode(stream == &reader);
         EXPECT_FALSE(stream->IsValid());
         EXPECT_EQ(Raised([&] { stream->Read(value); }), "Bad stream;");
         EXPECT_EQ(Raised([&] { stream->Write(value, ""); }), "Bad stream;");
         EXPECT_EQ(Raised([&] { stream->Write("", std::uint64_t{0}); }), "Bad stream;");
         EXPECT_EQ(Raised([&] { stream->Write(vector<vector<int>>(), 1, "", ""); }), "Bad stream;");
+        EXPECT_EQ(stream->InputLeft(), 0u);
+        stream->SkipWhiteSpace();
         EXPECT_EQ(Raised([&] { stream->Tell(); }), "No stream open.");
         EXPECT_EQ(Raised([&] { stream->Seek(std::uint64_t{0}); }), "No stream open.");
         stream->Close();
         EXPECT_FALSE(stream->IsReading() || stream->IsWriting() || stream->IsGood());
+        EXPECT_FALSE(stream->HasReadError());
     }
     MemoryStream both(false);
     both.OpenInput();
