@@ -48,8 +48,8 @@ int POSolutionMetrics::TypeKey(int entityType, int valueType) {
 }
 
 const POSolutionMetrics::Definition& POSolutionMetrics::DefinitionOf(int typeKey) const {
-    const auto found = definitions.find(typeKey);
-    if (found == definitions.end()) throw std::runtime_error(messages::kUndefinedValues);
+    const auto found = data.definitions.find(typeKey);
+    if (found == data.definitions.end()) throw std::runtime_error(messages::kUndefinedValues);
     return found->second;
 }
 
@@ -68,7 +68,7 @@ void POSolutionMetrics::DefineValues(int entityType, int valueType, std::uint32_
     const int typeKey = TypeKey(entityType, valueType);
     if (GetResolveFunctions().count(resolveFunctionId) == 0)
         throw std::runtime_error(messages::kInvalidResolveFunction);
-    definitions[typeKey] = {Stored(count), resolveFunctionId};
+    data.definitions[typeKey] = {Stored(count), resolveFunctionId};
     modified = true;
 }
 
@@ -79,7 +79,7 @@ void POSolutionMetrics::AddValues(int entityType, std::uint32_t index, std::uint
     if (Id(definition.first) != newValues.size())
         throw std::runtime_error(messages::kInconsistentAmount);
     const ValueKey key{typeKey, {Stored(index), Stored(entityId)}};
-    const auto [entry, inserted] = values.emplace(key, newValues);
+    const auto [entry, inserted] = data.values.emplace(key, newValues);
     if (!inserted && IsAppliedAtOnce(definition.second))
         entry->second = Resolve(definition, entry->second, newValues);
     modified = true;
@@ -87,16 +87,16 @@ void POSolutionMetrics::AddValues(int entityType, std::uint32_t index, std::uint
 
 void POSolutionMetrics::AddNode(std::uint32_t nodeId, const std::vector<double>& position,
                                 const std::set<std::uint32_t>& neighborSet) {
-    positions.emplace(Stored(nodeId), position);
+    data.positions.emplace(Stored(nodeId), position);
     if (!neighborSet.empty()) {
-        std::set<int>& known = neighbors[Stored(nodeId)];
+        std::set<int>& known = data.neighbors[Stored(nodeId)];
         for (const std::uint32_t neighbor : neighborSet) known.insert(Stored(neighbor));
     }
     modified = true;
 }
 
 void POSolutionMetrics::AddEdge(std::uint32_t edgeId, const std::vector<int>& nodeIds) {
-    edges.emplace(Stored(edgeId), nodeIds);
+    data.edges.emplace(Stored(edgeId), nodeIds);
     modified = true;
 }
 
@@ -109,17 +109,18 @@ void POSolutionMetrics::SetHeaderFields(std::uint32_t field1, std::uint32_t fiel
 }
 
 std::uint32_t POSolutionMetrics::BuildNodeNeighbors() {
-    if (!neighbors.empty() && !modified) return kSuccess;
-    if (edges.empty()) return kFailure;
-    neighbors.clear();
+    if (!data.neighbors.empty() && !modified) return kSuccess;
+    if (data.edges.empty()) return kFailure;
+    data.neighbors.clear();
     constexpr std::size_t ends = 2;
-    const bool allHaveTwoEnds = std::all_of(edges.begin(), edges.end(), [this](const auto& edge) {
-        const std::vector<int>& nodes = edge.second;
-        if (nodes.size() != ends) return false;
-        neighbors[nodes[0]].insert(nodes[1]);
-        neighbors[nodes[1]].insert(nodes[0]);
-        return true;
-    });
+    const bool allHaveTwoEnds =
+        std::all_of(data.edges.begin(), data.edges.end(), [this](const auto& edge) {
+            const std::vector<int>& nodes = edge.second;
+            if (nodes.size() != ends) return false;
+            data.neighbors[nodes[0]].insert(nodes[1]);
+            data.neighbors[nodes[1]].insert(nodes[0]);
+            return true;
+        });
     return allHaveTwoEnds ? kSuccess : kFailure;
 }
 
@@ -151,12 +152,12 @@ void POSolutionMetrics::GetValues(int entityType, std::uint32_t entityId, int va
     constexpr int smallest = std::numeric_limits<int>::min();
     constexpr int largest = std::numeric_limits<int>::max();
     std::map<int, const std::vector<double>*> byIndex;
-    auto next = values.lower_bound({typeKey, {smallest, smallest}});
-    while (next != values.end() && next->first.first == typeKey) {
+    auto next = data.values.lower_bound({typeKey, {smallest, smallest}});
+    while (next != data.values.end() && next->first.first == typeKey) {
         const int index = next->first.second.first;
-        const auto found = values.find({typeKey, {index, Stored(entityId)}});
-        if (found != values.end()) byIndex.emplace_hint(byIndex.end(), index, &found->second);
-        next = values.upper_bound({typeKey, {index, largest}});
+        const auto found = data.values.find({typeKey, {index, Stored(entityId)}});
+        if (found != data.values.end()) byIndex.emplace_hint(byIndex.end(), index, &found->second);
+        next = data.values.upper_bound({typeKey, {index, largest}});
     }
     InUnsignedOrder(byIndex, [&](const auto& entry) {
         indicesOut.push_back(Id(entry.first));
@@ -171,8 +172,8 @@ void POSolutionMetrics::GetEntityIds(int entityType, int valueType,
     constexpr int smallest = std::numeric_limits<int>::min();
     const int typeKey = TypeKey(entityType, valueType);
     std::vector<std::uint32_t> found;
-    for (auto entry = values.lower_bound({typeKey, {smallest, smallest}});
-         entry != values.end() && entry->first.first == typeKey; ++entry)
+    for (auto entry = data.values.lower_bound({typeKey, {smallest, smallest}});
+         entry != data.values.end() && entry->first.first == typeKey; ++entry)
         found.push_back(Id(entry->first.second.second));
     std::sort(found.begin(), found.end());
     found.erase(std::unique(found.begin(), found.end()), found.end());
@@ -181,7 +182,7 @@ void POSolutionMetrics::GetEntityIds(int entityType, int valueType,
 
 void POSolutionMetrics::GetNodes(std::vector<double>& xyz, std::vector<std::uint32_t>& ids) {
     constexpr std::size_t dimensions = 3;
-    InUnsignedOrder(positions, [&](const auto& node) {
+    InUnsignedOrder(data.positions, [&](const auto& node) {
         const std::vector<double>& position = node.second;
         if (position.size() < dimensions) throw std::runtime_error(messages::kInconsistentData);
         ids.push_back(Id(node.first));
@@ -191,15 +192,15 @@ void POSolutionMetrics::GetNodes(std::vector<double>& xyz, std::vector<std::uint
 
 void POSolutionMetrics::GetNodeNeighbors(std::vector<int>& offsets,
                                          std::vector<std::uint32_t>& list) {
-    const std::size_t largest = LargestId(neighbors);
+    const std::size_t largest = LargestId(data.neighbors);
     if (largest > static_cast<std::size_t>(std::numeric_limits<int>::max()) - 2)
         throw std::length_error(messages::kInconsistentData);
     offsets.assign(largest + 2, 0);
-    for (const auto& node : neighbors)
+    for (const auto& node : data.neighbors)
         offsets[Id(node.first)] = static_cast<int>(node.second.size());
     for (std::size_t i = 1; i < offsets.size(); ++i) offsets[i] += offsets[i - 1];
 
-    InUnsignedOrder(neighbors, [&list](const auto& node) {
+    InUnsignedOrder(data.neighbors, [&list](const auto& node) {
         InUnsignedOrder(node.second, [&list](int neighbor) { list.push_back(Id(neighbor)); });
     });
 }
@@ -207,7 +208,7 @@ void POSolutionMetrics::GetNodeNeighbors(std::vector<int>& offsets,
 void POSolutionMetrics::GetEdges(std::vector<int>& flat) {
     bool first = true;
     std::size_t nodesPerEdge = 0;
-    InUnsignedOrder(edges, [&](const auto& edge) {
+    InUnsignedOrder(data.edges, [&](const auto& edge) {
         if (first) nodesPerEdge = edge.second.size();
         first = false;
         if (edge.second.size() != nodesPerEdge)
@@ -225,71 +226,60 @@ int POSolutionMetrics::GetStorageType(int direction) {
 
 int POSolutionMetrics::CopyFrom(std::shared_ptr<IPOBase> source) {
     return CopyFromSameClass<POSolutionMetrics>(source, [this](const POSolutionMetrics& other) {
-        definitions = other.definitions;
-        values = other.values;
-        neighbors = other.neighbors;
-        positions = other.positions;
-        edges = other.edges;
+        data = other.data;
         storageTypeOverride = other.storageTypeOverride;
     });
 }
 
-void POSolutionMetrics::ClearData() {
-    definitions.clear();
-    values.clear();
-    neighbors.clear();
-    positions.clear();
-    edges.clear();
-}
-
-void POSolutionMetrics::SerializeHeader(IStreamer::EDirection direction, Header& fields) {
+void POSolutionMetrics::SerializeBody(IStreamer::EDirection direction, Header& fields, Data& body) {
     for (std::uint32_t& field : fields) {
         int value = Stored(field);
         SerializeValue(direction, value);
         field = Id(value);
     }
+    SerializeValues(direction, body.definitions, body.values, body.neighbors, body.positions,
+                    body.edges);
 }
 
 void POSolutionMetrics::SerializeData(IStreamer::EDirection direction) {
-    if (direction == IStreamer::eWrite) {
-        SerializeHeader(direction, header);
-        return SerializeValues(direction, definitions, values, neighbors, positions, edges);
-    }
-    ReadBodies([this] { Merge(ReadBody()); });
-    if (neighbors.empty() && BuildNodeNeighbors() != kSuccess)
+    if (direction == IStreamer::eWrite) return SerializeBody(direction, header, data);
+    ReadBodies([this] {
+        Header fields{};
+        Data body;
+        SerializeBody(IStreamer::eRead, fields, body);
+        header = fields;
+        Merge(std::move(body));
+    });
+    if (data.neighbors.empty() && BuildNodeNeighbors() != kSuccess)
         throw std::runtime_error(messages::kNoNeighbors);
     ResolveCollected();
 }
 
-POSolutionMetrics::Body POSolutionMetrics::ReadBody() {
-    constexpr auto read = IStreamer::eRead;
-    Body body;
-    SerializeHeader(read, body.header);
-    SerializeValues(read, body.definitions, body.values, body.neighbors, body.positions,
-                    body.edges);
-    return body;
+void POSolutionMetrics::SkipBody() {
+    Header fields{};
+    Data body;
+    SerializeBody(IStreamer::eRead, fields, body);
 }
 
-void POSolutionMetrics::Merge(Body body) {
-    header = body.header;
+void POSolutionMetrics::Merge(Data body) {
     MergeDefinitions(std::move(body.definitions));
     MergeValues(std::move(body.values));
     MergeNeighbors(body.neighbors);
-    KeepFirst(positions, body.positions);
-    KeepFirst(edges, body.edges);
+    KeepFirst(data.positions, body.positions);
+    KeepFirst(data.edges, body.edges);
 }
 
 void POSolutionMetrics::MergeDefinitions(Definitions body) {
-    if (definitions.empty())
-        definitions = std::move(body);
-    else if (definitions != body)
+    if (data.definitions.empty())
+        data.definitions = std::move(body);
+    else if (data.definitions != body)
         throw std::runtime_error(messages::kInconsistentData);
 }
 
 void POSolutionMetrics::MergeValues(Values body) {
-    if (values.empty()) return values.swap(body);
+    if (data.values.empty()) return data.values.swap(body);
     while (!body.empty()) {
-        const auto merged = values.insert(body.extract(body.begin()));
+        const auto merged = data.values.insert(body.extract(body.begin()));
         if (merged.inserted) continue;
         std::vector<double>& stored = merged.position->second;
         const std::vector<double>& incoming = merged.node.mapped();
@@ -302,12 +292,12 @@ void POSolutionMetrics::MergeValues(Values body) {
 }
 
 void POSolutionMetrics::MergeNeighbors(const Neighbors& body) {
-    for (const auto& [node, set] : body) neighbors[node].insert(set.begin(), set.end());
+    for (const auto& [node, set] : body) data.neighbors[node].insert(set.begin(), set.end());
 }
 
 /// Turns what was collected, above all the contributions to a mean, into one vector per key.
 void POSolutionMetrics::ResolveCollected() {
-    for (auto& [key, stored] : values) {
+    for (auto& [key, stored] : data.values) {
         const Definition& definition = DefinitionOf(key.first);
         if (stored.size() > Id(definition.first)) stored = Resolve(definition, stored, {});
     }

@@ -53,12 +53,13 @@ public:
 
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     int GetStorageType(int direction) override;
-    void ClearData() override;
+    /// Keeps the header.
+    void ClearData() override { data = Data(); }
     bool ValidateData() override { return true; }
 
 protected:
     void SerializeData(IStreamer::EDirection direction) override;
-    void SkipBody() override { ReadBody(); }
+    void SkipBody() override;
 
 private:
     using Definition = std::pair<int, int>;                // count, resolve function id
@@ -69,8 +70,7 @@ private:
     using Positions = std::map<int, std::vector<double>>;
     using Edges = std::map<int, std::vector<int>>;
     using Header = std::array<std::uint32_t, 5>;  // the header id and four fields
-    struct Body {
-        Header header{};
+    struct Data {
         Definitions definitions;
         Values values;
         Neighbors neighbors;
@@ -82,20 +82,15 @@ private:
     const Definition& DefinitionOf(int typeKey) const;
     std::vector<double> Resolve(const Definition& definition, const std::vector<double>& existing,
                                 const std::vector<double>& incoming) const;
-    void SerializeHeader(IStreamer::EDirection direction, Header& fields);
-    Body ReadBody();
-    void Merge(Body body);
+    void SerializeBody(IStreamer::EDirection direction, Header& fields, Data& body);
+    void Merge(Data body);
     void MergeDefinitions(Definitions body);
     void MergeValues(Values body);
     void MergeNeighbors(const Neighbors& body);
     void ResolveCollected();
 
     Header header{};
-    Definitions definitions;
-    Values values;
-    Neighbors neighbors;
-    Positions positions;
-    Edges edges;
+    Data data;
     fieldstore::StorageTypeOverride storageTypeOverride;
 };
 
