@@ -358,7 +358,7 @@ TEST(MeshTree, TakesNoIdsFromALoadThatFails) {
     ASSERT_EQ(tree.Store(IPOBase::eWriteText), 0);
     const std::string stored = tree.Stored();  // ends with "7\n123\n"
     tree->SetIds({1});
-    for (const std::size_t cut : {2, 3, 5}) {
+    for (const std::size_t cut : {2u, 3u, 5u}) {
         WriteFile(tree.directory / tree.base.GetFileName(), stored.substr(0, stored.size() - cut));
         tree.base.CreateStorageInterface(IPOBase::eReadText, false);
         EXPECT_EQ(tree.base.Load(), 1);
