@@ -69,6 +69,14 @@ TemporaryFile::~TemporaryFile() {
     if (!path.empty()) unlink(path.c_str());
 }
 
+void TemporaryFile::Remove() {
+    if (unlink(path.c_str()) != 0 && unlink(path.c_str()) != 0)
+        throw Error(path, "the temporary file cannot be removed: " + ReasonOf(errno),
+                    "Remove it by hand.");
+    removal.reset();
+    path.clear();
+}
+
 OutputFile::OutputFile(const std::string& targetPath, bool replace)
     : TemporaryFile(BehindLinks(targetPath) + kTemporarySuffix), target(BehindLinks(targetPath)) {
     std::error_code none;

@@ -21,6 +21,8 @@ public:
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
     const std::string& Path() const { return path; }
+    /// Raises when the file cannot be removed, unlike the destructor.
+    void Remove();
 
 protected:
     std::string path;

@@ -312,12 +312,13 @@ AnyBody LoadedBody(const ResultFile& file) {
     }
     if (file.bodies.empty()) return loaded;
     // Bodies are merged by the object itself, which hands its data out only into storage.
-    const TemporaryFile scratch((fs::temp_directory_path() / "fieldstore-").string());
+    TemporaryFile scratch((fs::temp_directory_path() / "fieldstore-").string());
     StoreLoaded(file, scratch.Path());
     ResultFile merged = file;
     merged.path = scratch.Path();
     merged.bodies = {{0, fs::file_size(scratch.Path()), 0}};
     ForEachBody(merged, take);
+    scratch.Remove();
     return loaded;
 }
 
