@@ -87,43 +87,22 @@ std::string BinaryTreeBytes() {
         .Text(Vector({11, 12}));
 }
 
+std::string Count(std::int64_t number) {
+    return Bytes().I64(number);
+}
+
+std::string RealVector(std::initializer_list<double> values) {
+    Bytes bytes;
+    bytes.I64(static_cast<std::int64_t>(values.size()));
+    for (const double value : values) bytes.F64(value);
+    return bytes;
+}
+
 std::string MetricsBytes() {
-    return Bytes()
-        .I32(9)
-        .I32(1)
-        .I32(2)
-        .I32(3)
-        .I32(-294967296)
-        .I64(1)
-        .I32(12)
-        .I32(2)
-        .I32(3)
-        .I64(1)
-        .I32(12)
-        .I32(0)
-        .I32(0)
-        .I64(2)
-        .F64(1.5)
-        .F64(2.5)
-        .I64(2)
-        .I32(1)
-        .Text(Vector({2}))
-        .I32(2)
-        .Text(Vector({1}))
-        .I64(2)
-        .I32(1)
-        .I64(3)
-        .F64(0)
-        .F64(0)
-        .F64(0)
-        .I32(2)
-        .I64(3)
-        .F64(1)
-        .F64(0)
-        .F64(0.5)
-        .I64(1)
-        .I32(1)
-        .Text(Vector({1, 2}));
+    return Integers({9, 1, 2, 3, -294967296}) + Count(1) + Integers({12, 2, 3}) + Count(1) +
+           Integers({12, 0, 0}) + RealVector({1.5, 2.5}) + Count(2) + Integers({1}) + Vector({2}) +
+           Integers({2}) + Vector({1}) + Count(2) + Integers({1}) + RealVector({0, 0, 0}) +
+           Integers({2}) + RealVector({1, 0, 0.5}) + Count(1) + Integers({1}) + Vector({1, 2});
 }
 
 TEST(Bytes, OfEveryClass) {
@@ -142,22 +121,10 @@ TEST(Bytes, OfEveryClass) {
         {"POPortCircuitDOFs", Integers({2, 1, 1, 1}) + std::string(Bytes().I64(5)) +
                                   Integers({0, 10, 1, 11, 2, 12, 3, 13, 4, 14})},
         {"POSolutionMetrics", MetricsBytes()},
-        {"POAssemblyInfo", Vector({-5, 7}) + std::string(Bytes()
-                                                             .I64(2)
-                                                             .I32(5)
-                                                             .Text(Vector({1, 1, 2}))
-                                                             .I32(7)
-                                                             .Text(Vector({1, 1, 2}))
-                                                             .I64(2)
-                                                             .I32(5)
-                                                             .Text(Vector({5}))
-                                                             .I32(7)
-                                                             .Text(Vector({7}))
-                                                             .I64(2)
-                                                             .I32(5)
-                                                             .Text(Vector({4}))
-                                                             .I32(7)
-                                                             .Text(Vector({4})))}};
+        {"POAssemblyInfo", Vector({-5, 7}) + Count(2) + Integers({5}) + Vector({1, 1, 2}) +
+                               Integers({7}) + Vector({1, 1, 2}) + Count(2) + Integers({5}) +
+                               Vector({5}) + Integers({7}) + Vector({7}) + Count(2) +
+                               Integers({5}) + Vector({4}) + Integers({7}) + Vector({4})}};
     const TempDirectory directory;
     for (const std::string& name : samples::ClassNames()) {
         const auto object = samples::New(name);
