@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "core/AppendMark.h"
@@ -330,8 +331,10 @@ bool POBase::SkipBodies(std::uint64_t& wholeEnd) {
             SkipBody();
             RequireIntactBody();
         }
+    } catch (const std::system_error&) {
+        throw;  // what the system does not give says nothing about what is stored
     } catch (const std::runtime_error& error) {
-        // What cannot be opened or read now says nothing about what is stored.
+        // Neither does what cannot be opened or read now.
         if (ParseErrorCode(error.what()) == 1 || stream->HasReadError()) throw;
         return false;
     }

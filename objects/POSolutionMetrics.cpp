@@ -244,21 +244,19 @@ void POSolutionMetrics::SerializeBody(IStreamer::EDirection direction, Header& f
 void POSolutionMetrics::SerializeData(IStreamer::EDirection direction) {
     if (direction == IStreamer::eWrite) return SerializeBody(direction, header, data);
     ReadBodies([this] {
-        Header fields{};
-        Data body;
-        SerializeBody(IStreamer::eRead, fields, body);
-        header = fields;
-        Merge(std::move(body));
+        Body body = ReadBody();
+        header = body.first;
+        Merge(std::move(body.second));
     });
     if (data.neighbors.empty() && BuildNodeNeighbors() != kSuccess)
         throw std::runtime_error(messages::kNoNeighbors);
     ResolveCollected();
 }
 
-void POSolutionMetrics::SkipBody() {
-    Header fields{};
-    Data body;
-    SerializeBody(IStreamer::eRead, fields, body);
+POSolutionMetrics::Body POSolutionMetrics::ReadBody() {
+    Body body;
+    SerializeBody(IStreamer::eRead, body.first, body.second);
+    return body;
 }
 
 void POSolutionMetrics::Merge(Data body) {

@@ -59,7 +59,7 @@ public:
 
 protected:
     void SerializeData(IStreamer::EDirection direction) override;
-    void SkipBody() override;
+    void SkipBody() override { ReadBody(); }
 
 private:
     using Definition = std::pair<int, int>;                // count, resolve function id
@@ -77,12 +77,14 @@ private:
         Positions positions;
         Edges edges;
     };
+    using Body = std::pair<Header, Data>;
 
     static int TypeKey(int entityType, int valueType);
     const Definition& DefinitionOf(int typeKey) const;
     std::vector<double> Resolve(const Definition& definition, const std::vector<double>& existing,
                                 const std::vector<double>& incoming) const;
     void SerializeBody(IStreamer::EDirection direction, Header& fields, Data& body);
+    Body ReadBody();
     void Merge(Data body);
     void MergeDefinitions(Definitions body);
     void MergeValues(Values body);

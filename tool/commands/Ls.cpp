@@ -116,9 +116,8 @@ void AddLs(CLI::App& program, Action& action) {
     command->footer(
         "Reads each file whole: bodies and state are counted, not believed. The class marked\n"
         "(guess) was found by trying, since neither the name nor --class tells it.\n\n"
-        "Exit status: 0; 2 when a file that was named is missing or unreadable, or when the "
-        "system\n"
-        "does not tell whether a file is locked.\n\n"
+        "Exit status: 0; 2 when a file that was named is missing or unreadable, or when\n"
+        "the system does not tell whether a file is locked.\n\n"
         "Examples:\n"
         "  fieldstore ls results/\n"
         "  fieldstore ls --class POModeInfo run*/modes.bin --json");
