@@ -13,7 +13,7 @@ std::int64_t DOFRecords::Record::RangeLength() const {
 }
 
 int DOFRecords::Count() const {
-    return width > 0 ? static_cast<int>(entries.size()) / width : 0;
+    return width > 0 ? static_cast<int>(entries.size() / static_cast<std::size_t>(width)) : 0;
 }
 
 DOFRecords::Record DOFRecords::At(int index) const {

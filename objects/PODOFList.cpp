@@ -81,6 +81,22 @@ bool PODOFList::List::AddAll(const Deliveries& deliveries) {
     return allFit;
 }
 
+/// Nothing when a source throws or is empty.
+std::optional<PODOFList::Gathered> PODOFList::Gather(int lastBlock,
+                                                     const std::array<int, kKinds>& totals,
+                                                     const Deliveries& deliveries) {
+    Gathered gathered;
+    gathered.list.lastBlock = lastBlock;
+    // The host's order of totals is its own; these of its entries are totals 1 to 4.
+    gathered.list.totals = {totals[3], totals[1], totals[2], totals[0]};
+    try {
+        gathered.allFit = gathered.list.AddAll(deliveries);
+    } catch (...) {
+        return std::nullopt;
+    }
+    return gathered;
+}
+
 int PODOFList::List::BlockCountFromRecords() const {
     constexpr int ownersPerBlock = 2;
     if (kinds[kKind4].Count() < 1) return 1;
@@ -91,40 +107,25 @@ int PODOFList::List::BlockCountFromRecords() const {
     return static_cast<int>((largestOwner + 2) / ownersPerBlock);
 }
 
-namespace {
-
-/// The host's order of totals is its own; these of its entries are totals 1 to 4.
-std::array<int, 4> OrderTotals(const std::array<int, 4>& totals) {
-    return {totals[3], totals[1], totals[2], totals[0]};
-}
-
-}  // namespace
-
 int PODOFList::SetRecords(int lastBlock, int header1, const std::array<int, 4>& totals,
                           const std::array<int, 4>& widths, int reserve1, Source source1,
                           int reserve2, Source source2, int reserve3, Source source3, int reserve4,
                           Source source4, const Flat& extra2) {
-    // Gathered aside, so that whatever fails changes nothing.
-    List gathered;
-    gathered.lastBlock = lastBlock;
-    gathered.header1 = header1;
-    gathered.totals = OrderTotals(totals);
-    bool allFit = false;
-    try {
-        allFit = gathered.AddAll(
-            {{{reserve1, source1}, {reserve2, source2}, {reserve3, source3}, {reserve4, source4}}});
-    } catch (...) {
-        return kFailure;
-    }
+    auto gathered = Gather(
+        lastBlock, totals,
+        {{{reserve1, source1}, {reserve2, source2}, {reserve3, source3}, {reserve4, source4}}});
+    if (!gathered) return kFailure;
+    auto& [records, allFit] = *gathered;
+    records.header1 = header1;
     for (std::size_t kind = 0; kind < kKinds; ++kind) {
-        int& width = gathered.kinds[kind].width;
+        int& width = records.kinds[kind].width;
         if (width < 0) width = widths[kind];
         if (width < 0 || width != widths[kind]) allFit = false;
     }
     Flat extra = extra2;
-    if (!allFit || !HasExtraFor(gathered, extra)) RaiseSizeMismatch();
-    GroupByBlock(gathered, extra);
-    list = std::move(gathered);
+    if (!allFit || !HasExtraFor(records, extra)) RaiseSizeMismatch();
+    GroupByBlock(records, extra);
+    list = std::move(records);
     extraEntries = std::move(extra);
     modified = true;
     return kSuccess;
@@ -133,21 +134,15 @@ int PODOFList::SetRecords(int lastBlock, int header1, const std::array<int, 4>& 
 int PODOFList::LoadRecords(int lastBlock, const std::array<int, 4>& totals, int reserve1,
                            Source source1, int reserve2, Source source2, int reserve3,
                            Source source3, int reserve4, Source source4) {
-    List gathered;
-    gathered.lastBlock = lastBlock;
-    gathered.totals = OrderTotals(totals);
-    bool allFit = false;
-    try {
-        allFit = gathered.AddAll(
-            {{{reserve1, source1}, {reserve2, source2}, {reserve3, source3}, {reserve4, source4}}});
-    } catch (...) {
-        return kFailure;
-    }
+    auto gathered = Gather(
+        lastBlock, totals,
+        {{{reserve1, source1}, {reserve2, source2}, {reserve3, source3}, {reserve4, source4}}});
+    if (!gathered) return kFailure;
     // A kind without records has a width all the same, or the list would not be valid.
-    for (DOFRecords& kind : gathered.kinds) kind.width = std::max(kind.width, 0);
-    list = std::move(gathered);
+    for (DOFRecords& kind : gathered->list.kinds) kind.width = std::max(kind.width, 0);
+    list = std::move(gathered->list);
     modified = true;
-    return allFit ? kSuccess : kFailure;
+    return gathered->allFit ? kSuccess : kFailure;
 }
 
 bool PODOFList::HasExtraFor(const List& records, const Flat& extra) const {

@@ -2,6 +2,8 @@
 #ifndef FIELDSTORE_PODOFLIST_H
 #define FIELDSTORE_PODOFLIST_H
 
+#include <optional>
+
 #include "core/POBase.h"
 #include "fieldstore/IPODOFList.h"
 #include "objects/DOFRecords.h"
@@ -85,7 +87,14 @@ private:
         bool AddAll(const Deliveries& deliveries);
         int BlockCountFromRecords() const;
     };
+    /// What the sources of a host gave, kept aside so that whatever fails changes nothing.
+    struct Gathered {
+        List list;
+        bool allFit = true;  // every record had the width of the first of its kind
+    };
 
+    static std::optional<Gathered> Gather(int lastBlock, const std::array<int, kKinds>& totals,
+                                          const Deliveries& deliveries);
     bool IsBlocked() const { return selectedBlock >= kHeaderOnly; }
     void StoreCounts(const std::array<int*, kKinds>& counts) const;
     void CallSizes(const Sizes& sizes) const;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <set>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -47,5 +48,35 @@
     PAIR(std::pair<std::int64_t, int>) \
     PAIR(std::pair<int, int>)
 // clang-format on
+
+/// Declares the operations of a class over IStreamer for the list above.
+#define FIELDSTORE_DECLARE_SEQUENCE(...)                                            \
+    void Read(__VA_ARGS__& value) override;                                         \
+    void Write(const __VA_ARGS__& value, int perLine, const std::string& separator, \
+               const std::string& lineEnd) override;
+#define FIELDSTORE_DECLARE_PAIR(...)                                        \
+    void Read(__VA_ARGS__& value) override;                                 \
+    void Write(const __VA_ARGS__& value, const std::string& firstSeparator, \
+               const std::string& secondSeparator) override;
+
+/// Defines them, as operations of FIELDSTORE_STREAM_CLASS, by the rules of ContainerEncoding.h.
+#define FIELDSTORE_DEFINE_SEQUENCE(...)                                        \
+    void FIELDSTORE_STREAM_CLASS::Read(__VA_ARGS__& value) {                   \
+        fieldstore::ReadContainer(*this, value);                               \
+    }                                                                          \
+    void FIELDSTORE_STREAM_CLASS::Write(const __VA_ARGS__& value, int perLine, \
+                                        const std::string& separator,          \
+                                        const std::string& lineEnd) {          \
+        fieldstore::WriteContainer(*this, value, perLine, separator, lineEnd); \
+    }
+#define FIELDSTORE_DEFINE_PAIR(...)                                                \
+    void FIELDSTORE_STREAM_CLASS::Read(__VA_ARGS__& value) {                       \
+        fieldstore::ReadContainer(*this, value);                                   \
+    }                                                                              \
+    void FIELDSTORE_STREAM_CLASS::Write(const __VA_ARGS__& value,                  \
+                                        const std::string& firstSeparator,         \
+                                        const std::string& secondSeparator) {      \
+        fieldstore::WriteContainer(*this, value, firstSeparator, secondSeparator); \
+    }
 
 #endif

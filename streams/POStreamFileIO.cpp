@@ -214,22 +214,6 @@ std::uint64_t POStreamFileIO::Tell() {
     throw std::runtime_error(messages::kNoStreamOpen);
 }
 
-#define FIELDSTORE_DEFINE_SEQUENCE(...)                                                    \
-    void POStreamFileIO::Read(__VA_ARGS__& value) {                                        \
-        ReadContainer(*this, value);                                                       \
-    }                                                                                      \
-    void POStreamFileIO::Write(const __VA_ARGS__& value, int perLine,                      \
-                               const std::string& separator, const std::string& lineEnd) { \
-        WriteContainer(*this, value, perLine, separator, lineEnd);                         \
-    }
-#define FIELDSTORE_DEFINE_PAIR(...)                                                         \
-    void POStreamFileIO::Read(__VA_ARGS__& value) {                                         \
-        ReadContainer(*this, value);                                                        \
-    }                                                                                       \
-    void POStreamFileIO::Write(const __VA_ARGS__& value, const std::string& firstSeparator, \
-                               const std::string& secondSeparator) {                        \
-        WriteContainer(*this, value, firstSeparator, secondSeparator);                      \
-    }
+#define FIELDSTORE_STREAM_CLASS POStreamFileIO
 FIELDSTORE_CONTAINER_TYPES(FIELDSTORE_DEFINE_SEQUENCE, FIELDSTORE_DEFINE_PAIR)
-#undef FIELDSTORE_DEFINE_SEQUENCE
-#undef FIELDSTORE_DEFINE_PAIR
+#undef FIELDSTORE_STREAM_CLASS

@@ -41,17 +41,7 @@ public:
 
     using POStreamIO::Read;
     using POStreamIO::Write;
-#define FIELDSTORE_DECLARE_SEQUENCE(...)                                            \
-    void Read(__VA_ARGS__& value) override;                                         \
-    void Write(const __VA_ARGS__& value, int perLine, const std::string& separator, \
-               const std::string& lineEnd) override;
-#define FIELDSTORE_DECLARE_PAIR(...)                                        \
-    void Read(__VA_ARGS__& value) override;                                 \
-    void Write(const __VA_ARGS__& value, const std::string& firstSeparator, \
-               const std::string& secondSeparator) override;
     FIELDSTORE_CONTAINER_TYPES(FIELDSTORE_DECLARE_SEQUENCE, FIELDSTORE_DECLARE_PAIR)
-#undef FIELDSTORE_DECLARE_SEQUENCE
-#undef FIELDSTORE_DECLARE_PAIR
 
 private:
     void OpenForReading();

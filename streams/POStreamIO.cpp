@@ -268,22 +268,6 @@ void POStreamIO::SkipWhiteSpace() {
     while (input->good() && isSpace(input->peek())) input->get();
 }
 
-#define FIELDSTORE_DEFINE_SEQUENCE(...)                                                         \
-    void POStreamIO::Read(__VA_ARGS__& value) {                                                 \
-        ReadContainer(*this, value);                                                            \
-    }                                                                                           \
-    void POStreamIO::Write(const __VA_ARGS__& value, int perLine, const std::string& separator, \
-                           const std::string& lineEnd) {                                        \
-        WriteContainer(*this, value, perLine, separator, lineEnd);                              \
-    }
-#define FIELDSTORE_DEFINE_PAIR(...)                                                     \
-    void POStreamIO::Read(__VA_ARGS__& value) {                                         \
-        ReadContainer(*this, value);                                                    \
-    }                                                                                   \
-    void POStreamIO::Write(const __VA_ARGS__& value, const std::string& firstSeparator, \
-                           const std::string& secondSeparator) {                        \
-        WriteContainer(*this, value, firstSeparator, secondSeparator);                  \
-    }
+#define FIELDSTORE_STREAM_CLASS POStreamIO
 FIELDSTORE_CONTAINER_TYPES(FIELDSTORE_DEFINE_SEQUENCE, FIELDSTORE_DEFINE_PAIR)
-#undef FIELDSTORE_DEFINE_SEQUENCE
-#undef FIELDSTORE_DEFINE_PAIR
+#undef FIELDSTORE_STREAM_CLASS

@@ -56,41 +56,17 @@ public:
     bool IsValid() override;
     bool IsTextMode() override { return textMode; }
 
-#define FIELDSTORE_DECLARE_SEQUENCE(...)                                            \
-    void Read(__VA_ARGS__& value) override;                                         \
-    void Write(const __VA_ARGS__& value, int perLine, const std::string& separator, \
-               const std::string& lineEnd) override;
-#define FIELDSTORE_DECLARE_PAIR(...)                                        \
-    void Read(__VA_ARGS__& value) override;                                 \
-    void Write(const __VA_ARGS__& value, const std::string& firstSeparator, \
-               const std::string& secondSeparator) override;
     FIELDSTORE_CONTAINER_TYPES(FIELDSTORE_DECLARE_SEQUENCE, FIELDSTORE_DECLARE_PAIR)
-#undef FIELDSTORE_DECLARE_SEQUENCE
-#undef FIELDSTORE_DECLARE_PAIR
 
     void Read(std::string& value, const std::string& terminator, int maxLength) override;
     void Read(char* buffer, std::int64_t count) override;
-    void Read(std::complex<double>& value) override {
-        ReadValue(value);
-    }
-    void Read(double& value) override {
-        ReadValue(value);
-    }
-    void Read(std::int64_t& value) override {
-        ReadValue(value);
-    }
-    void Read(std::uint64_t& value) override {
-        ReadValue(value);
-    }
-    void Read(unsigned int& value) override {
-        ReadValue(value);
-    }
-    void Read(int& value) override {
-        ReadValue(value);
-    }
-    void Read(char& value) override {
-        ReadValue(value);
-    }
+    void Read(std::complex<double>& value) override { ReadValue(value); }
+    void Read(double& value) override { ReadValue(value); }
+    void Read(std::int64_t& value) override { ReadValue(value); }
+    void Read(std::uint64_t& value) override { ReadValue(value); }
+    void Read(unsigned int& value) override { ReadValue(value); }
+    void Read(int& value) override { ReadValue(value); }
+    void Read(char& value) override { ReadValue(value); }
 
     void Write(const char* buffer, std::uint64_t count) override;
     void Write(const std::string& value, const std::string& separator) override;
@@ -109,12 +85,8 @@ public:
     void Write(unsigned int value, const std::string& separator) override {
         WriteValue(value, separator);
     }
-    void Write(int value, const std::string& separator) override {
-        WriteValue(value, separator);
-    }
-    void Write(char value, const std::string& separator) override {
-        WriteValue(value, separator);
-    }
+    void Write(int value, const std::string& separator) override { WriteValue(value, separator); }
+    void Write(char value, const std::string& separator) override { WriteValue(value, separator); }
 
     // The operations below are not part of IStreamer; containers and the object layer use them.
 
@@ -208,20 +180,14 @@ public:
 
     /// Whether a number in text mode reached to the very end of the input, where a whole one is
     /// followed by its separator.
-    bool NumberMetEnd() const {
-        return numberMetEnd;
-    }
+    bool NumberMetEnd() const { return numberMetEnd; }
 
     /// Whether the system failed to give what is stored, as opposed to its coming to an end.
-    bool HasReadError() const {
-        return input && input->bad();
-    }
+    bool HasReadError() const { return input && input->bad(); }
 
     /// Lets an empty raw vector be read at the very end of the input, where the read check would
     /// raise. Persistent objects need it: what they wrote last may be an empty vector.
-    void AcceptEmptyVectorAtEnd() {
-        emptyVectorAtEnd = true;
-    }
+    void AcceptEmptyVectorAtEnd() { emptyVectorAtEnd = true; }
     /// Whether the elements of a vector whose count was just read need no read at all.
     bool EndsWithEmptyVector(std::uint64_t count) const {
         return emptyVectorAtEnd && count == 0 && input && input->good();
@@ -231,12 +197,8 @@ protected:
     /// `length` is the number of bytes in the input, 0 when unknown.
     void SetInput(std::shared_ptr<std::istream> stream, std::uint64_t length = 0);
     void SetOutput(std::shared_ptr<std::ostream> stream);
-    const std::shared_ptr<std::istream>& Input() const {
-        return input;
-    }
-    const std::shared_ptr<std::ostream>& Output() const {
-        return output;
-    }
+    const std::shared_ptr<std::istream>& Input() const { return input; }
+    const std::shared_ptr<std::ostream>& Output() const { return output; }
 
     std::string identifier;
     OutputCloser CloseCallback;
