@@ -174,6 +174,12 @@ private:
     FieldInput field;
 };
 
+/// The place of a member that is not there yet. Of two of one name, one would be lost.
+Json& NewMember(Json& object, const std::string& name) {
+    if (object.contains(name)) throw Error("", "'" + name + "' is there twice", "");
+    return object[name];
+}
+
 /// A member stands behind the bodies, which are written by then.
 struct LateMember : Error {
     explicit LateMember(const std::string& name)
@@ -225,6 +231,8 @@ private:
     bool Begin(Json container);
     bool End();
     bool Value(Json value);
+    /// Where the next value in the innermost container goes.
+    Json& NextPlace();
     void Complete(const Json& value);
 
     const std::function<void(const JsonHead&)>& begin;
@@ -251,6 +259,11 @@ bool DocumentReader::Passes(const Json& container) const {
     return depth == kMember || (depth == kField && bodies->TakesElements());
 }
 
+Json& DocumentReader::NextPlace() {
+    Json& parent = *open.back();
+    return parent.is_array() ? parent.emplace_back() : NewMember(parent, name);
+}
+
 bool DocumentReader::Begin(Json container) {
     if (depth == kDocument && !container.is_object())
         throw Error("", "the document is not an object", "");
@@ -260,8 +273,7 @@ bool DocumentReader::Begin(Json container) {
         kept = std::move(container);
         open.push_back(&kept);
     } else {
-        Json& parent = *open.back();
-        Json& place = parent.is_array() ? parent.emplace_back() : parent[name];
+        Json& place = NextPlace();
         place = std::move(container);
         open.push_back(&place);
     }
@@ -285,11 +297,7 @@ bool DocumentReader::Value(Json value) {
     if (open.empty()) {
         Complete(value);
     } else {
-        Json& parent = *open.back();
-        if (parent.is_array())
-            parent.push_back(std::move(value));
-        else
-            parent[name] = std::move(value);
+        NextPlace() = std::move(value);
     }
     return true;
 }
@@ -313,7 +321,7 @@ bool DocumentReader::key(string_t& text) {
 /// A value that is not gone through, at its end.
 void DocumentReader::Complete(const Json& value) {
     if (!InBodies()) {
-        head[member] = value;
+        NewMember(head, member) = value;
     } else if (depth == kElement) {
         bodies->AddElement(value);
     } else if (depth == kField) {
@@ -352,6 +360,8 @@ void BuildFromJson(std::istream& document, const std::function<void(const JsonHe
     const auto read = [&](bool keepBodies) {
         DocumentReader reader(begin, take, keepBodies);
         Json::sax_parse(document, &reader);
+        // The parser takes a zero byte for the end.
+        if (!document.eof()) throw Error("", "not JSON: a zero byte stands behind it", "");
         reader.Finish();
     };
     try {
