@@ -176,8 +176,9 @@ private:
 
 /// The place of a member that is not there yet. Of two of one name, one would be lost.
 Json& NewMember(Json& object, const std::string& name) {
-    if (object.contains(name)) throw Error("", "'" + name + "' is there twice", "");
-    return object[name];
+    const auto [place, isNew] = object.emplace(name, nullptr);
+    if (!isNew) throw Error("", "'" + name + "' is there twice", "");
+    return *place;
 }
 
 /// A member stands behind the bodies, which are written by then.
