@@ -10,10 +10,11 @@
 #include "fieldstore/IPOModeInfo.h"
 #include "fieldstore/IPOPortCircuitDOFs.h"
 #include "fieldstore/IPOSolutionMetrics.h"
+#include "fieldstore/IPOStorageControl.h"
 #include "fieldstore/IStreamer.h"
 #include "fieldstore/NewInstance.h"
 
 extern "C" void Interfaces(decltype(&NewInstance), IPOBase&, IStreamer&, IPOAssemblyInfo&,
                            IPOBinaryTree&, IPOCircuitMatrices&, IPODOFList&, IPODOFMap&,
                            IPOMeshTree&, IPOModeInfo&, IPOPortCircuitDOFs&, IPOSolutionMetrics&,
-                           IPOSolutionMetrics::EResolveFunction) {}
+                           IPOSolutionMetrics::EResolveFunction, IPOStorageControl&) {}

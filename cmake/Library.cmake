@@ -1,5 +1,7 @@
 # The library's sources, layer by layer; each layer uses those above it in this list.
 set(FIELDSTORE_STREAMS
+  streams/DoubleText.cpp
+  streams/FileBuffer.cpp
   streams/NumberText.cpp
   streams/PODataServiceIO.cpp
   streams/POFileLocker.cpp
@@ -7,14 +9,19 @@ set(FIELDSTORE_STREAMS
   streams/POStreamIO.cpp
   streams/POWindowsFileLocker.cpp
   streams/RetryPause.cpp
+  streams/Writer.cpp
+  $<$<NOT:$<PLATFORM_ID:Windows>>:streams/FileAttributes_posix.cpp>
   streams/Platform_$<IF:$<PLATFORM_ID:Windows>,windows,posix>.cpp)
 set(FIELDSTORE_CORE
   core/AppendMark.cpp
+  core/BodyScan.cpp
+  core/CommitGuard.cpp
   core/ErrorLog.cpp
+  core/Failure.cpp
   core/POBase.cpp
   core/POIndex.cpp
   core/POVersion.cpp
-  core/ResultCode.cpp)
+  core/ObjectStorage.cpp)
 set(FIELDSTORE_CLASSES
   objects/DOFRecords.cpp
   objects/POAssemblyInfo.cpp

@@ -3,35 +3,65 @@
 #define FIELDSTORE_APPEND_MARK_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
-#include "core/SideFiles.h"
+#include "streams/Platform.h"
+#include "streams/Writer.h"
 
 namespace fieldstore {
 
-/// A small file beside the data that stands while a body is appended under the lock: the data
-/// file's name with ".undo". It holds the length that the data had before. Whoever takes the lock
-/// and finds it knows that a writer died, and that the end of the data may be torn.
+/// A small file that stands while a body is appended under the lock. Whoever takes the lock and
+/// finds it knows that a writer died, or the machine did, and that the end of the data may be torn.
 ///
-/// It guards against processes that die, not against power cuts: nothing is forced to the disk.
-class AppendMark {
-public:
-    explicit AppendMark(const std::string& dataPath) : path(AppendMarkPathFor(dataPath)) {}
+/// It lies beside the data, or, where no file can be made there, beside the lock marker; then
+/// several data files may share its place, and it counts only for the one that it names. What it
+/// holds, a line each: the data's length in bytes, "host ", "boot ", "process " and "start " of the
+/// writer, and "data " with the path of the data.
+///
+/// A commit gives 0 only after its mark is gone for good, so whatever follows the length of a mark
+/// was never acknowledged. After the death of a process it is what was written so far, and whole
+/// bodies in it are kept. After a power cut it may be anything: a file system may have lengthened
+/// the file before the data came, and zeros read as bodies.
+struct AppendRecord {
+    std::uint64_t length;  // of the data before the append; kUnknownLength for an empty mark
+    std::optional<Writer>
+        writer;        // nothing in the marks of older versions, which hold the length only
+    std::string boot;  // of the writer's machine; "" when unknown
+    std::string dataPath;
 
-    /// Raises std::filesystem::filesystem_error, as Set() does, when the system cannot tell.
-    bool Stands() const;
-    /// The recorded length; the largest number when the mark cannot be understood, so that
-    /// everything counts as having been there before.
-    std::uint64_t Length() const;
-    /// Records the data's length, 0 when there are none. A directory that takes no new file leaves
-    /// the append unguarded.
-    void Set(const std::string& dataPath) const;
-    /// Removes the mark. One that stays costs the next commit a look through the data.
-    void Clear() const noexcept;
+    static constexpr std::uint64_t kUnknownLength = ~std::uint64_t{0};
 
-private:
-    std::string path;
+    /// That of this process for these data.
+    static AppendRecord Now(std::uint64_t length, std::string dataPath);
+    /// Whether the power may have gone since: the writer's machine is another one, or was started
+    /// again. What is behind the length is then worth nothing.
+    bool OutlivedItsMachine() const;
+
+    std::string Text() const;
+    /// Nothing when the text is no mark's. An empty one is: its writer died before it wrote.
+    static std::optional<AppendRecord> Parse(std::string_view text);
 };
+
+/// What is at the place of a mark.
+struct AppendMark {
+    enum class Kind { Nothing, Mark, Other };
+    Kind kind = Kind::Nothing;
+    AppendRecord record{};  // of a mark
+
+    /// Raises std::filesystem::filesystem_error when the system cannot tell. A place whose name is
+    /// too long has nothing.
+    static AppendMark At(const std::string& path);
+    /// Whether it is a mark of these data, whose whole path is given. One that lies beside them is,
+    /// even when they were moved together.
+    bool CountsFor(const std::string& dataPath, bool besideData) const {
+        return kind == Kind::Mark && (besideData || record.dataPath == dataPath);
+    }
+};
+
+/// The path of the data as a mark names it: the same for every way to write it on this machine.
+std::string WholePath(const std::string& path);
 
 }  // namespace fieldstore
 

@@ -9,6 +9,7 @@ namespace fieldstore::messages {
 // Storage and passes.
 inline constexpr char kUnsupportedStorageType[] = "Unsupported storage creation type parameter.";
 inline constexpr char kLockIsDataFile[] = "The lock file would be the data file itself.";
+inline constexpr char kZeroByteInName[] = "A directory or file name holds a zero byte.";
 inline constexpr char kNoStorageInterface[] =
     "Failed to create storage interface for persistent object.";
 inline constexpr char kNoStorageStream[] = "Failed to create persistent object stream.";

@@ -4,34 +4,44 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 
 #include "core/ClassTraits.h"
+#include "core/CommitGuard.h"
+#include "core/ObjectStorage.h"
 #include "core/POIndex.h"
 #include "core/POVersion.h"
 #include "core/ResultCode.h"
+#include "core/UnsavedChanges.h"
 #include "fieldstore/IPOBase.h"
+#include "fieldstore/IPOStorageControl.h"
 #include "fieldstore/IStreamer.h"
 #include "streams/ILocker.h"
 #include "streams/POStreamIO.h"
 
-class POStreamFileIO;
+namespace fieldstore {
+class BodyScan;
+}
 
-/// The frame every persistent object runs in: it owns the storage and drives the two passes,
-/// writing (validate, lock, open, body, close, unlock) and reading (open, body, close, validate).
+/// The frame every persistent object runs in: it drives the two passes over its storage, writing
+/// (validate, lock, open, body, close, unlock) and reading (open, body, close, validate).
+///
+/// The parts are objects of their own: the paths, the stream and the lock (ObjectStorage), what a
+/// running commit has taken hold of (CommitGuard), the version line (POVersion).
 ///
 /// A concrete class derives from it first and from its own interface second, holds a constant
 /// ClassTraits, and implements CopyFrom, ClearData, ValidateData and SerializeData. Its destructor
 /// calls CommitBeforeDestruction(), while the class's own overrides are still in force.
-class POBase : public IPOBase, public POIndex {
+class POBase : public IPOBase, public POIndex, public IPOStorageControl {
 public:
     explicit POBase(const fieldstore::ClassTraits& classTraits);
 
     int Commit(bool force) override;
     int CreateStorageInterface(EStorageType type, bool withLock) override;
     int DeleteStorage() override;
-    std::string GetFileName() override { return fileName; }
+    std::string GetFileName() override { return storage.fileName; }
     int Load() override;
     int LoadFile(const std::string& name) override;
     int SetLockDirectory(const std::string& newDirectory) override;
@@ -39,8 +49,11 @@ public:
     int SetDirectory(const std::string& newDirectory) override;
     int SetVersion(const std::string& text) override;
 
+    int SetDurability(EDurability durability) override;
+    std::string GetLastError() override { return lastError; }
+
     /// The error log beside the data; empty without a stream or when its name has no ".".
-    virtual std::string GetErrorLogPath();
+    virtual std::string GetErrorLogPath() { return storage.LogPath(); }
     /// The storage type that the default of a direction (0 read, all others write) stands for.
     virtual int GetStorageType(int direction);
     virtual void EndRead();
@@ -76,9 +89,9 @@ protected:
     void CommitBeforeDestruction() noexcept;
 
     /// The stream, or "Null stream function.".
-    POStreamIO& RequireStream() const;
+    POStreamIO& RequireStream() const { return storage.Require(); }
     /// The stream in good state, or "Null stream function.", "Bad stream.".
-    POStreamIO& RequireGoodStream() const;
+    POStreamIO& RequireGoodStream() const { return storage.RequireGood(); }
 
     /// Reads or writes one value: a container with the write layout, a scalar on a line of its own.
     template <typename T>
@@ -134,45 +147,33 @@ protected:
         POBase& object;
     };
 
-    std::shared_ptr<POStreamIO> stream;
+    fieldstore::ObjectStorage storage;
     POVersion version{""};
-    bool modified = false;
+    fieldstore::UnsavedChanges modified;
     std::uint32_t persistFlags = fieldstore::kReplacing;
-    std::shared_ptr<ILocker> locker;
-    std::string lockDirectory;
-    std::string directory;
-    std::string fileName;
     std::uint32_t writeFormat = 1;
     std::string fieldSeparator = " ";
     std::string lineTerminator = "\n";
 
 private:
+    friend class fieldstore::BodyScan;
+
     static constexpr std::uint32_t kDefaultFormat = 1;
 
+    template <typename Action>
+    int Attempt(const char* doing, Action action);
+    int NoteFailure(const char* doing) noexcept;
     void CommitOrThrow(bool force);
-    void AbandonWrite(bool wasModified) noexcept;
+    void MergeStoredData();
     void LoadOrThrow();
     void ReadPass();
     void OpenInput();
-    void MergeStoredData();
-    void TakeLock();
-    void GuardAppend();
-    void ClearGuard() noexcept;
-    void CutTornTail();
-    std::uint64_t EndOfWholeBodies();
-    bool SkipBodies(std::uint64_t& wholeEnd);
-    bool ReadVersionLine(std::string& line);
     bool HasAnotherBody();
-    POStreamFileIO* FileStream() const;
-    std::shared_ptr<POStreamIO> MakeStream(int type) const;
-    std::shared_ptr<ILocker> MakeLocker() const;
-    std::string StoragePath() const { return directory + fileName; }
     void LogUnlessImpossible(const char* message) noexcept;
 
     const fieldstore::ClassTraits& traits;
-    bool lockHeld = false;       // by the commit that is running
-    bool outputOpened = false;   // by the commit that is running
-    bool appendGuarded = false;  // a mark stands for the commit that is running
+    std::optional<fieldstore::CommitGuard> guard;  // of the commit that is running
+    std::string lastError;
     bool versionTaken = false;   // the last read pass took a line for a version
     bool ignoreVersion = false;  // the read pass must not take one
 };

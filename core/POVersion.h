@@ -2,8 +2,11 @@
 #ifndef FIELDSTORE_POVERSION_H
 #define FIELDSTORE_POVERSION_H
 
+#include <optional>
 #include <string>
 #include <utility>
+
+#include "streams/POStreamIO.h"
 
 /// The version text that a storage may carry as its first line, after a "!". Hosts choose it; the
 /// library interprets nothing and has no default.
@@ -20,10 +23,18 @@ public:
     /// Whether the line for this text, written in that mode, would be read back.
     bool IsWritable(bool textMode, char lineEnd) const;
 
+    /// Writes the line when there is a text and the output stands at its beginning. Raises "Bad
+    /// stream." when it cannot tell where it stands.
+    void WriteLine(POStreamIO& output, const std::string& lineEnd) const;
+    /// The text, when the next bytes are a version line. A body may begin with anything, so
+    /// whatever fails only means that they are not; the input is then anywhere, and may be at its
+    /// end.
+    static std::optional<std::string> ReadLine(POStreamIO& input, const std::string& lineEnd);
+
+private:
     /// The most characters of a version line, in text mode its end included.
     static constexpr int kMaxLineLength = 256;
 
-private:
     std::string text;
 };
 

@@ -164,6 +164,30 @@ void TryFalseCounts(const SampleFile& sample, std::size_t step, Trial& trial) {
     }
 }
 
+/// Metrics of many bodies whose definitions ask for more, or far more, values than there are: few
+/// keys and many, and one long vector that every later body adds to.
+void TryClaims(Trial& trial) {
+    SampleFile like{};
+    like.kind.name = "POSolutionMetrics";
+    constexpr std::uint32_t counts[] = {2, 3, 1000, 1U << 17U, 1U << 24U, 0x7fffffff, 0xffffffff};
+    constexpr std::uint32_t longest = 60000;
+    for (int function = IPOSolutionMetrics::eReplace; function <= IPOSolutionMetrics::eMin;
+         ++function) {
+        for (const std::uint32_t count : counts) {
+            for (const std::uint32_t keys : {1U, 100U, 10000U}) {
+                const auto body = ClaimingMetrics(false, function, count, keys, 1);
+                trial.Load(like, Repeated(body, kSize - kSize % body.size()),
+                           "function " + std::to_string(function) + " claims " +
+                               std::to_string(count) + " for " + std::to_string(keys) + " keys");
+            }
+        }
+        const auto small = ClaimingMetrics(false, function, longest, 1, 1);
+        std::string file = ClaimingMetrics(false, function, longest, 1, longest);
+        while (file.size() + small.size() < kSize) file += small;
+        trial.Load(like, file, "function " + std::to_string(function) + ", one long vector");
+    }
+}
+
 /// As many bookmarks as an index of 1 MiB holds, all for the same place.
 std::string FullIndex(const SampleFile& blocked) {
     constexpr std::size_t header = 11 * sizeof(int);
@@ -192,6 +216,7 @@ int main(int argumentCount, char** arguments) {
         if (sample.blocked) trial.Load(sample, FullIndex(sample), "a full index");
         if (sample.bodies == 1) TryFalseCounts(sample, step, trial);
     }
+    TryClaims(trial);
     const Worst& worst = trial.Result();
     std::printf("%zu files of 1 MiB: %zu fail to load, %zu load\n", worst.files,
                 worst.files - worst.loaded, worst.loaded);

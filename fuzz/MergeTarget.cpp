@@ -12,6 +12,12 @@ bool Loads(IPOBase& object, const Kind& kind, std::string_view content) {
     return Load(object, file, kind.text) == 0;
 }
 
+/// Digits that follow others at once would make one number of two.
+bool TakesMore(const Kind& kind, std::string_view content) {
+    constexpr std::string_view space = " \t\n\v\f\r";
+    return !kind.text || content.empty() || space.find(content.back()) != space.npos;
+}
+
 }  // namespace
 
 // Merges the bodies of two files of an appending class. The first byte chooses class and mode, the
@@ -35,8 +41,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (!body) return 0;  // its version text, of a binary file, cannot stand in text
     const MemoryFile file;
     file.Fill(first);
-    Require(Commit(*added, file, kind.text) == 0, "a commit appends to any file");
+    const bool appended = Commit(*added, file, kind.text) == 0;
+    Require(appended == TakesMore(kind, first), "a commit appends to any file that is ended");
     std::string expected(first);
+    if (!appended) {
+        Require(file.Content() == expected, "a commit that fails leaves what was in the file");
+        return 0;
+    }
     // Only the first body of a file may follow a version line.
     if (kind.HasVersionLine() && !first.empty()) {
         added->SetVersion("");

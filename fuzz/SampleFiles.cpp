@@ -53,6 +53,18 @@ std::vector<SampleFile> AllSampleFiles() {
     return files;
 }
 
+std::string ClaimingMetrics(bool text, int resolveFunction, std::uint32_t count, std::uint32_t keys,
+                            std::size_t length) {
+    const auto object = samples::New("POSolutionMetrics");
+    auto& metrics = dynamic_cast<IPOSolutionMetrics&>(*object);
+    metrics.AddEdge(1, {1, 2});
+    metrics.DefineValues(1, 2, static_cast<std::uint32_t>(length), resolveFunction);
+    for (std::uint32_t key = 0; key < keys; ++key)
+        metrics.AddValues(1, 0, key, 2, std::vector<double>(length, 1.0));
+    metrics.DefineValues(1, 2, count, resolveFunction);
+    return *Stored(*object, text);
+}
+
 std::optional<std::string> LoadedData(const SampleFile& sample, const MemoryFile& file) {
     const auto object = samples::New(sample.kind.name);
     if (!sample.blocked) {

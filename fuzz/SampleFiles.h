@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_FUZZ_SAMPLE_FILES_H
 #define FIELDSTORE_FUZZ_SAMPLE_FILES_H
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -28,6 +29,11 @@ struct SampleFile {
 /// Files of all classes in both modes, with one body and with several, without and with a version
 /// line, and a DOF list in blocks.
 std::vector<SampleFile> AllSampleFiles();
+
+/// A body of metrics with `keys` vectors of `length` values and a definition that claims `count` of
+/// them.
+std::string ClaimingMetrics(bool text, int resolveFunction, std::uint32_t count, std::uint32_t keys,
+                            std::size_t length);
 
 /// Loads a file as a host does, a DOF list in blocks header by block, and calls the getters.
 /// Returns the data as a binary file holds them, nothing when the load fails.

@@ -11,29 +11,43 @@
 
 #include "fuzz/Support.h"
 #include "tool/Commands.h"
+#include "tool/Terminal.h"
 
 namespace fieldstore::fuzz {
 namespace fs = std::filesystem;
 namespace {
 
-/// Takes everything and keeps nothing.
-class Nowhere : public std::streambuf {
+/// Takes everything and keeps nothing; nothing that is shown may steer a terminal.
+class Screen : public std::streambuf {
 protected:
-    int overflow(int c) override { return c == EOF ? 0 : c; }
-    std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
+    int overflow(int c) override {
+        if (c == EOF) return 0;
+        Require(c == '\n' || c == '\t' || (c >= ' ' && c != 0x7F), "no control character is shown");
+        const bool obeyed = last == 0xC2 && c >= 0x80 && c < 0xA0;
+        Require(!obeyed, "nor one in UTF-8");
+        last = c;
+        return c;
+    }
+    std::streamsize xsputn(const char* text, std::streamsize count) override {
+        for (const char* c = text; c != text + count; ++c) overflow(static_cast<unsigned char>(*c));
+        return count;
+    }
+
+private:
+    int last = 0;
 };
 
 /// Silences a stream for a scope.
 class Silence {
 public:
     explicit Silence(std::ostream& silenced)
-        : stream(silenced), previous(silenced.rdbuf(&nowhere)) {}
+        : stream(silenced), previous(silenced.rdbuf(&screen)) {}
     ~Silence() { stream.rdbuf(previous); }
     Silence(const Silence&) = delete;
     Silence& operator=(const Silence&) = delete;
 
 private:
-    Nowhere nowhere;
+    Screen screen;
     std::ostream& stream;
     std::streambuf* previous;
 };
@@ -45,7 +59,7 @@ const std::map<std::string, Add>& Commands() {
         {"ls", &AddLs},           {"show", &AddShow},       {"dump", &AddDump},
         {"build", &AddBuild},     {"check", &AddCheck},     {"repair", &AddRepair},
         {"compact", &AddCompact}, {"convert", &AddConvert}, {"merge", &AddMerge},
-        {"diff", &AddDiff}};
+        {"diff", &AddDiff},       {"unlock", &AddUnlock}};
     return commands;
 }
 
@@ -90,8 +104,12 @@ int RunTool(const std::vector<std::string>& arguments) {
         const int status = action();
         Require(status >= tool::kDone && status <= tool::kTrouble, "a status is one of three");
         return status;
-    } catch (const std::exception&) {
+    } catch (const tool::Error& error) {
+        tool::Say(error);
         return tool::kTrouble;  // as main() has it
+    } catch (const std::exception& error) {
+        tool::Say(error.what());
+        return tool::kTrouble;
     }
 }
 

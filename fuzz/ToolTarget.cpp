@@ -14,7 +14,7 @@ namespace {
 using Words = std::vector<std::string>;
 
 // What is put between the command and its file.
-const std::array<Words, 15> kCommands{{{"ls"},
+const std::array<Words, 17> kCommands{{{"ls"},
                                        {"check"},
                                        {"show", "--full"},
                                        {"show", "--frequency", "1000000000", "--port", "1"},
@@ -28,7 +28,9 @@ const std::array<Words, 15> kCommands{{{"ls"},
                                        {"convert", "--to", "text"},
                                        {"convert", "--to", "binary"},
                                        {"merge"},
-                                       {"diff"}}};
+                                       {"diff"},
+                                       {"repair", "--in-place"},
+                                       {"unlock", "--force"}}};
 
 const WorkDirectory& Directory() {
     static const WorkDirectory directory;
@@ -66,12 +68,20 @@ void RequireSameAfterBuild(const std::string& file, const Words& classOption) {
 void RequireSoundOutput(const Words& command, const std::string& in, const std::string& out,
                         const Words& classOption) {
     if (command == Words{"dump"}) return RequireSameAfterBuild(in, classOption);
+    if (command.back() == "--in-place") return;
     if (command.front() == "repair")
         Require(RunTool(With({"check", out}, classOption)) != 2, "a repaired file is read");
     // Text has 16 digits, so what is stored in it may be a little different.
     if (command.front() == "compact" || command.front() == "convert")
         Require(RunTool(With({"diff", in, out, "--rtol", "1e-14"}, classOption)) == 0,
                 "a compacted or converted file has the same data");
+}
+
+/// Zero bytes behind a sound file, as a crash leaves them, are noticed.
+void RequireZerosNoticed(const std::string& file, std::string_view content, std::size_t count) {
+    if (content.empty() || count == 0) return;
+    WriteFile(file, std::string(content) + std::string(count, '\0'));
+    Require(RunTool({"check", file}) != 0, "zero bytes behind a sound file are noticed");
 }
 
 }  // namespace
@@ -103,11 +113,18 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         WriteFile(in, input.Rest());
     }
     const bool reports = action == "ls" || action == "check" || action == "show" ||
-                         action == "diff" || command == Words{"dump"};
+                         action == "diff" || action == "unlock" || command == Words{"dump"} ||
+                         command.back() == "--in-place";
     if (!reports) words = With(words, {"-o", out});
     const Words classOption{"--class", className};
-    const int status = RunTool(classKnown && !named ? With(words, classOption) : words);
+    const bool classTold = classKnown && !named && action != "unlock";  // which knows no classes
+    const int status = RunTool(classTold ? With(words, classOption) : words);
     if (action == "check") RunTool({"check", "--json", in});
+    if (action == "check" && status == 0 && named)
+        RequireZerosNoticed(in, input.Rest(), input.Rest().size() % 100);
+    if (command.back() == "--in-place" && status == 0)
+        Require(ReadFile(in + ".bak") == input.Rest(), "a backup is the damaged bytes");
+    if (action == "unlock") Require(ReadFile(in) == input.Rest(), "data are no lock");
     // Without a version line of its own a file of these classes may look as if it had one.
     const bool mayLookVersioned = className == "POBinaryTree" || className == "POSolutionMetrics";
     if (status == 0 && classKnown && !mayLookVersioned)

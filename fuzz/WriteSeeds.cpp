@@ -4,6 +4,7 @@
 #include <iostream>
 #include <string>
 
+#include "fuzz/SampleFiles.h"
 #include "fuzz/Support.h"
 #include "fuzz/ToolSupport.h"
 #include "tests/samples.h"
@@ -43,7 +44,7 @@ std::string Sample(const std::string& name, bool text, int variant, const std::s
 
 void SeedTool(std::size_t classNumber, const std::string& one, const std::string& other,
               bool appends) {
-    constexpr std::size_t commands = 15, merge = 13, diff = 14;
+    constexpr std::size_t commands = 17, merge = 13, diff = 14;
     const std::size_t classes = samples::ClassNames().size();
     for (std::size_t command = 0; command < commands; ++command) {
         const std::string choice = Byte(command) + Byte(classNumber + command % 2 * classes);
@@ -59,6 +60,18 @@ void SeedJson(const std::string& file, const std::string& name, const WorkDirect
     const std::string json = work / "file.json";
     RunTool({"dump", work / "file.dat", "--class", name, "-o", json, "--force"});
     for (const unsigned choice : {0U, 2U}) Seed("build", Byte(choice), ReadFile(json));
+    Seed("build", Byte(0), "{\"x\":\2[\200\2]\200}");
+}
+
+/// Definitions that ask for as many values as there are after a merge, one more, and far more.
+void SeedClaims(const std::string& mergeChoice, bool text) {
+    for (int function = IPOSolutionMetrics::eReplace; function <= IPOSolutionMetrics::eMin;
+         ++function) {
+        for (const std::uint32_t count : {2U, 3U, 1U << 24U}) {
+            const auto body = ClaimingMetrics(text, function, count, 2, 1);
+            Seed("merge", mergeChoice + Number(body.size()), body + body);
+        }
+    }
 }
 
 }  // namespace
@@ -83,6 +96,7 @@ int main(int count, char** arguments) {
             const std::string mergeChoice = Byte(appending++ + (text ? appendingClasses : 0));
             Seed("merge", mergeChoice + Number(one.size()), one + other);
             Seed("merge", mergeChoice + Number(one.size()), one + one);
+            if (name == "POSolutionMetrics") SeedClaims(mergeChoice, text);
         }
     }
     const std::string blocked = Sample("PODOFList", false, 0, "", true);
@@ -93,6 +107,10 @@ int main(int count, char** arguments) {
     constexpr std::size_t index = 8 + 2 * (6 + 8);  // two bookmarks with names of 6 bytes
     Seed("block", Byte(1), blocked.substr(header, index));
     for (std::size_t choice = 0; choice < 4; ++choice) Seed("block", Byte(2) + Byte(choice), "v 1");
+    for (const char* text : {"-123.4567890123456 ", "1.5e-05\n", "0.0001234567890123456 7",
+                             "0.000000000000000000000000.0000000"})
+        Seed("number", Byte(0), text);
+    Seed("number", Byte(1), "\x9a\x99\x99\x99\x99\x99\xb9\x3f");
     std::cout << written << " seeds\n";
     return 0;
 }

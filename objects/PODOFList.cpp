@@ -290,9 +290,10 @@ bool PODOFList::ValidateData() {
 
 void PODOFList::CheckBeforeWrite() {
     POBase::CheckBeforeWrite();
+    // A list of which only a part was loaded would erase the other blocks, in either form.
+    if (list.isPart) RaiseSizeMismatch();
     if (!IsBlocked()) return;
-    // A list of which only a part was loaded would erase the other blocks.
-    if (list.isPart || RequireStream().IsTextMode()) RaiseSizeMismatch();
+    if (RequireStream().IsTextMode() || widthExtra < 0) RaiseSizeMismatch();
     if (!HasExtraFor(list, extraEntries)) RaiseSizeMismatch();
     const bool uncounted = std::all_of(list.kinds.begin(), list.kinds.end(),
                                        [](const DOFRecords& kind) { return kind.counts.empty(); });
@@ -307,6 +308,11 @@ void PODOFList::EndRead() {
 
 void PODOFList::SerializeData(IStreamer::EDirection direction) {
     const WriteLayout layout(*this, static_cast<std::uint32_t>(list.kinds[kKind4].width));
+    if (direction == IStreamer::eRead) {
+        // Those of what was held before belong to no record of what is read.
+        widthExtra = 0;
+        extraEntries.clear();
+    }
     if (!IsBlocked()) return SerializeWholeList(direction);
     SerializeBlockedHeader(direction);
     if (direction == IStreamer::eWrite) return WriteBlocks();

@@ -245,6 +245,8 @@ void POSolutionMetrics::SerializeData(IStreamer::EDirection direction) {
     if (direction == IStreamer::eWrite) return SerializeBody(direction, header, data);
     ReadBodies([this] {
         Body body = ReadBody();
+        // That of an object without data, which contradicts no other.
+        if (body.second.IsEmpty()) return;
         header = body.first;
         Merge(std::move(body.second));
     });
@@ -279,13 +281,9 @@ void POSolutionMetrics::MergeValues(Values body) {
     while (!body.empty()) {
         const auto merged = data.values.insert(body.extract(body.begin()));
         if (merged.inserted) continue;
-        std::vector<double>& stored = merged.position->second;
-        const std::vector<double>& incoming = merged.node.mapped();
         const Definition& definition = DefinitionOf(merged.position->first.first);
-        if (IsAppliedAtOnce(definition.second))
-            stored = Resolve(definition, stored, incoming);
-        else
-            stored.insert(stored.end(), incoming.begin(), incoming.end());
+        fieldstore::MergeValues(definition.second, Id(definition.first), merged.position->second,
+                                merged.node.mapped());
     }
 }
 

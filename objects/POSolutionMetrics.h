@@ -76,6 +76,11 @@ private:
         Neighbors neighbors;
         Positions positions;
         Edges edges;
+
+        bool IsEmpty() const {
+            return definitions.empty() && values.empty() && neighbors.empty() &&
+                   positions.empty() && edges.empty();
+        }
     };
     using Body = std::pair<Header, Data>;
 

@@ -58,20 +58,39 @@ Values Mean(int count, const Values& existing, const Values& incoming) {
     return slots;
 }
 
+constexpr double kBelowAll = std::numeric_limits<double>::lowest();
+constexpr double kAboveAll = std::numeric_limits<double>::max();
+
+void TakeLarger(double& slot, double value) {
+    if (value > slot) slot = value;
+}
+
+void TakeSmaller(double& slot, double value) {
+    if (slot > value) slot = value;
+}
+
 Values Max(int count, const Values& existing, const Values& incoming) {
-    Values slots = Slots(count, existing, incoming, std::numeric_limits<double>::lowest());
-    FoldInto(slots, existing, incoming, [](double& slot, double value) {
-        if (value > slot) slot = value;
-    });
+    Values slots = Slots(count, existing, incoming, kBelowAll);
+    FoldInto(slots, existing, incoming, TakeLarger);
     return slots;
 }
 
 Values Min(int count, const Values& existing, const Values& incoming) {
-    Values slots = Slots(count, existing, incoming, std::numeric_limits<double>::max());
-    FoldInto(slots, existing, incoming, [](double& slot, double value) {
-        if (slot > value) slot = value;
-    });
+    Values slots = Slots(count, existing, incoming, kAboveAll);
+    FoldInto(slots, existing, incoming, TakeSmaller);
     return slots;
+}
+
+/// The same as Max and Min for existing values that fill the slots, but where they are: bodies may
+/// be many, and each may add to one long vector.
+template <typename Fold>
+void FoldInPlace(Values& slots, const Values& incoming, double initial, Fold fold) {
+    for (double& slot : slots) {
+        double folded = initial;
+        fold(folded, slot);
+        slot = folded;
+    }
+    FoldInto(slots, {}, incoming, fold);
 }
 
 }  // namespace
@@ -82,6 +101,27 @@ const IPOSolutionMetrics::ResolveFunctions& ResolveFunctionTable() {
         {IPOSolutionMetrics::eSum, Sum},         {IPOSolutionMetrics::eMean, Mean},
         {IPOSolutionMetrics::eMax, Max},         {IPOSolutionMetrics::eMin, Min}};
     return table;
+}
+
+void MergeValues(int resolveFunctionId, std::uint32_t count, Values& stored,
+                 const Values& incoming) {
+    const auto found = ResolveFunctionTable().find(resolveFunctionId);
+    if (found == ResolveFunctionTable().end()) throw std::runtime_error(messages::kUndefinedValues);
+    const bool collects = resolveFunctionId == IPOSolutionMetrics::eAppend ||
+                          resolveFunctionId == IPOSolutionMetrics::eMean;
+    if (collects) {
+        stored.insert(stored.end(), incoming.begin(), incoming.end());
+        return;
+    }
+    const bool isMax = resolveFunctionId == IPOSolutionMetrics::eMax;
+    const bool isMin = resolveFunctionId == IPOSolutionMetrics::eMin;
+    // A definition that asks for more numbers than there are comes from damaged data.
+    if ((isMax || isMin) && count > stored.size() + incoming.size())
+        throw std::runtime_error(messages::kInconsistentData);
+    const bool inPlace = count != 0 && stored.size() == count;
+    if (isMax && inPlace) return FoldInPlace(stored, incoming, kBelowAll, TakeLarger);
+    if (isMin && inPlace) return FoldInPlace(stored, incoming, kAboveAll, TakeSmaller);
+    stored = found->second(static_cast<int>(count), stored, incoming);
 }
 
 bool IsAppliedAtOnce(int resolveFunctionId) {

@@ -2,6 +2,9 @@
 #ifndef FIELDSTORE_RESOLVE_FUNCTIONS_H
 #define FIELDSTORE_RESOLVE_FUNCTIONS_H
 
+#include <cstdint>
+#include <vector>
+
 #include "fieldstore/IPOSolutionMetrics.h"
 
 namespace fieldstore {
@@ -9,6 +12,13 @@ namespace fieldstore {
 /// The table of the functions that combine value vectors which meet under one key. Built once, at
 /// the first call, from whichever thread.
 const IPOSolutionMetrics::ResolveFunctions& ResolveFunctionTable();
+
+/// Combines the values of a body that is merged with those that are stored under the same key, as
+/// the function does; contributions to a mean are collected. `count` is what the definition says.
+/// Raises "Inconsistent data." when the result would be longer than all that goes into it, and what
+/// the function raises.
+void MergeValues(int resolveFunctionId, std::uint32_t count, std::vector<double>& stored,
+                 const std::vector<double>& incoming);
 
 /// Whether a function is applied as soon as vectors meet. The mean is not: its contributions are
 /// collected while bodies are merged and divided at the end.

@@ -9,17 +9,26 @@
 #include <system_error>
 #include <type_traits>
 
+#include "streams/DoubleText.h"
+
 namespace fieldstore {
 
 /// Writes `value` at `out` and returns the end: exactly the characters that the standard inserter
 /// gives in the classic locale, doubles with 16 significant digits.
-inline char* FormatNumber(char* out, char* end, double value) {
-    constexpr int digits = 16;
-    return std::to_chars(out, end, value, std::chars_format::general, digits).ptr;
+inline char* FormatNumber(char* out, char*, double value) {
+    return FormatDouble(out, value);
 }
 template <typename Integer>
 char* FormatNumber(char* out, char* end, Integer value) {
     return std::to_chars(out, end, value).ptr;
+}
+
+template <typename Integer>
+std::from_chars_result FromChars(const char* at, const char* end, Integer& value) {
+    return std::from_chars(at, end, value);
+}
+inline std::from_chars_result FromChars(const char* at, const char* end, double& value) {
+    return ParseDouble(at, end, value);
 }
 
 /// Reads a plain number from memory: white space, a number without "+", and white space behind it.
@@ -32,7 +41,7 @@ const char* ParsePlain(const char* at, const char* end, T& value) {
     if (at == end) return nullptr;
     const char* const digits = at + (std::is_signed_v<T> && *at == '-' ? 1 : 0);
     if (digits == end || *digits < '0' || *digits > '9') return nullptr;
-    const auto parsed = std::from_chars(at, end, value);
+    const auto parsed = FromChars(at, end, value);
     const bool whole = parsed.ec == std::errc() && parsed.ptr != end && isSpace(*parsed.ptr);
     return whole ? parsed.ptr : nullptr;
 }

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "streams/POStreamFileIO.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <utility>
 
 #include "streams/ContainerEncoding.h"
-#include "streams/FileBuffers.h"
 #include "streams/FileExists.h"
+#include "streams/FileStreams.h"
 #include "streams/Platform.h"
 #include "streams/RetryPause.h"
-#include "streams/StreamMessages.h"
+#include "streams/StreamErrors.h"
 
 using namespace fieldstore;
 
@@ -21,16 +21,13 @@ namespace {
 constexpr int kOpenAttempts = 200;
 constexpr std::chrono::seconds kOpenPause{2};
 
-std::ios::openmode BinaryFlag(bool textMode) {
-    return textMode ? std::ios::openmode{} : std::ios::binary;
-}
-
-std::shared_ptr<std::ifstream> MakeInputFile() {
-    try {
-        return std::make_shared<InputFile>();
-    } catch (const std::bad_alloc&) {
-        throw std::runtime_error(messages::kInputNotOpened);
-    }
+/// The path of the file itself, so that links in its name stay; "" when it cannot be told.
+std::string BehindLinks(const std::string& path) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    if (!fs::is_symlink(fs::symlink_status(path, error))) return path;
+    const std::string whole = fs::canonical(path, error).string();
+    return error ? "" : whole;
 }
 
 }  // namespace
@@ -46,8 +43,8 @@ POStreamFileIO::POStreamFileIO(bool inTextMode, const std::string& fileName,
 }
 
 void POStreamFileIO::CloseOutputFile(const std::string&, std::ostream* stream) {
-    auto* file = dynamic_cast<std::ofstream*>(stream);  // a placeholder is not a file
-    if (file != nullptr && file->is_open()) file->close();
+    auto* file = dynamic_cast<OutputFileStream*>(stream);  // a placeholder is not a file
+    if (file != nullptr && !file->Buffer().Close()) file->setstate(std::ios::failbit);
 }
 
 void POStreamFileIO::Open(EDirection direction, int mode) {
@@ -57,66 +54,79 @@ void POStreamFileIO::Open(EDirection direction, int mode) {
 
 void POStreamFileIO::OpenForReading() {
     ReadCallback(identifier);
-    auto file = MakeInputFile();
-    platform::OpenShared(*file, identifier, std::ios::in | BinaryFlag(IsTextMode()));
-    // Some systems open a directory and fail only when it is read.
-    std::error_code ignored;
-    if (std::filesystem::is_directory(identifier, ignored)) file->setstate(std::ios::failbit);
-    const auto length = std::filesystem::file_size(identifier, ignored);
-    SetInput(std::move(file), ignored ? 0 : length);
-}
-
-/// Returns whether there is a place; `replacement` is empty when it is the file itself.
-bool POStreamFileIO::ChoosePlaceToWrite(bool append) {
-    replacement.clear();
-    if (append || !replacesWhenClosed) return true;
-    namespace fs = std::filesystem;
-    std::error_code dangling;
-    const bool isLink = fs::is_symlink(fs::symlink_status(identifier, dangling));
-    replaced = isLink ? fs::canonical(identifier, dangling).string() : identifier;
-    if (replaced.empty()) return true;
-    auto beside = platform::CreateBeside(replaced);
-    if (beside) replacement = std::move(*beside);
-    return beside.has_value();
-}
-
-POStreamFileIO::FileBefore POStreamFileIO::LookBefore(bool append) const {
-    std::error_code error;
-    const auto type = std::filesystem::status(identifier, error).type();
-    if (type == std::filesystem::file_type::not_found) return {false, 0};
-    // Nothing is appended to a file that could not be cut back to what it was.
-    if (append && type == std::filesystem::file_type::none)
-        throw std::filesystem::filesystem_error("status", identifier, error);
-    if (!append || type != std::filesystem::file_type::regular) return {};
-    return {true, static_cast<std::int64_t>(std::filesystem::file_size(identifier))};
+    auto opened = platform::OpenForReading(identifier, IsTextMode());
+    systemError = opened.Error();
+    std::uint64_t length = opened.IsOpen() ? opened.Size().value_or(0) : 0;
+    if (inputEnd) length = std::min(length, *inputEnd);
+    try {
+        auto file = std::make_shared<InputFileStream>(std::move(opened));
+        if (inputEnd) file->Buffer().EndAt(*inputEnd);
+        SetInput(std::move(file), length);
+    } catch (const std::bad_alloc&) {
+        throw InputNotOpened(identifier);
+    }
 }
 
 void POStreamFileIO::OpenForWriting(bool append) {
-    before = {};  // until the file is open there is nothing to go back to
-    const FileBefore found = LookBefore(append);
-    const auto mode =
-        std::ios::out | BinaryFlag(IsTextMode()) | (append ? std::ios::app : std::ios::openmode{});
-    for (int attempt = 1;; ++attempt) {
-        auto file = std::make_shared<OutputFile>();
-        if (ChoosePlaceToWrite(append))
-            platform::OpenShared(*file, replacement.empty() ? identifier : replacement, mode);
-        SetOutput(file);
-        if (file->is_open()) break;
-        RemoveReplacement();
-        if (attempt == kOpenAttempts) throw std::runtime_error(messages::kOutputNotOpened);
+    target.reset();  // until the file is open there is nothing to go back to
+    platform::File file = TryToOpen(append);
+    for (int attempt = 1; !file.IsOpen(); ++attempt) {
+        systemError = file.Error();
+        if (attempt == kOpenAttempts)
+            throw FileError(messages::kOutputNotOpened, identifier, systemError);
         Pause(kOpenPause);
+        file = TryToOpen(append);
     }
+    StartOutput(std::move(file));
+    if (append) Output()->seekp(0, std::ios::end);
+}
+
+void POStreamFileIO::OpenOutputOn(platform::File file) {
+    target = Target{};
+    target->path = identifier;
+    StartOutput(std::move(file));
+}
+
+void POStreamFileIO::StartOutput(platform::File file) {
+    target->identity = file.Identity();
+    SetOutput(std::make_shared<OutputFileStream>(std::move(file)));
     // From here on a failing write raises at once, not at the check of the next one.
     Output()->exceptions(std::ios::badbit | std::ios::failbit | std::ios::eofbit);
-    before = found;
-    if (append) Output()->seekp(0, std::ios::end);
+}
+
+platform::File POStreamFileIO::TryToOpen(bool append) {
+    std::string path = BehindLinks(identifier);
+    if (append || !replacesWhenClosed || path.empty()) return OpenInPlace(append);
+    const bool isNew = !platform::IdentityOf(path);
+    auto [file, replacement] = platform::CreateBeside(path, IsTextMode());
+    if (replacement.empty()) return OpenInPlace(append);
+    if (file.IsOpen()) target = Target{{}, std::move(path), std::move(replacement), isNew, {}};
+    return std::move(file);
+}
+
+platform::File POStreamFileIO::OpenInPlace(bool append) {
+    // Known before the file is there, so that it is undone when the memory does not suffice.
+    Target opening{{}, BehindLinks(identifier), "", false, {}};
+    const bool isLinkToNothing = opening.path.empty();
+    if (isLinkToNothing) opening.path = identifier;
+    auto [file, created] = platform::OpenForWriting(identifier, append, IsTextMode());
+    if (!file.IsOpen()) return std::move(file);
+    opening.created = created;
+    opening.identity = file.Identity();
+    target = std::move(opening);
+    if (isLinkToNothing) target->path = BehindLinks(identifier);
+    if (append && file.IsRegular()) target->length = file.Size();
+    return std::move(file);
 }
 
 void POStreamFileIO::Close() {
     class ReleaseSide {
     public:
         explicit ReleaseSide(POStreamFileIO& owner) : stream(owner) {}
-        ~ReleaseSide() { stream.POStreamIO::Close(); }
+        ~ReleaseSide() {
+            stream.NoteSystemError();
+            stream.POStreamIO::Close();
+        }
         ReleaseSide(const ReleaseSide&) = delete;
         ReleaseSide& operator=(const ReleaseSide&) = delete;
 
@@ -126,50 +136,78 @@ void POStreamFileIO::Close() {
     const ReleaseSide releaseWhateverHappens(*this);
 
     if (IsWriting()) {
+        BringToDisk();
         CloseCallback(identifier, Output().get());
         PutReplacementInPlace();
     }
-    if (auto* file = dynamic_cast<std::ifstream*>(Input().get()); file && file->is_open())
-        file->close();
+    if (auto* file = dynamic_cast<InputFileStream*>(Input().get())) file->Buffer().Close();
+}
+
+void POStreamFileIO::NoteSystemError() noexcept {
+    if (auto* file = dynamic_cast<InputFileStream*>(Input().get()); file && file->File().Error())
+        systemError = file->File().Error();
+    if (auto* file = dynamic_cast<OutputFileStream*>(Output().get()); file && file->File().Error())
+        systemError = file->File().Error();
+}
+
+void POStreamFileIO::BringToDisk() {
+    auto* file = dynamic_cast<OutputFileStream*>(Output().get());
+    if (!syncsWhenClosed || file == nullptr || !file->Buffer().IsOpen()) return;
+    if (!file->Buffer().Sync()) file->setstate(std::ios::badbit);
+    if (target->created && target->replacement.empty()) BringNameToDisk();
+}
+
+/// The name of a new file, which its own content does not bring along.
+void POStreamFileIO::BringNameToDisk() {
+    const auto error = platform::SyncDirectoryOf(target->path);
+    if (error) throw std::filesystem::filesystem_error("sync", target->path, error);
 }
 
 void POStreamFileIO::PutReplacementInPlace() {
-    if (replacement.empty()) return;
-    std::filesystem::rename(replacement, replaced);
-    replacement.clear();
-}
-
-bool POStreamFileIO::RemoveReplacement() noexcept {
-    if (replacement.empty()) return true;
-    const bool removed = std::remove(replacement.c_str()) == 0;
-    replacement.clear();
-    return removed;
+    if (!target || target->replacement.empty()) return;
+    // Where others may write to the directory, another file can have taken the name.
+    if (!target->identity || platform::IdentityOf(target->replacement) != target->identity)
+        throw FileError(messages::kReplacementExchanged, target->replacement, {});
+    // Opened first: after the renaming nothing may fail for want of memory.
+    auto directory = syncsWhenClosed ? platform::OpenDirectoryOf(target->path) : platform::File();
+    std::filesystem::rename(target->replacement, target->path);
+    target->replacement.clear();
+    if (directory.IsOpen() && !directory.Sync())
+        throw std::filesystem::filesystem_error("sync", target->path, directory.Error());
 }
 
 bool POStreamFileIO::AbandonOutput() noexcept {
     try {
-        if (Output()) {
-            Output()->exceptions(std::ios::goodbit);
-            CloseOutputFile(identifier, Output().get());
+        NoteSystemError();
+        const bool restored = !target || TakeBack();
+        target.reset();
+        if (auto* file = dynamic_cast<OutputFileStream*>(Output().get())) {
+            file->exceptions(std::ios::goodbit);
+            file->Buffer().Drop();
             SetOutput(nullptr);
         }
-        return replacement.empty() ? RestoreFile() : RemoveReplacement();
+        return restored;
     } catch (const std::exception&) {
         return false;  // the commit has failed already and says why
     }
 }
 
-bool POStreamFileIO::RestoreFile() const {
-    std::error_code error;
-    if (!before.existed) {
-        std::filesystem::remove(identifier, error);
-        if (!error) return true;
-    }
-    if (before.length == FileBefore::kNotRestorable) return false;
-    const auto length = static_cast<std::uintmax_t>(before.length);
-    if (std::filesystem::file_size(identifier, error) > length && !error)
-        std::filesystem::resize_file(identifier, length, error);
-    return !error;
+bool POStreamFileIO::TakeBack() {
+    if (!target->replacement.empty()) return RemoveIfOpened(target->replacement);
+    if (target->created && RemoveIfOpened(target->path)) return true;
+    const auto length = target->created ? std::uint64_t{0} : target->length;
+    if (!length) return false;
+    auto* open = dynamic_cast<OutputFileStream*>(Output().get());
+    if (open != nullptr && open->File().IsOpen()) return open->File().Truncate(*length);
+    platform::File file = platform::OpenExisting(target->path);
+    return target->identity && file.Identity() == target->identity && file.Truncate(*length);
+}
+
+/// Removes a file unless it is known to be another one than was opened.
+bool POStreamFileIO::RemoveIfOpened(const std::string& path) const {
+    const auto now = platform::IdentityOf(path);
+    const bool isOther = now && target->identity && *now != *target->identity;
+    return !isOther && std::remove(path.c_str()) == 0;
 }
 
 bool POStreamFileIO::TryDestroy() const {
@@ -195,11 +233,11 @@ bool POStreamFileIO::Exists() {
 
 // Neither positioning makes the read check: both work at the end of the input.
 void POStreamFileIO::Seek(std::uint64_t position) {
-    const std::streampos target(static_cast<std::streamoff>(position));
+    const std::streampos place(static_cast<std::streamoff>(position));
     if (Input() && Input()->rdbuf())
-        Input()->seekg(target);
+        Input()->seekg(place);
     else if (Output() && Output()->rdbuf())
-        Output()->seekp(target);
+        Output()->seekp(place);
     else
         throw std::runtime_error(messages::kNoStreamOpen);
 }

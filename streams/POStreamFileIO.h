@@ -2,7 +2,11 @@
 #ifndef FIELDSTORE_POSTREAMFILEIO_H
 #define FIELDSTORE_POSTREAMFILEIO_H
 
+#include <optional>
+#include <system_error>
+
 #include "streams/POStreamIO.h"
+#include "streams/Platform.h"
 
 /// The typed stream over one file, whose path is the identifier.
 ///
@@ -15,9 +19,8 @@ public:
     /// stream write all the same, it closes the output file itself.
     POStreamFileIO(bool inTextMode, const std::string& fileName, InputPreparer readCallback);
 
-    /// Closes the file behind an output stream, through its standard interface. A failing flush or
-    /// close sets the stream's fail state, which raises std::ios_base::failure for streams that
-    /// Open() made.
+    /// Closes the file behind an output stream that Open() made. A failing flush or close sets the
+    /// stream's fail state, which raises std::ios_base::failure.
     static void CloseOutputFile(const std::string& fileName, std::ostream* stream);
 
     void Open(EDirection direction, int mode) override;
@@ -28,10 +31,21 @@ public:
     bool Exists() override;
     std::uint64_t Tell() override;
 
+    /// From the next opening for reading on, the file ends there, when it is longer; nothing: where
+    /// it does.
+    void EndInputAt(std::optional<std::uint64_t> length) { inputEnd = length; }
+
+    /// Opens for writing what is open already, whatever its name leads to now.
+    void OpenOutputOn(fieldstore::platform::File file);
+
     /// From now on, opening for replacing writes a new file beside the old one, and closing renames
     /// it over the old one, so that whoever dies in between leaves the old content. Where the
     /// platform cannot do that (CreateBeside), the file is written in place as before.
     void ReplaceWhenClosed() { replacesWhenClosed = true; }
+
+    /// Whether closing an output waits until the content, and a new name, are on the disk. Not
+    /// unless asked for.
+    void SyncWhenClosed(bool sync) { syncsWhenClosed = sync; }
 
     /// Takes back what was written since the output was last opened: closes it, whatever state it
     /// is in, and gives a file that was opened for appending the length it had. What the opening
@@ -39,34 +53,44 @@ public:
     /// whether the file is as it was.
     bool AbandonOutput() noexcept;
 
+    /// Why the system refused the last opening, reading or writing that failed.
+    const std::error_code& SystemError() const { return systemError; }
+
     using POStreamIO::Read;
     using POStreamIO::Write;
     FIELDSTORE_CONTAINER_TYPES(FIELDSTORE_DECLARE_SEQUENCE, FIELDSTORE_DECLARE_PAIR)
 
 private:
+    /// What was opened for writing last: what it takes to bring it to the disk, and to undo it.
+    struct Target {
+        std::optional<fieldstore::platform::FileIdentity> identity;  // nothing: it was not told
+        std::string path;         // of the file itself, behind the links of its name
+        std::string replacement;  // what is written, beside `path`; empty: `path` itself
+        bool created = false;     // nothing was at `path` before
+        std::optional<std::uint64_t> length;  // to go back to; nothing: what was there is lost
+    };
+
     void OpenForReading();
     void OpenForWriting(bool append);
-    bool ChoosePlaceToWrite(bool append);
+    fieldstore::platform::File TryToOpen(bool append);
+    fieldstore::platform::File OpenInPlace(bool append);
+    void StartOutput(fieldstore::platform::File file);
+    void BringToDisk();
+    void BringNameToDisk();
     void PutReplacementInPlace();
-    bool RemoveReplacement() noexcept;
-    bool RestoreFile() const;
+    bool TakeBack();
+    bool RemoveIfOpened(const std::string& path) const;
+    void NoteSystemError() noexcept;
     bool TryDestroy() const;
 
     int retryCount = 200;        // attempts of Destroy()
     double retryInterval = 0.1;  // seconds between them
 
     bool replacesWhenClosed = false;
-    std::string replacement;  // what is written beside `replaced`; empty: in place
-    std::string replaced;     // the identifier behind its links
-
-    /// What AbandonOutput() goes back to.
-    struct FileBefore {
-        static constexpr std::int64_t kNotRestorable = -1;
-        bool existed = true;
-        std::int64_t length = kNotRestorable;
-    };
-    FileBefore LookBefore(bool append) const;
-    FileBefore before;
+    bool syncsWhenClosed = false;
+    std::optional<std::uint64_t> inputEnd;
+    std::optional<Target> target;
+    std::error_code systemError;
 };
 
 #endif

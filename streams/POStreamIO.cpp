@@ -8,7 +8,7 @@
 
 #include "streams/ContainerEncoding.h"
 #include "streams/NumberText.h"
-#include "streams/StreamMessages.h"
+#include "streams/StreamErrors.h"
 
 static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8,
               "fieldstore files hold IEEE-754 double precision values.");
@@ -19,12 +19,9 @@ using namespace fieldstore;
 
 namespace {
 
-// A text number is at most 24 characters; a complex number is two of them and a space. A separator
-// of one character fits behind.
+// Room for a complex number, which is two others and a space, with a separator of one character.
 constexpr std::size_t kTextCapacity = 64;
-
-// Digits after which a text double is cut.
-constexpr int kTextPrecision = 16;
+static_assert(kTextCapacity >= 2 * kDoubleTextCapacity + 2);
 
 char* FormatText(char* out, char* end, const std::complex<double>& value) {
     out = FormatNumber(out, end, value.real());
@@ -117,15 +114,15 @@ bool POStreamIO::IsValid() {
 // The copy of the pointer keeps the stream alive should something close this object meanwhile.
 std::shared_ptr<std::istream> POStreamIO::CheckedInput() const {
     auto source = input;
-    if (!source || !source->good()) throw std::runtime_error(messages::kBadStreamState);
+    if (!source || !source->good()) throw StreamStateError(messages::kBadStreamState);
     source->peek();
-    if (source->eof()) throw std::runtime_error(messages::kEndOfFile);
+    if (source->eof()) throw StreamStateError(messages::kEndOfFile);
     return source;
 }
 
 std::shared_ptr<std::ostream> POStreamIO::CheckedOutput() const {
     auto target = output;
-    if (!target || !target->good()) throw std::runtime_error(messages::kBadStreamState);
+    if (!target || !target->good()) throw StreamStateError(messages::kBadStreamState);
     return target;
 }
 
@@ -135,7 +132,7 @@ void POStreamIO::CheckInput() const {
 }
 
 void POStreamIO::RaiseBadStream() {
-    throw std::runtime_error(messages::kBadStreamState);
+    throw StreamStateError(messages::kBadStreamState);
 }
 
 std::streampos POStreamIO::GetPosition() {

@@ -2,23 +2,28 @@
 #ifndef FIELDSTORE_POWINDOWSFILELOCKER_H
 #define FIELDSTORE_POWINDOWSFILELOCKER_H
 
+#include <chrono>
+
 #include "streams/POFileLocker.h"
 
 /// The marker-file lock on the platform's atomic create-if-absent: whoever creates the marker holds
 /// the lock, and its existence is the lock. Nothing is kept in the process, so the marker of a
-/// process that died stays until it is removed. The name dates from the first platform; the
-/// protocol is the same on all.
+/// process that died stays until it is removed. The protocol is the same on
+/// all platforms.
 class POWindowsFileLocker : public POFileLocker {
 public:
     using POFileLocker::POFileLocker;
 
-    /// Makes one attempt less than the retry count, each failed one followed by a pause.
+    /// Makes one attempt less than the retry count, each failed one followed by a pause. When the
+    /// marker goes away during a pause, it is tried for at once, which does not count as an
+    /// attempt.
     void Lock() override;
     void UnlockIfLocked() override;
     /// An absent marker is a released lock.
     void Unlock() override;
 
 private:
+    bool TakeDuring(std::chrono::microseconds pause) const;
     bool TryUnlock() const;
 };
 

@@ -19,6 +19,8 @@ inline constexpr char kBlockSizeMismatch[] =
 // Files. Error number 1 is what callers recognise as "the input file could not be opened".
 inline constexpr char kInputNotOpened[] = "Error 1: Failed to open input stream.";
 inline constexpr char kOutputNotOpened[] = "Failed to open output stream.";
+inline constexpr char kReplacementExchanged[] =
+    "Another file took the name of the new one before it was whole.";
 inline constexpr char kNoStreamOpen[] = "No stream open.";
 inline constexpr char kNotDestroyed[] = "Unable to destroy stream file.";
 inline constexpr char kNoIdentifier[] = "Stream identifier not defined.";

@@ -517,6 +517,50 @@ TEST(Metrics, RefuseAFunctionThatDoesNotExist) {
     EXPECT_EQ(load(other + other), 1);
 }
 
+TEST(Metrics, MergeNothingLongerThanWhatGoesIntoIt) {
+    // A body with one value, or none, under one key, and a definition of `count` values.
+    const auto body = [](int count, int function, std::initializer_list<double> values) {
+        return Integers({9, 1, 2, 3, 4}) + Count(1) + Integers({12, count, function}) + Count(1) +
+               Integers({12, 0, 0}) + RealVector(values) + Count(0) + Count(0) + Count(1) +
+               Integers({1}) + Vector({1, 2});
+    };
+    struct Case {
+        int count;
+        int function;
+        int result;
+        Reals values;
+    };
+    const Case cases[] = {{1 << 24, 4, 1, {}}, {1 << 24, 5, 1, {}}, {3, 4, 1, {}},  {-1, 4, 1, {}},
+                          {2, 4, 0, {7, -1}},  {2, 5, 0, {5, -1}},  {1, 4, 0, {7}}, {1, 5, 0, {5}}};
+    for (const Case& c : cases) {
+        Object<IPOSolutionMetrics> metrics;
+        WriteFile(metrics.directory / metrics.base.GetFileName(),
+                  c.count == 2 ? body(2, c.function, {5, -1}) + body(2, c.function, {7})
+                               : body(c.count, c.function, {5}) + body(c.count, c.function, {7}));
+        Reals values;
+        std::vector<std::uint32_t> indices;
+        ASSERT_EQ(metrics.base.Load(), c.result) << c.count << ' ' << c.function;
+        if (c.result == 0) metrics->GetValues(1, 0, 2, values, indices);
+        EXPECT_EQ(values, c.values) << c.function;
+    }
+}
+
+TEST(Metrics, TakeNothingFromABodyWithoutData) {
+    Object<IPOSolutionMetrics> metrics;
+    const std::string path = metrics.directory / metrics.base.GetFileName();
+    WriteFile(path, MetricsBytes());
+    ASSERT_EQ(metrics.base.Load(), 0);
+    const std::string held = samples::Describe(metrics.base);
+    for (const bool first : {false, true}) {
+        Object<IPOSolutionMetrics> empty;
+        empty->SetHeaderId(77);
+        ASSERT_EQ(empty.Store(), 0);
+        WriteFile(path, first ? empty.Stored() + MetricsBytes() : MetricsBytes() + empty.Stored());
+        ASSERT_EQ(metrics.base.Load(), 0);
+        EXPECT_EQ(samples::Describe(metrics.base), held);
+    }
+}
+
 TEST(Metrics, BuildTheGraphFromItsEdges) {
     Object<IPOSolutionMetrics> metrics;
     std::vector<int> offsets{77}, edges;
@@ -759,8 +803,11 @@ TEST(DOFList, ReadsOneBlockAlone) {
         EXPECT_EQ(records4, c.records4);
         EXPECT_EQ(ids2, c.ids2);
         const std::string stored = list.Stored();
-        EXPECT_EQ(list.Store(), 1) << "one block must not erase the others";
-        EXPECT_EQ(list.Stored(), stored);
+        for (const int form : {c.block, -2}) {
+            list->SetSelectedBlock(form);
+            EXPECT_EQ(list.Store(), 1) << "one block must not erase the others";
+            EXPECT_EQ(list.Stored(), stored);
+        }
     }
     const std::string whole = list.Stored();
     list->SetSelectedBlock(2);
@@ -863,6 +910,7 @@ TEST(DOFList, StoresNoBlocksThatItCouldNotReadBack) {
     const Case cases[] = {{"three blocks", {4, 1, 2}, 0, {}, 0},
                           {"an extra entry each", {4, 1, 2}, 1, {7}, 0},
                           {"an extra entry too few", {4, 1, 2}, 2, {7}, 1},
+                          {"a width that is none", {4, 1, 2}, -1, {}, 1},
                           {"more blocks than names", {200'000, 1, 2}, 0, {}, 1}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -885,6 +933,24 @@ TEST(DOFList, StoresNoBlocksThatItCouldNotReadBack) {
     const std::string stored = list.Stored();
     EXPECT_EQ(list.Store(), 1);
     EXPECT_EQ(list.Stored(), stored);
+}
+
+TEST(DOFList, KeepsNoExtraEntriesOfAnotherList) {
+    Object<IPODOFList> list;
+    FillBlocked(*list.typed);
+    ASSERT_EQ(list.Store(), 0);
+    Object<IPODOFList> whole;
+    samples::Fill(whole.base);
+    ASSERT_EQ(whole.Store(), 0);
+    list->SetSelectedBlock(2);
+    ASSERT_EQ(list.base.Load(), 0);
+    list->SetSelectedBlock(-2);
+    WriteFile(list.directory / "file2.dat", whole.Stored());
+    ASSERT_EQ(list.base.Load(), 0);
+    for (const auto& stored : {list.typed, whole.typed}) stored->SetSelectedBlock(-1);
+    ASSERT_EQ(list.Store(), 0) << "what was held before does not stand in the way";
+    ASSERT_EQ(whole.Store(), 0);
+    EXPECT_EQ(list.Stored(), whole.Stored());
 }
 
 TEST(DOFList, ExportsRecordsAndTheHighestDOF) {

@@ -69,10 +69,20 @@ TEST(TextPrimitives, AreWhatTheInsertersGive) {
     };
     EXPECT_EQ(text(0.1), "0.1;");
     EXPECT_EQ(text(1.0 / 3.0), "0.3333333333333333;");
-    const double values[] = {0.0,   -0.0,         1e16,         123456789012345678.0,
-                             1e-5,  5e-324,       -1.5e300,     std::numeric_limits<double>::max(),
-                             1e15,  0.0001,       kInfinity,    -kInfinity,
-                             100.0, std::nan(""), -std::nan("")};
+    // The last four lie on a half between two texts, or as close to one as doubles can.
+    std::istringstream single(
+        "0 -0 inf -inf nan -nan 123456789012345678 1.7976931348623157e308 "
+        "1000000000000000.5 12345678901234565 6.8985865317742005e180 9.03725590277404e159");
+    const auto number = [](const std::string& t) { return std::strtod(t.c_str(), nullptr); };
+    vector<double> values;
+    for (std::string each; single >> each;) values.push_back(number(each));
+    for (int e = -1074; e < 1024; ++e) values.push_back(std::ldexp(1.0, e));
+    for (int e = -310; e < 309; ++e) {
+        const double power = number("1e" + std::to_string(e));
+        values.insert(values.end(),
+                      {power, std::nextafter(power, 0), -std::nextafter(power, kInfinity),
+                       power * 1.5, power * 0.12345678});
+    }
     for (const double value : values) {
         std::ostringstream expected;
         expected.precision(16);
@@ -118,7 +128,15 @@ TEST(TextPrimitives, AreReadAsTheExtractorsDo) {
         "18446744073709551615 |18446744073709551616 |99999999999999999999|"
         "2.2250738585072011e-308 |4.9e-324 |1.7976931348623157e308 |1E5 |1e5e5 |1e5. |"
         "1e5000 |+ |- |+-1 |e5 |"
-        "0.1000000000000000055511151231257827021181583404541015625 ");
+        "0.1000000000000000055511151231257827021181583404541015625 |"
+        // With more behind them: on a half between two doubles, hardly beside one, with many
+        // zeros, at the ends of the normal range, and no numbers as a whole.
+        "9007199254740993 1 2 3 4|5629499534213149375e-4 |1125899906842627875e-3 "
+        "|7120190517612959703e120 |1088416166048969916e200 |"
+        "0.00000000000000000000012345678901234567 1 2|-0.000000000000000000000000 1 2 3|"
+        "0.0000000000000000000000.5 1 2 3|1.2345678e+05x1 2 3 4|1.2345678e 1 2 3 4|"
+        "12345678901234567890123.5 1 2 3|2.2250738585072014e-308 1 2|1.2345678e-308 1 2 3 4|"
+        "1.7976931348623157e308 1 2 3 4|1.8e308 1 2 3 4|1.2345678e-00005 1 2 3 4");
     for (std::string text; std::getline(texts, text, '|');) {
         ExpectLikeExtractor<int>(text);
         ExpectLikeExtractor<unsigned int>(text);

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "core/POIndex.h"
+#include "streams/StreamErrors.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
@@ -29,16 +30,15 @@ std::uint64_t Layout::Of(std::string_view field, std::size_t entry) const {
 }
 
 void BodyReader::RequireGood() {
-    if (!stream.IsGood()) throw Explain("Bad stream;");
+    if (!stream.IsGood()) throw Explain(StreamStateError(messages::kBadStreamState));
 }
 
-Fault BodyReader::Explain(const std::string& message) {
+Fault BodyReader::Explain(const std::runtime_error& error) {
     const std::string name =
         layout.fields.empty() ? "the body" : std::string(layout.fields.back().name);
     const std::uint64_t here = std::min(stream.Tell(), fileSize);
-    const bool stateAlone = message.find("stream;") != std::string::npos ||
-                            message.find("End of file") != std::string::npos;
-    if (!stateAlone) return {entryOffset, false, name + ": " + message};
+    if (dynamic_cast<const StreamStateError*>(&error) == nullptr)
+        return {entryOffset, false, name + ": " + error.what()};
     // Binary values of any bits are values: what stops the reading is the end alone.
     if (!stream.IsTextMode() || here == fileSize)
         return {entryOffset, true, "the file ends inside " + name};
@@ -78,7 +78,7 @@ void BodyReader::ReadBlocks(BlockedDOFListBody& body) {
     layout.fields.push_back({"index", NextOffset(), 0, {}, {}, {}});
     entryOffset = stream.Tell();
     std::vector<char> block;
-    stream.Read(block);
+    ReadPart(block);
     RequireGood();
     POIndex index;
     index.ParseIndex(block);
@@ -105,7 +105,7 @@ void BodyReader::ReadBlocks(BlockedDOFListBody& body) {
             if (stream.HasReadError()) throw;
             body.blocks.erase(number);
             const auto* fault = dynamic_cast<const Fault*>(&error);
-            if (!first) first = fault != nullptr ? *fault : Explain(error.what());
+            if (!first) first = fault != nullptr ? *fault : Explain(error);
             if (unfinished) break;
         }
     }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "streams/POStreamFileIO.h"
+#include "streams/StreamMessages.h"
 #include "tool/Bodies.h"
 #include "tool/Walk.h"
 
@@ -84,6 +85,21 @@ private:
     void ReadField(T& value) {
         stream.Read(value);
     }
+    /// A part of an entry. Unlike the stream's own operations these get no memory for more elements
+    /// than arrive, so that guessing at a foreign file is cheap.
+    template <typename T>
+    void ReadPart(T& value) {
+        stream.Read(value);
+    }
+    template <typename A, typename B>
+    void ReadPart(std::pair<A, B>& value) {
+        ReadPart(value.first);
+        ReadPart(value.second);
+    }
+    template <typename T>
+    void ReadPart(std::vector<T>& value);
+    template <typename T>
+    void ReadElements(std::vector<T>& value, std::uint64_t count);
     template <typename T>
     void ReadField(std::vector<T>& value);
     template <typename K, typename V>
@@ -104,7 +120,7 @@ private:
     std::uint64_t NextOffset();
     void RequireGood();
     /// The fault that the stream's refusal stands for.
-    Fault Explain(const std::string& message);
+    Fault Explain(const std::runtime_error& error);
 
     POStreamFileIO& stream;
     std::uint64_t fileSize;
@@ -130,7 +146,7 @@ Layout BodyReader::Guarded(const Action& action) {
     } catch (const std::bad_alloc&) {
         throw Fault(entryOffset, false, "a count asks for more memory than there is");
     } catch (const std::runtime_error& error) {
-        throw Explain(error.what());
+        throw Explain(error);
     }
     layout.end = std::max(layout.end, stream.Tell());
     firstBody = false;
@@ -154,7 +170,7 @@ void BodyReader::ReadField(std::map<K, V>& value) {
         K key{};
         V mapped{};
         stream.Read(key);
-        stream.Read(mapped);
+        ReadPart(mapped);
         RequireGood();
         NoteOrder(value, key, i);
         if constexpr (kExistingKey<std::map<K, V>> == ExistingKey::Replace)
@@ -177,17 +193,42 @@ void BodyReader::ReadField(std::set<T>& value) {
     }
 }
 
+template <typename T>
+void BodyReader::ReadElements(std::vector<T>& value, std::uint64_t count) {
+    constexpr std::uint64_t atOnce = 4096;
+    if constexpr (IsRawType<T>) {
+        if (!stream.IsTextMode()) {
+            if (stream.EndsWithEmptyVector(count)) return;
+            if (count > kReadDirectly / sizeof(T)) return stream.ReadLarge(value, count, 0);
+            value.resize(static_cast<std::size_t>(count));
+            return stream.ReadRaw(value.data(), count * sizeof(T));
+        }
+    }
+    value.reserve(static_cast<std::size_t>(std::min(count, atOnce)));
+    if constexpr (tool::kFixedSize<T> != 0)
+        ReadEach<T>(stream, count, [&value](const T& read) { value.push_back(read); });
+    else
+        for (std::uint64_t i = 0; i < count; ++i) ReadPart(value.emplace_back());
+}
+
+template <typename T>
+void BodyReader::ReadPart(std::vector<T>& value) {
+    std::uint64_t count = 0;
+    stream.Read(count);
+    if (count > kMaxStreamCount) throw std::runtime_error(messages::kBadValueCount);
+    ReadElements(value, count);
+}
+
 /// Numbers, in one call. In a foreign file the count in front of them is nonsense, and told first;
 /// behind a whole body it need not be suspected.
 template <typename T>
 void BodyReader::ReadField(std::vector<T>& value) {
-    if (firstBody && !stream.IsTextMode()) {
-        const std::uint64_t begin = stream.Tell();
-        ReadCount<T>();
-        stream.Seek(begin);
-    }
-    stream.Read(value);
-    if (!stream.IsTextMode()) layout.fields.back().entrySize = sizeof(T);
+    if (stream.IsTextMode()) return ReadPart(value);
+    if (firstBody)
+        ReadElements(value, ReadCount<T>());
+    else
+        ReadPart(value);
+    layout.fields.back().entrySize = sizeof(T);
 }
 
 template <typename T>
@@ -195,7 +236,7 @@ void BodyReader::ReadField(std::vector<std::vector<T>>& value) {
     const auto count = ReadCount<std::vector<T>>();
     for (std::uint64_t i = 0; i < count; ++i) {
         BeginEntry(i);
-        stream.Read(value.emplace_back());
+        ReadPart(value.emplace_back());
         RequireGood();
     }
 }

@@ -7,15 +7,15 @@
 
 namespace fieldstore::tool {
 
-BodyWriter::BodyWriter(const std::string& path, bool text,
+BodyWriter::BodyWriter(const TemporaryFile& file, bool text,
                        const std::optional<std::string>& version)
-    : stream(text, path, POStreamIO::OutputCloser(&POStreamFileIO::CloseOutputFile)) {
-    stream.OpenOutput(0);
-    if (!version || version->empty()) return;
-    if (!POVersion(*version).IsWritable(text, '\n'))
+    : stream(text, file.Path(), POStreamIO::OutputCloser(&POStreamFileIO::CloseOutputFile)) {
+    stream.OpenOutputOn(file.OpenEmptied());
+    const POVersion line(version.value_or(""));
+    if (!line.IsWritable(text, '\n'))
         throw Error("", "the version text could not be read back",
                     "At most 254 bytes, without a zero byte or a line end.");
-    stream.Write("!" + *version, "\n");
+    line.WriteLine(stream, "\n");
 }
 
 void BodyWriter::Write(const AnyBody& any) {

@@ -7,14 +7,15 @@
 
 #include "streams/POStreamFileIO.h"
 #include "tool/Bodies.h"
+#include "tool/TemporaryFile.h"
 
 namespace fieldstore::tool {
 
 /// Writes bodies to a file as commits do. Visitor of bodies.
 class BodyWriter {
 public:
-    /// Replaces the file. The version text, where there is one, becomes the first line.
-    BodyWriter(const std::string& path, bool text, const std::optional<std::string>& version);
+    /// The version text, where there is one, becomes the first line.
+    BodyWriter(const TemporaryFile& file, bool text, const std::optional<std::string>& version);
 
     void Write(const AnyBody& body);
     /// Raises what the last flush raises.

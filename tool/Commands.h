@@ -33,6 +33,12 @@ inline void AddClassOption(CLI::App& command, std::string& className) {
                     "Class of the file, as in POModeInfo; else its name tells, or it is tried")
         ->type_name("CLASS");
 }
+inline void AddLockDirectoryOption(CLI::App& command, std::string& lockDirectory) {
+    command
+        .add_option("--lock-directory", lockDirectory,
+                    "Directory of the writers' locks; else they stand beside the data")
+        ->type_name("DIR");
+}
 inline void AddForceOption(CLI::App& command, bool& force) {
     command.add_flag("--force", force, "Replace an output file that exists");
 }

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <utility>
 
 #include "core/SideFiles.h"
@@ -18,31 +19,42 @@
 
 namespace fieldstore::tool {
 
-std::optional<LockMarker> FindLock(const std::string& path) {
-    const std::string marker = LockPathFor(path);
+std::string MarkerPathFor(const std::string& dataPath, const std::string& lockDirectory) {
+    if (lockDirectory.empty()) return LockPathFor(dataPath);
+    namespace fs = std::filesystem;
+    return LockPathFor((fs::path(lockDirectory) / fs::path(dataPath).filename()).string());
+}
+
+std::optional<LockMarker> FindMarker(const std::string& markerPath) {
     struct stat info {};
-    if (lstat(marker.c_str(), &info) != 0) {
+    if (lstat(markerPath.c_str(), &info) != 0) {
         if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
-        throw Error(marker, std::string("cannot be looked at: ") + std::strerror(errno),
+        throw Error(markerPath, std::string("cannot be looked at: ") + std::strerror(errno),
                     "Check the directory.");
     }
     const auto age = std::max<std::time_t>(std::time(nullptr) - info.st_mtime, 0);
-    return LockMarker{marker, std::chrono::seconds(age)};
+    return LockMarker{markerPath, std::chrono::seconds(age),
+                      S_ISREG(info.st_mode) && info.st_size == 0};
 }
 
-HeldLock::HeldLock(const std::string& dataPath) : marker(LockPathFor(dataPath)) {
+std::optional<LockMarker> FindLock(const std::string& path) {
+    return FindMarker(LockPathFor(path));
+}
+
+HeldLock::HeldLock(const std::string& dataPath, const std::string& lockDirectory)
+    : marker(MarkerPathFor(dataPath, lockDirectory)) {
     {
         const HeldSignals untilNamed;
-        if (platform::CreateExclusively(marker)) {
+        if (!platform::CreateExclusively(marker)) {
             removal.emplace(marker);
             return;
         }
     }
-    const auto held = FindLock(dataPath);
+    const auto held = FindMarker(marker);
     if (!held)
-        throw Error(marker, "the lock cannot be taken", "Check the directory's permissions.");
+        throw Error(marker, "the lock cannot be taken", "Check the directory and its permissions.");
     throw Error(dataPath, "a writer has locked it for " + ReadableTime(held->age),
-                "Wait for it, or, when none is left, run: fieldstore unlock " + dataPath);
+                "Wait for it, or, when none is left, run: fieldstore unlock " + marker);
 }
 
 void HeldLock::Release() {
@@ -60,7 +72,7 @@ HeldLock::~HeldLock() {
     try {
         if (!marker.empty()) Release();
     } catch (const Error& error) {
-        Say(error.what());  // another error is on its way
+        Say(error);  // another error is on its way
     }
 }
 

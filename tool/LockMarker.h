@@ -14,15 +14,22 @@ namespace fieldstore::tool {
 struct LockMarker {
     std::string path;
     std::chrono::seconds age;
+    bool isEmptyFile;  // as markers are; what else has such a name belongs to someone
 };
 
-/// The marker of a data file, or a marker itself, if there is one.
+/// The marker of a data file, for writers with a lock directory or, where that is "", without. A
+/// marker's name gives itself.
+std::string MarkerPathFor(const std::string& dataPath, const std::string& lockDirectory);
+
+/// The marker of that name, if there is one.
+std::optional<LockMarker> FindMarker(const std::string& markerPath);
+/// The marker beside a data file, or a marker itself.
 std::optional<LockMarker> FindLock(const std::string& path);
 
 /// Holds the lock of a data file; raises at once when another has it.
 class HeldLock {
 public:
-    explicit HeldLock(const std::string& dataPath);
+    HeldLock(const std::string& dataPath, const std::string& lockDirectory);
     ~HeldLock();
     HeldLock(const HeldLock&) = delete;
     HeldLock& operator=(const HeldLock&) = delete;

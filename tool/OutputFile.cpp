@@ -6,17 +6,17 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <locale>
 #include <optional>
 
+#include "streams/FileAttributes.h"
 #include "tool/Error.h"
 #include "tool/Progress.h"
 #include "tool/SideFiles.h"
+#include "tool/Terminal.h"
 
 namespace fieldstore::tool {
 namespace fs = std::filesystem;
@@ -26,27 +26,9 @@ std::string ReasonOf(int number) {
     return std::strerror(number);
 }
 
-/// What is written must survive a power cut before it takes the place of anything.
-void BringToDisk(const std::string& path) {
-    const Progress progress("Bringing " + path + " to the disk");
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    const bool done = file >= 0 && fsync(file) == 0;
-    const int reason = errno;
-    if (file >= 0) close(file);
-    if (!done)
-        throw Error(path, "cannot be brought to the disk: " + ReasonOf(reason),
-                    "Make room or choose another place.");
-}
-
 std::string DirectoryOf(const std::string& path) {
     const auto parent = fs::path(path).parent_path().string();
     return parent.empty() ? "." : parent;
-}
-
-/// The name behind links, so that a renaming replaces the file and not the link to it.
-std::string BehindLinks(const std::string& path) {
-    std::error_code none;
-    return fs::is_symlink(path, none) ? fs::weakly_canonical(path, none).string() : path;
 }
 
 bool IsStandardOutput(const std::string& name) {
@@ -55,66 +37,72 @@ bool IsStandardOutput(const std::string& name) {
 
 }  // namespace
 
-TemporaryFile::TemporaryFile(const std::string& prefix) : path(prefix + "XXXXXX") {
-    const HeldSignals untilNamed;
-    const int file = mkstemp(path.data());
-    if (file < 0)
-        throw Error(DirectoryOf(prefix), "no file can be made there: " + ReasonOf(errno),
-                    "Create the directory, or choose one that you may write to.");
-    close(file);
-    removal.emplace(path);
+std::string BehindLinks(const std::string& path) {
+    std::error_code none;
+    return fs::is_symlink(path, none) ? fs::weakly_canonical(path, none).string() : path;
 }
 
-TemporaryFile::~TemporaryFile() {
-    if (!path.empty()) unlink(path.c_str());
-}
-
-void TemporaryFile::Remove() {
-    if (unlink(path.c_str()) != 0 && unlink(path.c_str()) != 0)
-        throw Error(path, "the temporary file cannot be removed: " + ReasonOf(errno),
-                    "Remove it by hand.");
-    removal.reset();
-    path.clear();
-}
-
-OutputFile::OutputFile(const std::string& targetPath, bool replace)
-    : TemporaryFile(BehindLinks(targetPath) + kTemporarySuffix), target(BehindLinks(targetPath)) {
+OutputFile::OutputFile(const std::string& targetPath, bool mayReplace)
+    : TemporaryFile(BehindLinks(targetPath) + kTemporarySuffix),
+      target(BehindLinks(targetPath)),
+      replace(mayReplace) {
     std::error_code none;
     const auto status = fs::status(target, none);
     if (fs::exists(status) && !fs::is_regular_file(status))
         throw Error(target, "is not a file", "Give the name of a file to write.");
-    if (fs::exists(status) && !replace)
-        throw Error(target, "exists already", "Choose another name, or replace it with --force.");
-    const mode_t mask = umask(0);
-    umask(mask);
-    constexpr mode_t readWrite = 0666;
-    const auto mode =
-        fs::exists(status) ? static_cast<mode_t>(status.permissions()) & 07777U : readWrite & ~mask;
-    chmod(Path().c_str(), mode);
+    // A link counts, even one to nothing, since someone may have planted it.
+    if (fs::exists(fs::symlink_status(targetPath, none)) && !replace)
+        throw Error(targetPath, "exists already",
+                    "Choose another name, or replace it with --force.");
+    if (!fs::exists(status)) return;
+    model = target;
+    hadOtherNames = fs::hard_link_count(target, none) > 1;
 }
 
-void OutputFile::Fill(const std::function<void(std::ostream&)>& write) const {
-    std::ofstream file(Path(), std::ios::binary | std::ios::trunc);
-    file.imbue(std::locale::classic());
-    write(file);
-    file.close();
-    if (!file)
-        throw Error(target, "cannot be written whole: " + ReasonOf(errno),
-                    "Make room or choose another place.");
+/// What is written must survive a power cut before it takes the place of anything.
+void OutputFile::BringToDisk() const {
+    const Progress progress("Bringing " + Path() + " to the disk");
+    if (fsync(Descriptor()) == 0) return;
+    throw Error(Path(), "cannot be brought to the disk: " + ReasonOf(errno),
+                "Make room or choose another place.");
 }
 
-void OutputFile::Publish() {
-    BringToDisk(Path());
-    if (std::rename(Path().c_str(), target.c_str()) != 0)
+bool OutputFile::Rename() const {
+#ifdef RENAME_NOREPLACE
+    // Not over what has come since; not every file system can do that.
+    if (!replace) {
+        const int result =
+            renameat2(AT_FDCWD, Path().c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE);
+        if (result == 0 || (errno != EINVAL && errno != ENOSYS)) return result == 0;
+    }
+#endif
+    return std::rename(Path().c_str(), target.c_str()) == 0;
+}
+
+void OutputFile::Publish(const std::function<void()>& lastLook) {
+    std::vector<std::string> lost;
+    if (model.empty()) {
+        constexpr mode_t readWrite = 0666;
+        const mode_t mask = umask(0);
+        umask(mask);
+        fchmod(Descriptor(), readWrite & ~mask);
+    } else {
+        lost = platform::TakeAttributes(model, Descriptor()).lost;
+    }
+    BringToDisk();
+    RequireOwnName();
+    if (lastLook) lastLook();
+    if (!Rename())
         throw Error(target, "cannot be replaced: " + ReasonOf(errno), "Choose another name.");
-    removal.reset();
-    path.clear();
+    ForgetName();
     // The name as well, where the file system can do that for a directory.
     if (const int directory = open(DirectoryOf(target).c_str(), O_RDONLY | O_CLOEXEC);
         directory >= 0) {
         fsync(directory);
         close(directory);
     }
+    if (hadOtherNames) lost.emplace_back("its other names keep the old content");
+    for (const auto& line : lost) Say(target + ": " + line);
 }
 
 void RequireNotInput(const std::string& output, const std::vector<std::string>& inputs) {

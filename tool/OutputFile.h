@@ -3,49 +3,39 @@
 #define FIELDSTORE_TOOL_OUTPUT_FILE_H
 
 #include <functional>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
-#include "tool/RemovedOnSignal.h"
+#include "tool/TemporaryFile.h"
 
 namespace fieldstore::tool {
 
-/// A temporary file that goes with the object.
-class TemporaryFile {
-public:
-    /// Makes an empty file whose name begins with `prefix`. Raises when it cannot.
-    explicit TemporaryFile(const std::string& prefix);
-    ~TemporaryFile();
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    const std::string& Path() const { return path; }
-    /// Raises when the file cannot be removed, unlike the destructor.
-    void Remove();
-
-protected:
-    std::string path;
-    std::optional<RemovedOnSignal> removal;
-};
-
 /// A file that comes into being whole or not at all: written beside its place, brought to the disk
 /// and renamed.
-class OutputFile : private TemporaryFile {
+class OutputFile : public TemporaryFile {
 public:
     /// Raises when `target` exists and must not be replaced, is no file, or its directory cannot be
     /// written to.
-    OutputFile(const std::string& targetPath, bool replace);
-    /// Where to write.
-    const std::string& Path() const { return TemporaryFile::Path(); }
-    /// Has `write` give the content; raises when it did not get there whole.
-    void Fill(const std::function<void(std::ostream&)>& write) const;
-    /// The only step that touches the target.
-    void Publish();
+    OutputFile(const std::string& targetPath, bool mayReplace);
+    /// Owner, permissions and the like become those of this file, rather than those of what is
+    /// replaced or a new file's.
+    void Resemble(const std::string& other) { model = other; }
+    /// The only step that touches the target. `lastLook` may still raise, right before it.
+    void Publish(const std::function<void()>& lastLook = {});
 
 private:
+    void BringToDisk() const;
+    bool Rename() const;
+
     std::string target;
+    std::string model;
+    bool replace;
+    bool hadOtherNames = false;
 };
+
+/// The name behind links, so that the file is replaced and not the link to it.
+std::string BehindLinks(const std::string& path);
 
 /// Raises when the output is one of the inputs.
 void RequireNotInput(const std::string& output, const std::vector<std::string>& inputs);

@@ -2,6 +2,7 @@
 #include "tool/Program.h"
 
 #include "fieldstore/version.h"
+#include "tool/Visible.h"
 
 namespace fieldstore::tool {
 
@@ -27,6 +28,10 @@ void DefineProgram(CLI::App& program, Action& action) {
         "  fieldstore ls results/\n"
         "  fieldstore check results/\n"
         "  fieldstore repair torn.dat -o whole.dat");
+    // What was typed may be a file name of someone else's.
+    program.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
+        return Visible(error.what()) + "\nRun with --help for more information.\n";
+    });
     for (const auto add : {&AddLs, &AddShow, &AddDump, &AddBuild, &AddCheck, &AddRepair,
                            &AddCompact, &AddConvert, &AddMerge, &AddDiff, &AddUnlock})
         add(program, action);

@@ -14,7 +14,7 @@
 #include <optional>
 #include <system_error>
 
-#include "streams/Platform.h"
+#include "streams/Writer.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
@@ -39,18 +39,20 @@ milliseconds Delay() {
 /// How far into a file, or into what is to replace it, this process has got; nothing when it is not
 /// open, or on a system without these directories.
 std::optional<std::uint64_t> PositionIn(const std::string& path) {
+    std::optional<std::uint64_t> farthest;  // a temporary file is held open as well
     std::error_code error;
     for (fs::directory_iterator open("/proc/self/fd", error); !error && open != fs::end(open);
          open.increment(error)) {
         std::error_code closed;
         const auto target = fs::read_symlink(open->path(), closed).string();
-        if (target != path && target.rfind(path + platform::kReplacementSuffix, 0) != 0) continue;
+        const auto replacement = ParseReplacementName(target);
+        if (target != path && !(replacement && replacement->target == path)) continue;
         std::ifstream info("/proc/self/fdinfo/" + open->path().filename().string());
         std::string name;
         std::uint64_t position = 0;
-        if (info >> name >> position) return position;
+        if (info >> name >> position) farthest = std::max(farthest.value_or(0), position);
     }
-    return std::nullopt;
+    return farthest;
 }
 
 std::size_t ScreenWidth() {
@@ -62,8 +64,8 @@ std::size_t ScreenWidth() {
 
 }  // namespace
 
-Progress::Progress(std::string what, const std::string& path, std::uint64_t total)
-    : title(std::move(what)), length(total) {
+Progress::Progress(const std::string& what, const std::string& path, std::uint64_t total)
+    : title(Visible(what)), length(total) {
     if (taken || isatty(STDERR_FILENO) == 0) return;
     delay = Delay();
     std::error_code none;

@@ -20,7 +20,8 @@ class Progress {
 public:
     /// `path` is the file that is worked through and `total` its length; without them the bar
     /// tells the time that has passed.
-    explicit Progress(std::string what, const std::string& path = "", std::uint64_t total = 0);
+    explicit Progress(const std::string& what, const std::string& path = "",
+                      std::uint64_t total = 0);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;

@@ -12,7 +12,7 @@
 namespace fieldstore::tool {
 namespace {
 
-constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
+constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU};
 
 // What the handler reads, which must not lock: an output, a scratch file and a marker at the most.
 using Name = std::atomic<const char*>;

@@ -7,12 +7,13 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <numeric>
 
+#include "core/ObjectStorage.h"
 #include "core/POVersion.h"
 #include "fieldstore/fieldstore.h"
 #include "tool/Error.h"
-#include "tool/OutputFile.h"
 #include "tool/Progress.h"
 #include "tool/SideFiles.h"
 #include "tool/Terminal.h"
@@ -31,21 +32,6 @@ struct Reading {
 // Zero bytes read as bodies without data in some classes. A file system may leave millions of them
 // behind a crash; a host never writes that many.
 constexpr std::size_t kMostEmptyBodies = 1000;
-
-/// The same conditions as those of a load: a body may begin with anything, "!" included.
-bool ReadVersionLine(POStreamFileIO& stream, std::optional<std::string>& version) {
-    std::string line;
-    try {
-        stream.Read(line, "\n", POVersion::kMaxLineLength);
-    } catch (const std::runtime_error&) {
-        return false;
-    }
-    const std::size_t around = stream.IsTextMode() ? 1 : sizeof(int);
-    if (!stream.IsGood() || line.size() < 2 || line.front() != '!') return false;
-    if (stream.Tell() != line.size() + around) return false;
-    version = line.substr(1);
-    return true;
-}
 
 bool IsEmpty(const AnyBody& any) {
     return std::visit([](const auto& body) { return body.Entries() == 0; }, any);
@@ -74,6 +60,15 @@ void NoteBlocks(ResultFile& file, const BlockedDOFListBody& list) {
     for (const auto& entry : list.blocks) file.savedBlocks.push_back(entry.first);
 }
 
+/// Up to where the bodies of a file may be believed: all of it, but for an append that a power cut
+/// ended.
+std::uint64_t LastVouched(const ResultFile& file) {
+    if (!file.Info().Appends()) return file.size;
+    ObjectStorage storage;
+    storage.fileName = file.path;
+    return std::min(storage.LengthBeforePowerCut().value_or(file.size), file.size);
+}
+
 /// Reads bodies until the file ends or something is wrong; both end up in `file`. Returns the body
 /// that came last, which may lack something.
 AnyBody ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& visit) {
@@ -84,9 +79,11 @@ AnyBody ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& 
     file.kind = reading.kind;
     file.text = reading.text;
     AnyBody any;
-    if (reading.versioned && !ReadVersionLine(stream, file.version)) return any;
+    if (reading.versioned) file.version = POVersion::ReadLine(stream, "\n");
+    if (reading.versioned && !file.version) return any;
     file.begin = stream.Tell();
     const Progress progress("Reading " + file.path, file.path, file.size);
+    const auto lastVouched = LastVouched(file);
     BodyReader reader(stream, file.size);
     try {
         for (;;) {
@@ -94,6 +91,9 @@ AnyBody ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& 
             const std::uint64_t here = stream.Tell();
             if (here >= file.size && (file.Info().Appends() || !file.bodies.empty())) break;
             if (here >= file.size) throw Fault(here, true, "the file ends before its body");
+            if (here >= lastVouched)
+                throw Fault(here, true,
+                            "the power went, or a machine did, while the rest was appended");
             if (!file.Info().Appends() && !file.bodies.empty())
                 throw Fault(here, false,
                             std::to_string(file.size - here) + " bytes follow the body");
@@ -136,6 +136,30 @@ State StateOf(int rank, bool guessed) {
     // Too little of a guess: almost any bytes could be the beginning of something.
     return rank == 3 || (rank == 2 && !guessed) ? State::Torn : State::Unreadable;
 }
+
+/// What the first bytes tell of how a file may be read.
+struct Front {
+    bool text;         // it begins with a number
+    bool textVersion;  // or with a version line, of either mode
+    bool binaryVersion;
+
+    explicit Front(const std::string& path) {
+        constexpr std::size_t most = 64;
+        std::string bytes(most, '\0');
+        std::ifstream file(path, std::ios::binary);
+        file.read(bytes.data(), most);
+        bytes.resize(static_cast<std::size_t>(file.gcount()));
+        const auto number = bytes.find_first_not_of(" \t\n\v\f\r");
+        text = number == std::string::npos ||
+               std::string_view("+-0123456789").find(bytes[number]) != std::string_view::npos;
+        textVersion = !bytes.empty() && bytes.front() == '!';
+        binaryVersion = bytes.size() > sizeof(int) && bytes[sizeof(int)] == '!';
+    }
+    bool Allows(const Reading& reading) const {
+        if (reading.versioned) return reading.text ? textVersion : binaryVersion;
+        return text || !reading.text;
+    }
+};
 
 std::vector<Reading> ReadingsOf(const std::vector<std::size_t>& kinds) {
     std::vector<Reading> readings;
@@ -200,7 +224,9 @@ ResultFile Inspect(const std::string& path, const std::string& className) {
     best.kind = kinds.front();
     const ResultFile blank = best;
     int bestRank = 0;
+    const Front front(path);
     for (const Reading& reading : ReadingsOf(kinds)) {
+        if (!front.Allows(reading)) continue;
         ResultFile file = blank;
         ReadBodies(file, reading, {});
         if (reading.versioned && !file.version) continue;
@@ -289,18 +315,20 @@ void RequireLoads(const ResultFile& file, const std::string& shownPath) {
                 "fieldstore check tells what is wrong with the data.");
 }
 
-void StoreLoaded(const ResultFile& file, const std::string& target) {
+void StoreLoaded(const ResultFile& file, TemporaryFile& target) {
     const auto object = MakeObject(file);
     {
         const Progress progress("Loading " + file.path, file.path, file.size);
         if (object->Load() != 0)
             throw Error(file.path, "a host cannot load it", "Run: fieldstore check " + file.path);
     }
-    const Progress progress("Storing the data of " + file.path, target, file.size);
-    object->SetFileName(target);
+    const Progress progress("Storing the data of " + file.path, target.Path(), file.size);
+    object->SetFileName(target.Path());
     object->CreateStorageInterface(file.text ? IPOBase::eWriteText : IPOBase::eWriteBinary, false);
     if (object->Commit(true) != 0)
-        throw Error(target, "the loaded data cannot be stored", "Make room on that file system.");
+        throw Error(target.Path(), "the loaded data cannot be stored",
+                    "Make room on that file system.");
+    target.TakeReplacement();
 }
 
 AnyBody LoadedBody(const ResultFile& file) {
@@ -313,7 +341,7 @@ AnyBody LoadedBody(const ResultFile& file) {
     if (file.bodies.empty()) return loaded;
     // Bodies are merged by the object itself, which hands its data out only into storage.
     TemporaryFile scratch((fs::temp_directory_path() / "fieldstore-").string());
-    StoreLoaded(file, scratch.Path());
+    StoreLoaded(file, scratch);
     ResultFile merged = file;
     merged.path = scratch.Path();
     merged.bodies = {{0, fs::file_size(scratch.Path()), 0}};
@@ -325,7 +353,7 @@ AnyBody LoadedBody(const ResultFile& file) {
 std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
     std::vector<NamedPath> expanded;
     for (const auto& path : paths) {
-        std::error_code none;
+        std::error_code none, gone;
         if (!fs::is_directory(path, none)) {
             expanded.push_back({path, true});
             continue;
@@ -333,7 +361,7 @@ std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
         std::vector<std::string> found;
         for (const auto& entry : fs::directory_iterator(path, none)) {
             const auto name = entry.path().filename().string();
-            if (entry.is_regular_file(none) && name.front() != '.' && !IsSideFile(name))
+            if (entry.is_regular_file(gone) && name.front() != '.' && !IsSideFile(name))
                 found.push_back(entry.path().string());
         }
         if (none)

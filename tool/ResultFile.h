@@ -10,6 +10,7 @@
 
 #include "tool/BodyReader.h"
 #include "tool/Catalog.h"
+#include "tool/TemporaryFile.h"
 
 namespace fieldstore::tool {
 
@@ -72,7 +73,7 @@ int LoadResult(const ResultFile& file);
 /// Raises when a host could not load it.
 void RequireLoads(const ResultFile& file, const std::string& shownPath);
 /// Loads the file as a host does and stores it anew, as one body. Raises when it does not load.
-void StoreLoaded(const ResultFile& file, const std::string& target);
+void StoreLoaded(const ResultFile& file, TemporaryFile& target);
 /// What a host has after a load, in the form of a body.
 AnyBody LoadedBody(const ResultFile& file);
 

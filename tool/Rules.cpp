@@ -341,6 +341,10 @@ public:
 
 private:
     void CheckDefinitions(const SolutionMetricsBody& body, const Layout& layout) {
+        const bool addsNothing = body.definitions.empty() && body.values.empty() &&
+                                 body.neighbors.empty() && body.positions.empty() &&
+                                 body.edges.empty();
+        if (addsNothing) return;
         if (definitions.empty())
             definitions = body.definitions;
         else if (definitions != body.definitions)

@@ -4,12 +4,14 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
-#include <map>
+#include <optional>
+#include <set>
 #include <string_view>
+#include <unordered_map>
 
 #include "core/AppendMark.h"
 #include "core/SideFiles.h"
-#include "streams/Platform.h"
+#include "streams/Writer.h"
 #include "tool/Error.h"
 
 namespace fieldstore::tool {
@@ -26,37 +28,52 @@ std::string_view Behind(std::string_view name, std::string_view suffix) {
     return at == std::string_view::npos ? "" : name.substr(at + suffix.size());
 }
 
-bool IsReplacement(std::string_view name) {
-    const auto numbers = Behind(name, platform::kReplacementSuffix);
-    const auto belongs = [](char c) { return c == '-' || (c >= '0' && c <= '9'); };
-    return !numbers.empty() && std::all_of(numbers.begin(), numbers.end(), belongs);
-}
-
 bool IsTemporary(std::string_view name) {
     constexpr std::size_t characters = 6;
     const auto random = Behind(name, kTemporarySuffix);
     return random.size() == characters && std::all_of(random.begin(), random.end(), IsAlphanumeric);
 }
 
-/// The replacements in a directory; looked for once, as every file of it may ask.
-const std::vector<std::string>& ReplacementsIn(const fs::path& directory) {
-    static std::map<fs::path, std::vector<std::string>> known;
+/// Replacements by the name of the file that each was to replace.
+using Replacements = std::unordered_map<std::string, std::vector<std::string>>;
+
+/// Those in a directory; looked for once, as every file of it may ask.
+const Replacements& ReplacementsIn(const std::string& directory) {
+    static std::unordered_map<std::string, Replacements> known;
     const auto [place, added] = known.try_emplace(directory);
+    Replacements& found = place->second;
+    if (!added) return found;
     std::error_code error;
-    for (fs::directory_iterator entry(directory, error); added && !error && entry != fs::end(entry);
-         entry.increment(error))
-        if (auto name = entry->path().filename().string(); IsReplacement(name))
-            place->second.push_back(std::move(name));
-    std::sort(place->second.begin(), place->second.end());
-    return place->second;
+    for (fs::directory_iterator entry(directory, error); !error && entry != fs::end(entry);
+         entry.increment(error)) {
+        auto name = entry->path().filename().string();
+        const auto replacement = ParseReplacementName(name);
+        if (replacement) found[std::string(replacement->target)].push_back(std::move(name));
+    }
+    for (auto& [replaced, names] : found) std::sort(names.begin(), names.end());
+    return found;
 }
 
-bool IsAppendMarked(const std::string& dataPath) {
+AppendMark MarkAt(const std::string& path) {
     try {
-        return AppendMark(dataPath).Stands();
+        return AppendMark::At(path);
     } catch (const fs::filesystem_error& error) {
-        throw Error(AppendMarkPathFor(dataPath), "cannot be looked at: " + error.code().message(),
-                    "Check the directory.");
+        throw Error(path, "cannot be looked at: " + error.code().message(), "Check the directory.");
+    }
+}
+
+/// What the writer of a side file does, or did, and the rest when it may be gone.
+std::string Told(const std::optional<Writer>& writer, const std::string& what,
+                 const std::string& whenGone) {
+    if (!writer) return "a writer is " + what + ", or died; " + whenGone;
+    const std::string who = NameOf(*writer);
+    switch (writer->Now()) {
+        case Writer::State::Runs:
+            return who + " is " + what;
+        case Writer::State::Gone:
+            return who + " died while it was " + what + "; " + whenGone;
+        default:
+            return who + " is " + what + ", or died; " + whenGone;
     }
 }
 
@@ -65,25 +82,64 @@ bool IsAppendMarked(const std::string& dataPath) {
 bool IsSideFile(const std::string& name) {
     const auto extension = fs::path(name).extension();
     return extension == ".lck" || extension == ".err" || extension == AppendMarkPathFor("") ||
-           IsReplacement(name) || IsTemporary(name);
+           ParseReplacementName(name) || IsTemporary(name);
+}
+
+std::string NameOf(const Writer& writer) {
+    return "process " + std::to_string(writer.process) + " on " + writer.host;
 }
 
 std::vector<std::string> LeftBeside(const std::string& dataPath) {
     std::vector<std::string> lines;
-    const auto undo = AppendMarkPathFor(dataPath);
-    if (IsAppendMarked(dataPath))
-        lines.push_back(undo +
-                        ": an append is at work, or its writer died; the next commit under the "
-                        "lock puts the file right, and so does fieldstore repair --in-place");
+    const std::string whole = WholePath(dataPath);
+    for (const auto& owner : {dataPath, LockPathFor(dataPath)}) {
+        const auto place = AppendMarkPathFor(owner);
+        const AppendMark mark = MarkAt(place);
+        if (!mark.CountsFor(whole, owner == dataPath)) continue;
+        lines.push_back(place + ": " +
+                        Told(mark.record.writer, "appending",
+                             "the next commit under the lock puts the file right, and so does "
+                             "fieldstore repair --in-place --lock-directory DIR"));
+    }
     const fs::path data(dataPath);
-    const auto directory = data.has_parent_path() ? data.parent_path() : fs::path(".");
-    for (const auto& name : ReplacementsIn(directory)) {
-        if (name.substr(0, name.rfind(platform::kReplacementSuffix)) != data.filename()) continue;
-        lines.push_back((data.parent_path() / name).string() +
-                        ": a writer is replacing the file, or died before it had; the file itself "
-                        "is untouched; remove the other one when no writer is left");
+    const auto& all = ReplacementsIn(data.has_parent_path() ? data.parent_path().string() : ".");
+    const auto found = all.find(data.filename().string());
+    if (found == all.end()) return lines;
+    for (const auto& name : found->second) {
+        lines.push_back((data.parent_path() / name).string() + ": " +
+                        Told(ParseReplacementName(name)->writer, "replacing the file",
+                             "the file itself is untouched; remove the other one when no writer is "
+                             "left"));
     }
     return lines;
+}
+
+std::vector<Writer> WritersUnder(const std::string& marker, const std::string& dataPath) {
+    const std::string name = fs::path(marker).filename().string();
+    const std::string ending = AppendMarkPathFor("");
+    std::set<std::string> directories;
+    for (const auto& path : {marker, dataPath})
+        directories.insert(fs::path(path).parent_path().string());
+    std::vector<Writer> writers;
+    for (const auto& directory : directories) {
+        std::error_code error;
+        const fs::path searched = directory.empty() ? "." : directory;
+        for (fs::directory_iterator entry(searched, error); !error && entry != fs::end(entry);
+             entry.increment(error)) {
+            const auto file = entry->path().filename().string();
+            const auto replacement = ParseReplacementName(file);
+            const bool isMark = entry->path().extension() == ending;
+            const auto owner = replacement
+                                   ? std::string(replacement->target)
+                                   : file.substr(0, file.size() - (isMark ? ending.size() : 0));
+            if ((!replacement && !isMark) || (owner != name && LockPathFor(owner) != name))
+                continue;
+            const auto writer =
+                replacement ? replacement->writer : MarkAt(entry->path().string()).record.writer;
+            if (writer) writers.push_back(*writer);
+        }
+    }
+    return writers;
 }
 
 }  // namespace fieldstore::tool

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "streams/Writer.h"
+
 namespace fieldstore::tool {
 
 // What the library (core/SideFiles.h) and this tool put beside a data file.
@@ -13,8 +15,16 @@ inline constexpr const char* kTemporarySuffix = ".tmp";  // and six characters: 
 /// Whether a file of that name is one of these, or a log, rather than a data file.
 bool IsSideFile(const std::string& name);
 
-/// What interrupted writers left beside a data file and what to do about it, a line each.
+/// A writer for people: process 4711 on node7.
+std::string NameOf(const Writer& writer);
+
+/// What writers have beside a data file, or beside its lock, who they are, and what to do about
+/// those that died, a line each.
 std::vector<std::string> LeftBeside(const std::string& dataPath);
+
+/// The writers that marks of appends and replacements name, of all data that a lock marker is for,
+/// as far as these lie beside the marker or beside `dataPath`.
+std::vector<Writer> WritersUnder(const std::string& marker, const std::string& dataPath);
 
 }  // namespace fieldstore::tool
 

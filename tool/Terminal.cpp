@@ -37,28 +37,22 @@ std::string Painted(const std::string& text, Colour colour) {
 void Say(const std::string& line) {
     std::cout.flush();
     Progress::Erase();
-    std::cerr << "fieldstore: " << line << '\n';
+    std::cerr << "fieldstore: " << Visible(line) << '\n';
+}
+
+void Say(const Error& error) {
+    Say(error.Lines().front());
+    for (std::size_t i = 1; i < error.Lines().size(); ++i)
+        std::cerr << "  " << Visible(error.Lines()[i]) << '\n';
 }
 
 bool Confirmed(const std::string& question) {
     if (isatty(STDIN_FILENO) == 0) return false;
     std::cout.flush();
-    std::cerr << question << " [y/N] ";
+    std::cerr << Visible(question) << " [y/N] ";
     std::string answer;
     std::getline(std::cin, answer);
     return answer == "y" || answer == "Y" || answer == "yes";
-}
-
-std::string Visible(const std::string& text) {
-    std::string visible;
-    for (const char c : text) {
-        const auto code = static_cast<unsigned char>(c);
-        std::array<char, 5> escaped{c};
-        if (code < ' ' || code == 0x7F)
-            std::snprintf(escaped.data(), escaped.size(), "\\x%02x", code);
-        visible += escaped.data();
-    }
-    return visible;
 }
 
 std::string Table::Text(const std::string& indent) const {

@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "tool/Error.h"
+#include "tool/Visible.h"
+
 namespace fieldstore::tool {
 
 enum class Colour { Red = 31, Green = 32, Yellow = 33 };
@@ -16,12 +19,10 @@ std::string Painted(const std::string& text, Colour colour);
 
 /// A line to the person at the terminal: standard error, where results do not go.
 void Say(const std::string& line);
+void Say(const Error& error);
 
 /// Asks on the terminal; false when there is none.
 bool Confirmed(const std::string& question);
-
-/// A text of a file without what a terminal would obey: control characters as \\x1b.
-std::string Visible(const std::string& text);
 
 /// Rows of cells in columns as wide as their widest cell.
 class Table {

@@ -30,10 +30,14 @@ int Run(int count, char** arguments) {
 
 int main(int count, char** arguments) {
     using namespace fieldstore::tool;
-    std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of the output, not the end
+    // A closed pipe and a file that may grow no further are errors of the output, not the end.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     RemoveFilesOnSignals();
     try {
         return Run(count, arguments);
+    } catch (const Error& error) {
+        Say(error);
     } catch (const std::bad_alloc&) {
         Say("there is not enough memory for this file");
     } catch (const std::exception& error) {

@@ -12,12 +12,14 @@
 /// Obtain objects from NewInstance() and down-cast them to their class interface with
 /// std::dynamic_pointer_cast. The last pointer that is released commits unsaved changes, through
 /// the storage built before, and destroys the object; a failure of that commit is appended to the
-/// error log (see CreateStorageInterface) and never raised.
+/// error log (see CreateStorageInterface) and never raised. Changes made before a fork belong to
+/// the parent: the copy in the child does not commit them when it is destroyed. Every object also
+/// has an IPOStorageControl.
 ///
 /// Threads: one object is used by one thread at a time; different objects are independent.
 ///
 /// Result codes of the operations that return int: 0 success, 1 failure, 2 the file to read is
-/// missing, unreadable or a directory. Unless an operation says otherwise it raises nothing.
+/// missing, unreadable or no file. Unless an operation says otherwise it raises nothing.
 class FIELDSTORE_INTERFACE IPOBase {
 public:
     /// Kinds of storage that CreateStorageInterface builds. Any integer may arrive; a value that is
@@ -40,14 +42,17 @@ public:
     /// Writes the object to its storage when it was changed or when `force` is set; otherwise
     /// returns 0 and touches nothing.
     ///
-    /// Needs write storage (CreateStorageInterface); never builds any. With a lock, waits for it:
-    /// 199 attempts 0.1 s apart. A data file that cannot be opened for writing is tried 200 times
-    /// 2 s apart. Classes that append put a body behind those in the file, under the lock after
-    /// cutting off a torn one that a dead process left; they fail when the file is damaged before
-    /// that. The others write a new file and rename it over the old one where the system can.
-    /// On failure (1) the data stay in memory and count as unsaved, the file is as it was before,
-    /// and a lock taken by this call is given back. What replaces a file in place, because it has
-    /// several names or belongs to another user for instance, may leave it cut off.
+    /// Needs write storage (CreateStorageInterface); never builds any. With a lock, waits for it up
+    /// to 20 s: 199 attempts 0.1 s apart, and one more whenever the marker goes away. A data file
+    /// that cannot be opened for writing is tried 200 times 2 s apart. Classes that append put a
+    /// body after those in the file, under the lock after cutting off a torn one that a dead
+    /// process left; they fail when the file is damaged before that. The others write a new file
+    /// and rename it over the old one where the system can. What a commit acknowledges with 0 is on
+    /// the disk, unless IPOStorageControl::SetDurability says otherwise. On failure (1) the data
+    /// stay in memory and count as unsaved, the file is as it was before, and a lock taken by this
+    /// call is given back; IPOStorageControl::GetLastError tells why. What replaces a file in
+    /// place, because it has several names for instance, may leave it cut off, and a disk that
+    /// fails after the renaming leaves the new content, which a power cut may take back.
     virtual int Commit(bool force) = 0;
 
     /// Replaces the data by a copy of those of `source`, which must be of the same class.
@@ -63,12 +68,13 @@ public:
     /// keeps other writers out during each commit. Without it a lock chosen earlier stays in place.
     /// Failures of a destructor are logged beside the data, with the ending "err", unless a link
     /// stands there; then they go to standard error.
-    /// Returns 1, and keeps the storage there was, for an unknown type or a data file that would be
-    /// its own lock.
+    /// Returns 1, and keeps the storage there was, for an unknown type, a data file that would be
+    /// its own lock, and a zero byte in directory, lock directory or file name.
     virtual int CreateStorageInterface(EStorageType type, bool withLock) = 0;
 
     /// Deletes the stored file and its lock marker and empties the object. Builds the class's write
-    /// storage first when there is none; the object has no storage afterwards.
+    /// storage first when there is none; the object has no storage afterwards. No writer of the
+    /// file may be at work: its lock would be removed as well, and what it stores might not load.
     /// Raises std::runtime_error "Unable to destroy stream file." when the file cannot be removed
     /// within 200 attempts 0.1 s apart, "Unable to release file lock." for the marker; the data
     /// are then unchanged.
@@ -81,8 +87,9 @@ public:
     /// Empties the object and reads it from its storage; read storage of the class's default mode
     /// is built unless the current storage is set up for reading. Takes no lock.
     ///
-    /// Returns 2 when the file is missing, unreadable or a directory, 1 when its content is damaged
-    /// or incomplete. After a failure the object holds whatever had been read, counted as saved.
+    /// Returns 2 when the file is missing, unreadable or no file (a directory, a pipe, a device), 1
+    /// when its content is damaged or incomplete. After a failure the object holds whatever had
+    /// been read, counted as saved.
     virtual int Load() = 0;
 
     /// Points the object at file `name` (a path; the directory is cleared), empties it and loads

@@ -60,7 +60,8 @@ public:
     ///
     /// Whole list: the records as they are. One block selected: every record without its last
     /// entry, which is its identifier; `ids` maps an identifier to the index of the first record
-    /// that has it, and `extra2` receives the extra entries of kind 2. Header only (selected block
+    /// that has it, added to what the map holds already, and `extra2` receives the extra entries of
+    /// kind 2. Header only (selected block
     /// -1): nothing is copied. Returns 0, or 1 when the list is not valid.
     virtual int ExtractBlock(int* count4, Flat& records4, int* count2, Flat& records2, Ids& ids2,
                              Flat& extra2, int* count3, Flat& records3, Ids& ids3, int* count1,
@@ -116,10 +117,14 @@ public:
                             Source source3, int reserve4, Source source4) = 0;
 
     /// Chooses what is stored and read: below -1 the whole list (the initial mode), -1 the blocked
-    /// form (a read then takes its header only), 0 or more the blocked form, reading that block.
+    /// form (a read then takes its header only, and GetBlockCount() is 1), 0 or more the blocked
+    /// form, reading that block. A file that was stored whole must be loaded whole: read as a
+    /// blocked one it fails, or gives nonsense. An object of which only a part was loaded cannot be
+    /// committed, in neither form.
     virtual void SetSelectedBlock(int block) = 0;
 
-    /// Sets the number of extra entries per kind-2 record; initially 0.
+    /// Sets the number of extra entries per kind-2 record; initially 0. A load sets it to that of
+    /// what it reads, which is 0 for a whole list. With a negative one a blocked commit fails.
     virtual void SetExtraWidth(int width) = 0;
 
 protected:

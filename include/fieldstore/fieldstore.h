@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_FIELDSTORE_H
 #define FIELDSTORE_FIELDSTORE_H
 
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -16,6 +17,7 @@
 #include "fieldstore/IPOModeInfo.h"
 #include "fieldstore/IPOPortCircuitDOFs.h"
 #include "fieldstore/IPOSolutionMetrics.h"
+#include "fieldstore/IPOStorageControl.h"
 #include "fieldstore/NewInstance.h"
 #include "fieldstore/version.h"
 
@@ -89,12 +91,42 @@ IPOBase& Storage(const std::shared_ptr<Interface>& object) {
     return *base;
 }
 
+/// How safe the commits of an object are, and why something failed.
+/// Raises std::invalid_argument for an object of another library.
+inline IPOStorageControl& Control(IPOBase& object) {
+    auto* control = dynamic_cast<IPOStorageControl*>(&object);
+    if (control == nullptr) throw std::invalid_argument("Not a persistent object.");
+    return *control;
+}
+
+/// Sets the directory of an object's file, given with or without a separator at its end; "" is the
+/// current one. Raises std::runtime_error naming it when it is not there or is no directory.
+inline void SetDirectory(IPOBase& object, const std::filesystem::path& directory) {
+    std::error_code error;
+    if (!directory.empty() && !std::filesystem::is_directory(directory, error))
+        throw std::runtime_error("There is no directory " + directory.string() + ".");
+    const bool bare = directory.empty() || !directory.has_filename();
+    object.SetDirectory((bare ? directory : directory / "").string());
+}
+
 /// Builds storage as IPOBase::CreateStorageInterface does.
-/// Raises std::runtime_error naming the file when that fails.
+/// Raises std::runtime_error with the reason, which names the file, when that fails.
 inline void CreateStorage(IPOBase& object, StorageType type, Locking locking = Locking::Off) {
     const auto storageType = static_cast<IPOBase::EStorageType>(type);
     if (object.CreateStorageInterface(storageType, locking == Locking::On) != 0)
-        throw std::runtime_error("Cannot create storage for " + object.GetFileName() + ".");
+        throw std::runtime_error(Control(object).GetLastError());
+}
+
+/// Commits as IPOBase::Commit does. Raises std::runtime_error with the reason when that fails; what
+/// holds then is told there.
+inline void CommitOrThrow(IPOBase& object, bool force = false) {
+    if (object.Commit(force) != 0) throw std::runtime_error(Control(object).GetLastError());
+}
+
+/// Loads as IPOBase::Load does, a missing file being a failure like any other. Raises
+/// std::runtime_error with the reason when that fails; what holds then is told there.
+inline void LoadOrThrow(IPOBase& object) {
+    if (object.Load() != 0) throw std::runtime_error(Control(object).GetLastError());
 }
 
 }  // namespace fieldstore

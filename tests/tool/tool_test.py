@@ -8,6 +8,7 @@ import math
 import os
 import pty
 import random
+import re
 import resource
 import shutil
 import signal
@@ -142,9 +143,9 @@ class ToolTest(unittest.TestCase):
     def document(self, name, mode="binary"):
         return json.loads(self.out("dump", self.sample(name, mode)))
 
-    def build(self, document, *arguments):
+    def build(self, document, *arguments, replace=("", "")):
         self.run_tool("build", "-", "-o", self.path("built"), "--force", *arguments,
-                      stdin=json.dumps(document).encode())
+                      stdin=json.dumps(document).replace(*replace).encode())
         return self.path("built")
 
     def in_terminal(self, arguments, answer=b"", environment=None, directory="."):
@@ -197,6 +198,7 @@ class WholeFiles(ToolTest):
             shutil.copy(self.sample(name), self.path(name))
         self.write("notes.txt", b"These are the results of Monday, all of them.\n")
         self.write("modeinfo.lck", b"")
+        os.symlink("nowhere", self.path("link"))
         lines = self.json("ls", self.directory)
         self.assertEqual([os.path.basename(line["path"]) for line in lines],
                          sorted([sample[0] for sample in SAMPLES] + ["notes.txt"]))
@@ -357,6 +359,9 @@ class Documents(ToolTest):
         self.assertEqual(content[-8:], struct.pack("<Q", 0x7ff8000000000123))
         again = json.loads(self.out("dump", path, "--class", "POCircuitMatrices"))
         self.assertEqual(again["bodies"], document["bodies"])
+        zeros = self.build({**document, "bodies": [{"matrices": [
+            {"frequency": -7, "type": 1, "values": [-7, 0, 0.5, -7]}]}]}, replace=("-7", "-0"))
+        self.assertEqual(self.read(zeros)[8:], i64(0) + i32(1) + doubles(-0.0, 0, 0.5, -0.0))
         # In text as well, but for the bits of a not-a-number.
         text = self.build({**document, "bodies": [{"matrices": [
             {"frequency": 1, "type": 1, "values": edges}]}]}, "--to", "text")
@@ -426,7 +431,8 @@ class Documents(ToolTest):
         def entry(field, **values):
             return lambda document, body: body[field][0].update(values)
         cases = [
-            ("{", "JSON"), ("[]", "not an object"), ("{}", "'mode' is missing"),
+            ("{", "JSON"), ("[]", "not an object"),
+            ('{"x":%s}' % ("[" * 200000 + "]" * 200000), "nested deeper than 32"), ("{}", "'mode' is missing"),
             ('{"mode":"binary","class":"POThing","bodies":[]}', "no class 'POThing'"),
             ('{"mode":"paper","class":"POModeInfo","bodies":[]}', "text or binary"),
             ('{"mode":"text","class":"POMeshTree","bodies":[]}', "one body, not 0"),
@@ -567,6 +573,15 @@ class TornFiles(ToolTest):
             self.assertEqual(self.read(self.path("saved")), content, name)
             self.assertEqual(answer["lostBytes"], 1 << 20)
 
+    def test_zeros_behind_the_bodies_are_a_problem(self):
+        for path, *_ in self.all_samples():
+            content = self.read(path)
+            for count in (1, 8, 32, 60, 120, 480, 4096):
+                torn = self.write(os.path.basename(path), content + bytes(count))
+                offsets = [finding["offset"] for finding in self.check(torn)["findings"]
+                           if finding["kind"] == "problem"]
+                self.assertGreaterEqual(min(offsets), len(content) - 1, (path, count))
+
     def test_bytes_behind_a_body_that_is_the_only_one(self):
         content = self.read(self.sample("evtree.dat"))
         verdict = self.check(self.write("evtree.dat", content + b"tail"))
@@ -592,6 +607,32 @@ class TornFiles(ToolTest):
         self.assertEqual(self.read(self.path("modeinfo.dat.bak1")), content[:-5])
         self.assertEqual(len(os.listdir(self.directory)), 3)  # no lock, no temporary file
 
+    def test_a_lock_whose_writer_runs_is_removed_by_force_alone(self):
+        path = self.write("modeinfo.dat", self.read(self.sample("modeinfo.dat")))
+        host, status = os.uname().nodename, open("/proc/self/stat", encoding="ascii").read()
+        host = re.sub("[^A-Za-z0-9-]", "_", host)[:63]
+        start = int(status.rpartition(")")[2].split()[19])
+        boot, size = self.read("/proc/sys/kernel/random/boot_id").decode().strip(), os.path.getsize(path)
+        self.write("modeinfo.lck", b"")
+        writers = {(os.getpid(), start, host): "is at work", (os.getpid(), start + 1, host): "is gone",
+                   (1, 1, "elsewhere"): ""}
+        for (process, begun, where), state in writers.items():
+            mark = f"{size}\nhost {where}\nboot {boot}\nprocess {process}\nstart {begun}\ndata {path}\n"
+            name = f"process {process} on {where}"
+            for trace, content in (("modeinfo.dat.undo", mark),
+                                   (f"modeinfo.dat.new{process}-{begun}-0-{where}", "")):
+                left = self.write(trace, content.encode())
+                told = "\n".join(self.json("ls", path)[0]["left"])
+                self.assertIn(f"{left}: {name} {'died' if state == 'is gone' else 'is '}", told)
+                shown = self.out("unlock", path, status=2, stdin=b"")
+                self.assertRegex(shown, rf"locked for \d+ s, by {name}{', which ' + state if state else ''}\n")
+                self.assertEqual("its writer is at work" in self.error("unlock", path),
+                                 state == "is at work")
+                os.remove(left)
+        self.write("modeinfo.dat.undo", b"7\nhost " + host.encode())  # no mark
+        self.assertEqual(self.json("unlock", path, "--force")["writers"], [])
+        self.assertEqual(set(os.listdir(self.directory)), {"modeinfo.dat", "modeinfo.dat.undo"})
+
     def test_what_interrupted_writers_leave_is_told_and_not_listed(self):
         content = self.read(self.sample("modeinfo.dat"))
         path = self.write("modeinfo.dat", content[:-5])
@@ -605,11 +646,122 @@ class TornFiles(ToolTest):
         for told in (lines[0]["left"], self.run_tool("ls", path).stderr.decode().splitlines(),
                      [finding["text"] for finding in self.check(path)["findings"]]):
             told = "\n".join(told)
-            self.assertIn(undo + ": an append is at work, or its writer died", told)
+            self.assertIn(undo + ": a writer is appending, or died; the next commit", told)
             self.assertIn(replacement + ": a writer is replacing the file, or died", told)
-        self.run_tool("repair", path, "--in-place")
+        self.assertIn(undo, self.error("repair", path, "--in-place"))
+        locks = self.path("locks")
+        os.mkdir(locks)
+        self.write("locks/modeinfo.lck", b"")
+        for where in ((path, "--lock-directory", locks), (os.path.join(locks, "modeinfo.lck"),)):
+            self.assertRegex(self.out("unlock", *where, status=2, stdin=b""), r"locked for \d+ s")
+        self.assertIn("a writer has locked it",
+                      self.error("repair", path, "--in-place", "--lock-directory", locks))
+        self.assertEqual(self.read(path), content[:-5])
+        self.run_tool("unlock", path, "--lock-directory", locks, "--force")
+        self.run_tool("repair", path, "--in-place", "--lock-directory", locks)
         self.assertEqual((self.read(path), os.path.exists(undo)), (content[:212], False))
         self.assertTrue(os.path.exists(replacement))
+        self.assertEqual(os.listdir(locks), [])
+
+    def test_what_follows_the_mark_of_a_machine_that_went_down_is_lost(self):
+        content = self.read(self.sample("modeinfo.dat"))
+        path = self.write("modeinfo.dat", content)
+        mark = f"212\nhost elsewhere\nboot 1\nprocess 1\nstart 1\ndata {path}\n"
+        undo = self.write("modeinfo.dat.undo", mark.encode())
+        self.assertIn("byte 212: the power went", self.run_tool("ls", path).stderr.decode())
+        self.assertEqual([problem["offset"] for problem in self.check(path, status=1)["findings"]
+                          if problem["kind"] == "problem"], [212])
+        self.out("repair", path, "--in-place", "--lock-directory", self.directory)
+        self.assertEqual((self.read(path), os.path.exists(undo)), (content[:212], False))
+
+    def test_repair_in_place_through_a_link(self):
+        content = self.read(self.sample("modeinfo.dat"))
+        target, link = self.write("target", content[:-5]), self.path("modeinfo.dat")
+        os.symlink("target", link)
+        for lock in ("modeinfo.lck", "target.lck"):
+            self.write(lock, b"")
+            self.assertIn("locked", self.error("repair", link, "--in-place"))
+            os.remove(self.path(lock))
+        self.write("target.undo", b"someone's data")
+        self.run_tool("repair", link, "--in-place", "--lock-directory", self.directory)
+        self.assertEqual((self.read(target), os.readlink(link)), (content[:212], "target"))
+        self.assertEqual(self.read(self.path("target.bak")), content[:-5])
+        self.assertEqual(self.read(self.path("target.undo")), b"someone's data")
+        self.assertEqual(len(os.listdir(self.directory)), 4)
+
+    def test_repair_in_place_replaces_only_what_it_read(self):
+        content = self.read(self.sample("modeinfo.dat"))
+        path = self.path("modeinfo.dat")
+
+        def append():
+            with open(path, "ab") as file:
+                file.write(content[-5:])
+
+        def write_over():
+            with open(path, "r+b") as file:
+                file.write(content[:1])
+        for change in (append, write_over, lambda: os.replace(shutil.copy(path, path + "2"), path),
+                       lambda: self.write("modeinfo.dat.undo", b"414")):
+            self.write("modeinfo.dat", content[:-5])
+            reader, writer = os.pipe()
+            os.set_blocking(writer, False)
+            self.assertGreater(os.write(writer, bytes(1 << 20)), 1000)  # as much as it takes
+            os.set_blocking(writer, True)
+            with subprocess.Popen([TOOL, "repair", path, "--in-place"], stdout=writer,
+                                  stderr=subprocess.PIPE) as tool:
+                os.close(writer)
+                while not os.path.exists(path + ".bak") and tool.poll() is None:
+                    time.sleep(0.01)  # it then waits for the reader of its report
+                change()
+                changed = self.read(path)
+                while os.read(reader, 1 << 20):
+                    pass
+                self.assertIn(b"meanwhile" if change.__code__.co_names[:1] == ("write",) else
+                              b"has changed", tool.stderr.read())
+            os.close(reader)
+            self.assertEqual((tool.returncode, self.read(path)), (2, changed))
+            self.assertLessEqual(set(os.listdir(self.directory)),
+                                 {"modeinfo.dat", "modeinfo.dat.undo"})
+
+    def test_a_replaced_file_keeps_owner_permissions_and_attributes(self):
+        content = self.read(self.sample("modeinfo.dat"))
+        # An access list: version 2; owner, user 4711, group, mask, others with their rights.
+        rights = ((1, 6, 2**32 - 1), (2, 4, 4711), (4, 0, 2**32 - 1), (16, 4, 2**32 - 1),
+                  (32, 0, 2**32 - 1))
+        wanted = {"user.origin": b"run 7",
+                  "system.posix_acl_access": i32(2) + b"".join(struct.pack("<HHI", *entry)
+                                                               for entry in rights)}
+        for command in (("repair", "--in-place"), ("convert", "--to", "binary", "--force", "-o")):
+            path = self.write("modeinfo.dat", content[:-5] if len(command) == 2 else b"")
+            try:
+                for name, value in wanted.items():
+                    os.setxattr(path, name, value)
+            except OSError as error:
+                self.skipTest(error)
+            if os.geteuid() == 0:
+                os.chown(path, 4712, 4713)
+            before = os.stat(path)
+            source = () if len(command) == 2 else (self.sample("modeinfo.dat"),)
+            self.assertEqual(self.run_tool(command[0], *source, *command[1:], path).stderr, b"")
+            after = os.stat(path)
+            self.assertNotEqual(before.st_ino, after.st_ino)
+            self.assertEqual([before.st_mode & 0o7777, before.st_uid, before.st_gid],
+                             [after.st_mode & 0o7777, after.st_uid, after.st_gid])
+            self.assertEqual({name: os.getxattr(path, name) for name in os.listxattr(path)
+                              if name in wanted}, wanted)
+
+    @unittest.skipIf(os.geteuid() != 0, "needs another user")
+    def test_what_a_replaced_file_loses_is_told_and_nobody_gains(self):
+        path = self.write("modeinfo.dat", self.read(self.sample("modeinfo.dat"))[:-5])
+        os.chmod(path, 0o6664)
+        os.chmod(self.directory, 0o777)
+
+        def other_user():
+            os.setgid(4713)
+            os.setuid(4712)
+        message = self.error("repair", path, "--in-place", status=0, preexec_fn=other_user)
+        self.assertRegex(message, r"(?s)group \(0\) could not be kept.*owner \(0\) could not be kept")
+        self.assertEqual(os.stat(path).st_mode & 0o7777, 0o644)
 
 
 class ForeignFiles(ToolTest):
@@ -646,6 +798,13 @@ class ForeignFiles(ToolTest):
             message = self.error("build", path, "-o", self.path("x"), preexec_fn=limit_memory)
             self.assertRegex(message, "not JSON|not an object")
         self.assertFalse(os.path.exists(self.path("x")))
+
+    @unittest.skipIf(SANITIZED, "sanitizers have memory of their own")
+    def test_a_false_count_takes_no_memory(self):
+        for content in (b"3 8000000 1 2 3 4 5\n", i64(2, 8000000) + f64(*range(5))):
+            with subprocess.Popen([TOOL, "ls", "--json", self.write("small", content)],
+                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as tool:
+                self.assertLess(os.wait4(tool.pid, 0)[2].ru_maxrss, 64 << 10)  # KiB
 
     def test_what_is_no_file(self):
         os.mkfifo(self.path("fifo"))
@@ -877,7 +1036,9 @@ class Manners(ToolTest):
             self.assertEqual(self.read(there), b"precious")
         self.assertEqual(sorted(os.listdir(self.directory)), ["modes.json", "there"])
         os.symlink("there", self.path("link"))
+        os.symlink("nothing", self.path("dangling"))
         for command in commands:
+            self.assertIn("--force", self.error(*command, "-o", self.path("dangling")))
             self.run_tool(*command, "-o", self.path("link"), "--force")
             self.assertTrue(os.path.islink(self.path("link")))
             self.assertNotEqual(self.read(there), b"precious")
@@ -887,8 +1048,42 @@ class Manners(ToolTest):
         with open("/dev/full", "wb") as full:
             result = subprocess.run([TOOL, "dump", self.sample("modeinfo.dat")], stdout=full,
                                     stderr=subprocess.PIPE, check=False)
-        self.assertEqual(result.returncode, 2)
-        self.assertIn(b"cannot be written", result.stderr)
+            self.assertEqual(result.returncode, 2)
+            self.assertIn(b"cannot be written", result.stderr)
+            torn = self.write("modeinfo.dat", self.read(self.sample("modeinfo.dat"))[:-5])
+            for where in (("--in-place",), ("-o", self.path("x"))):
+                subprocess.run([TOOL, "repair", torn, *where], stdout=full, check=False,
+                               stderr=subprocess.DEVNULL)
+                self.assertEqual(os.listdir(self.directory), ["modeinfo.dat"])
+                self.assertEqual(os.path.getsize(torn), 419)
+        for command in (("dump",), ("convert", "--to", "text"), ("merge",), ("compact",)):
+            self.error(command[0], self.sample("modeinfo.dat"), *command[1:], "-o", self.path("x"),
+                       preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (99, 99)))
+        self.assertEqual(os.listdir(self.directory), ["modeinfo.dat"])
+
+    def test_names_and_texts_cannot_steer_a_terminal_or_fake_lines(self):
+        name = "a\x1b[31m\n\x7f\u009b\u061c\u200f\u2028\u202e\u2069\u20ac\udce0\udc80.dat"
+        shown = (r"a\x1b[31m\x0a\x7f\u009b\u061c\u200f\u2028\u202e\u2069" "\u20ac" r"\xe0\x80.dat").encode()
+        whole, torn = self.read(self.sample("modeinfo.dat")), self.path("torn" + name)
+        path, marker = self.write(name, whole), self.write(name[:-3] + "lck", b"")
+        self.write("torn" + name, whole[:-1])
+        self.write(name + ".new1", b"")
+        out = ("-o", self.path("x"))
+        for command, status in {
+                ("ls", path): 0, ("ls", path, "--class", name): 2, ("check", path): 0,
+                ("check", self.path("no" + name)): 2, ("check", path, "--class", "DOFMap"): 1,
+                ("show", path, "--class", "ModeInfo"): 0, ("show", torn): 2, ("dump", torn): 2,
+                ("unlock", path): 2, ("unlock", path, "--force"): 0, ("diff", path, torn): 2,
+                ("repair", torn, "--in-place", "--class", "ModeInfo"): 0,
+                ("repair", torn, *out, "--" + name): 2, ("build", path, *out): 2,
+                ("merge", path, torn + "no", *out): 2, ("dump", path, "--format", name, *out): 2}.items():
+            result = self.run_tool(*command, status=status)
+            told = result.stdout + result.stderr
+            self.assertIn(shown, told, command)
+            self.assertNotRegex(told.decode(), "[^\n -~\u20ac]", command)
+        self.assertEqual(self.only("ls", path)["path"], path.replace("\udce0\udc80", "\ufffd\ufffd"))
+        self.assertNotIn(b"\x9b", self.run_tool("ls", path, "--json").stdout)
+        self.assertFalse(os.path.exists(marker))
 
     def test_colours_on_a_terminal_alone(self):
         arguments = ["ls", self.sample("modeinfo.dat")]
@@ -930,7 +1125,8 @@ class Manners(ToolTest):
             while not os.listdir(self.directory) and tool.poll() is None:
                 time.sleep(0.01)  # it then waits for the document
             return tool
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT,
+                       signal.SIGXCPU):
             with start() as tool:
                 tool.send_signal(number)
                 self.assertEqual(tool.wait(), -number)
@@ -939,6 +1135,27 @@ class Manners(ToolTest):
             tool.send_signal(signal.SIGHUP)  # as after nohup
             tool.communicate(json.dumps(self.document("modeinfo.dat")).encode())
         self.assertEqual((tool.returncode, os.listdir(self.directory)), (0, ["x"]))
+
+    def test_a_name_that_is_exchanged_is_not_written_through(self):
+        victim = self.write("victim", b"precious")
+        with subprocess.Popen([TOOL, "build", "-", "-o", self.path("x")], stdin=subprocess.PIPE,
+                              stderr=subprocess.PIPE) as tool:
+            while len(os.listdir(self.directory)) < 2 and tool.poll() is None:
+                time.sleep(0.01)  # it then waits for the document
+            temporary, = set(os.listdir(self.directory)) - {"victim"}
+            os.remove(self.path(temporary))
+            os.symlink(victim, self.path(temporary))
+            message = tool.communicate(json.dumps(self.document("modeinfo.dat")).encode())[1]
+        self.assertEqual((tool.returncode, self.read(victim)), (2, b"precious"))
+        self.assertFalse(os.path.lexists(self.path("x")), message)
+
+    def test_unlock_removes_nothing_but_locks(self):
+        marker = self.write("modeinfo.lck", b"sixty bytes of data")
+        self.assertIn("no lock", self.error("unlock", marker, "--force"))
+        os.rename(marker, self.path("data"))
+        os.symlink("data", marker)
+        self.assertIn("no lock", self.error("unlock", marker, "--force"))
+        self.assertEqual(self.read(marker), b"sixty bytes of data")
 
     def test_unlock(self):
         data = self.path("modeinfo.dat")

@@ -32,12 +32,12 @@ std::string BuildFile(const BuildOptions& options, std::istream& document,
             [&](const JsonHead& head) {
                 const bool text = options.mode.empty() ? head.text : options.mode == "text";
                 className = Kinds()[head.kind].ClassName();
-                writer.emplace(output.Path(), text, head.version);
+                writer.emplace(output, text, head.version);
             },
             [&](const AnyBody& body) { writer->Write(body); });
         writer->Close();
     } catch (const Error& error) {
-        throw Error(options.input, error.what(), "docs/json-schema.json tells the form.");
+        throw Error(options.input, error, "docs/json-schema.json tells the form.");
     }
     return className;
 }

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <fstream>
 #include <iostream>
 #include <memory>
 
@@ -23,12 +25,12 @@ struct CheckOptions {
 
 struct Verdict {
     ResultFile file;
-    std::string trouble;  // why it could not be read
+    std::optional<Error> trouble;  // why it could not be read
     std::vector<Finding> findings;
     std::size_t problems = 0;
 
     int Status() const {
-        if (!trouble.empty()) return kTrouble;
+        if (trouble) return kTrouble;
         return problems != 0 ? kFound : kDone;
     }
 };
@@ -41,6 +43,32 @@ std::string WhatRepairSaves(const ResultFile& file) {
     return "fieldstore repair saves " + Counted(file.bodies.size(), "whole body", "whole bodies");
 }
 
+/// How many bodies at the end are nothing but zero bytes.
+std::size_t ZeroBodies(const ResultFile& file) {
+    constexpr std::uint64_t most = 100;  // bytes of a body without data
+    std::ifstream in(file.path, std::ios::binary);
+    const auto isZero = [&in](const BodyPlace& body) {
+        if (body.entries != 0 || body.end - body.begin > most) return false;
+        std::string bytes(static_cast<std::size_t>(body.end - body.begin), '\1');
+        in.seekg(static_cast<std::streamoff>(body.begin));
+        in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        return bytes.find_first_not_of('\0') == std::string::npos;
+    };
+    const auto last = std::find_if_not(file.bodies.rbegin(), file.bodies.rend(), isZero);
+    return static_cast<std::size_t>(last - file.bodies.rbegin());
+}
+
+/// Zero bytes behind the data, as file systems leave them when a machine fails, read as bodies
+/// without data in classes that append. One alone may well be an object that was stored empty.
+void CheckTail(const ResultFile& file, Findings& findings) {
+    const std::size_t zero = ZeroBodies(file), all = file.bodies.size();
+    if (zero == 0 || all == 1) return;
+    findings.Problem(file.bodies[all - zero].begin, "the file ends in zero bytes",
+                     ": " + Counted(zero, "body", "bodies") +
+                         " without data, of a crash or of empty objects; fieldstore compact "
+                         "leaves them out");
+}
+
 void CheckBodies(const ResultFile& file, Findings& findings) {
     const auto rules = RulesOf(file.kind, findings);
     ForEachBody(file, [&](AnyBody& body, const Layout& layout) { rules->Body(body, layout); });
@@ -48,6 +76,7 @@ void CheckBodies(const ResultFile& file, Findings& findings) {
     if (file.fault) {
         findings.Problem(file.fault->offset, file.fault->what(), "; " + WhatRepairSaves(file));
     }
+    CheckTail(file, findings);
     if (!file.fault || !file.bodies.empty()) {
         const Progress progress("Checking " + file.path);
         rules->Finish();
@@ -79,7 +108,7 @@ Verdict CheckFile(const std::string& path, const CheckOptions& options) {
         verdict.findings = findings.List();
         verdict.problems = findings.Problems();
     } catch (const Error& error) {
-        verdict.trouble = error.what();
+        verdict.trouble = error;
     }
     return verdict;
 }
@@ -88,8 +117,8 @@ Json VerdictJson(const Verdict& verdict) {
     constexpr std::array words{"sound", "problems", "unreadable"};
     Json json{{"path", verdict.file.path},
               {"verdict", words[static_cast<std::size_t>(verdict.Status())]}};
-    if (!verdict.trouble.empty()) {
-        json["trouble"] = verdict.trouble;
+    if (verdict.trouble) {
+        json["trouble"] = verdict.trouble->what();
         return json;
     }
     json["class"] = verdict.file.ClassName();
@@ -109,11 +138,11 @@ Json VerdictJson(const Verdict& verdict) {
 
 void PrintVerdict(const Verdict& verdict) {
     const ResultFile& file = verdict.file;
-    if (!verdict.trouble.empty()) {
-        std::cout << file.path << ": " << Painted("unreadable", Colour::Red) << '\n';
-        return Say(verdict.trouble);
+    if (verdict.trouble) {
+        std::cout << Visible(file.path) << ": " << Painted("unreadable", Colour::Red) << '\n';
+        return Say(*verdict.trouble);
     }
-    std::cout << file.path << ": "
+    std::cout << Visible(file.path) << ": "
               << (verdict.problems == 0
                       ? Painted("sound", Colour::Green)
                       : Painted(Counted(verdict.problems, "problem", "problems"), Colour::Red))
@@ -123,7 +152,7 @@ void PrintVerdict(const Verdict& verdict) {
     for (const Finding& finding : verdict.findings)
         std::cout << "  byte " << finding.offset
                   << (finding.body != 0 ? ", body " + std::to_string(finding.body) : "") << ": "
-                  << (finding.problem ? "" : "note: ") << finding.text << '\n';
+                  << (finding.problem ? "" : "note: ") << Visible(finding.text) << '\n';
 }
 
 int RunCheck(const CheckOptions& options) {
@@ -133,7 +162,7 @@ int RunCheck(const CheckOptions& options) {
     for (const NamedPath& path : ExpandPaths(options.paths)) {
         const Verdict verdict = CheckFile(path.path, options);
         if (!path.given && verdict.Status() == kTrouble) {
-            Say("left out: " + verdict.trouble);
+            Say(Error("left out", *verdict.trouble, ""));
             continue;
         }
         status = std::max(status, verdict.Status());

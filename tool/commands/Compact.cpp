@@ -21,7 +21,7 @@ int RunCompact(const CompactOptions& options) {
     const ResultFile file = InspectWhole(options.input, options.className);
     OutputFile output(options.output, options.force);
     if (file.Info().Appends())
-        StoreLoaded(file, output.Path());
+        StoreLoaded(file, output);
     else
         output.Fill([&file](std::ostream& out) { CopyBodies(file, true, out); });
     output.Publish();

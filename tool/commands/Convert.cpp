@@ -25,7 +25,7 @@ int RunConvert(const ConvertOptions& options) {
     if (text && file.Info().blocked)
         throw Error(file.path, "a DOF list in blocks has no text form", "Keep it binary.");
     OutputFile output(options.output, options.force);
-    BodyWriter writer(output.Path(), text, file.version);
+    BodyWriter writer(output, text, file.version);
     ForEachBody(file, [&writer](const AnyBody& body, const Layout&) { writer.Write(body); });
     writer.Close();
     RequireLoads(InspectWhole(output.Path(), file.ClassName()), options.output);

@@ -206,7 +206,8 @@ int RunDiff(const DiffOptions& options) {
               {"count", comparer.Count()},
               {"differences", Json::array()}};
     for (const auto& [path, a, b] : comparer.Shown()) {
-        if (!options.json) std::cout << path << ": " << a << " | " << b << '\n';
+        if (!options.json)
+            std::cout << Visible(path) << ": " << Visible(a) << " | " << Visible(b) << '\n';
         json["differences"].push_back({{"path", path}, {"first", a}, {"second", b}});
     }
     if (options.json)

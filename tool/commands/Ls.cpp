@@ -21,7 +21,7 @@ struct LsOptions {
 /// A file's line; what cannot be inspected at all is a line as well.
 struct Line {
     ResultFile file;
-    std::string trouble;
+    std::optional<Error> trouble;
     std::string lock;               // empty when unknown
     std::vector<std::string> left;  // beside it, by interrupted writers
 };
@@ -36,7 +36,7 @@ Line Look(const std::string& path, const std::string& className) {
         line.lock = marker ? "locked " + ReadableTime(marker->age) : "free";
         if (line.file.state != State::Whole) RaiseFault(line.file, "");
     } catch (const Error& error) {
-        line.trouble = error.what();
+        line.trouble = error;
     }
     return line;
 }
@@ -64,7 +64,7 @@ Json LineJson(const Line& line) {
     json["size"] = file.size;
     if (!line.lock.empty()) json["locked"] = line.lock != "free";
     if (!line.left.empty()) json["left"] = line.left;
-    if (!line.trouble.empty()) json["trouble"] = line.trouble;
+    if (line.trouble) json["trouble"] = line.trouble->what();
     return json;
 }
 
@@ -72,11 +72,12 @@ void AddRow(Table& table, const Line& line) {
     const ResultFile& file = line.file;
     if (file.state == State::Unreadable)
         return table.Add({StateText(file.state), "-", "-", "-", "-", ReadableSize(file.size), "-",
-                          line.lock.empty() ? "-" : line.lock, file.path});
+                          line.lock.empty() ? "-" : line.lock, Visible(file.path)});
     table.Add({StateText(file.state), file.ClassName() + (file.guessed ? " (guess)" : ""),
                file.Mode() + std::string(file.Info().blocked ? ", blocked" : ""),
                std::to_string(file.bodies.size()), std::to_string(file.Entries()),
-               ReadableSize(file.size), Visible(file.version.value_or("-")), line.lock, file.path});
+               ReadableSize(file.size), Visible(file.version.value_or("-")), line.lock,
+               Visible(file.path)});
 }
 
 int RunLs(const LsOptions& options) {
@@ -84,7 +85,7 @@ int RunLs(const LsOptions& options) {
     Table table;
     table.Add({"STATE", "CLASS", "MODE", "BODIES", "ENTRIES", "SIZE", "VERSION", "LOCK", "FILE"});
     Json lines = Json::array();
-    std::vector<std::string> troubles;
+    std::vector<Error> troubles;
     int status = kDone;
     for (const NamedPath& path : ExpandPaths(options.paths)) {
         const Line line = Look(path.path, options.className);
@@ -92,8 +93,8 @@ int RunLs(const LsOptions& options) {
         const bool unreadable = line.file.state == State::Unreadable;
         const bool lockUnknown = !unreadable && line.lock.empty();
         if (lockUnknown || (unreadable && path.given)) status = kTrouble;
-        if (!line.trouble.empty() && (lockUnknown || path.given)) troubles.push_back(line.trouble);
-        troubles.insert(troubles.end(), line.left.begin(), line.left.end());
+        if (line.trouble && (lockUnknown || path.given)) troubles.push_back(*line.trouble);
+        for (const auto& left : line.left) troubles.emplace_back("", left, "");
         lines.push_back(LineJson(line));
         AddRow(table, line);
     }

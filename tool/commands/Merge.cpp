@@ -47,7 +47,7 @@ int RunMerge(const MergeOptions& options) {
             for (const auto& file : files) CopyBodies(file, &file == &first, out);
         });
     } else {
-        BodyWriter writer(output.Path(), first.text, first.version);
+        BodyWriter writer(output, first.text, first.version);
         for (const auto& file : files)
             ForEachBody(file, [&](const AnyBody& body, const Layout&) { writer.Write(body); });
         writer.Close();

@@ -253,9 +253,9 @@ int RunShow(ShowOptions options) {
         options.parts["frequency"] = *key;
     }
     const ResultFile file = InspectWhole(options.input, options.className);
-    std::cout << file.path << ": " << file.ClassName() << (file.guessed ? " (guess)" : "") << ", "
-              << file.Mode() << ", " << Counted(file.bodies.size(), "body", "bodies") << ", "
-              << ReadableSize(file.size);
+    std::cout << Visible(file.path) << ": " << file.ClassName() << (file.guessed ? " (guess)" : "")
+              << ", " << file.Mode() << ", " << Counted(file.bodies.size(), "body", "bodies")
+              << ", " << ReadableSize(file.size);
     if (file.version) std::cout << ", version \"" << Visible(*file.version) << '"';
     if (const auto lock = FindLock(file.path))
         std::cout << ", locked for " << ReadableTime(lock->age);

@@ -52,12 +52,11 @@ private:
     bool first = true;
 };
 
-/// A text as JSON; bytes that are no UTF-8 as {"hex": "52756e"}, since nothing may be lost.
-Json LosslessJson(const std::string& text) {
+/// A text as JSON of plain characters; bytes that are no UTF-8 as {"hex": "52756e"}, since nothing
+/// may be lost.
+std::string LosslessJson(const std::string& text) {
     try {
-        Json json(text);
-        [[maybe_unused]] const auto valid = json.dump();
-        return json;
+        return Json(text).dump(-1, ' ', true);
     } catch (const Json::type_error&) {
         constexpr const char* digits = "0123456789abcdef";
         std::string hex;
@@ -65,7 +64,7 @@ Json LosslessJson(const std::string& text) {
             const auto byte = static_cast<unsigned char>(c);
             hex += {digits[byte / 16U], digits[byte % 16U]};
         }
-        return {{"hex", hex}};
+        return Json{{"hex", hex}}.dump();
     }
 }
 
@@ -83,6 +82,9 @@ Json ToJson(double value) {
 }
 
 double DoubleFromJson(const Json& json) {
+    // The parser gives natural numbers as unsigned ones, so the only signed zero is "-0".
+    if (json.is_number_integer() && !json.is_number_unsigned() && json.get<std::int64_t>() == 0)
+        return -0.0;
     if (json.is_number()) return json.get<double>();
     const std::string text = json.is_string() ? json.get<std::string>() : "";
     if (text == "inf" || text == "-inf")
@@ -115,7 +117,7 @@ void DumpJson(const ResultFile& file, std::ostream& out) {
 }
 
 std::string ReportText(const Json& report) {
-    return report.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+    return report.dump(2, ' ', true, Json::error_handler_t::replace) + '\n';
 }
 
 }  // namespace fieldstore::tool

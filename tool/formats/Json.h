@@ -80,7 +80,7 @@ void PairFromJson(const Json& json, const Label* labels, T& value) {
         try {
             FromJson(json.at(name), inner, part);
         } catch (const Error& error) {
-            throw Error("", name + ": " + error.what(), "");
+            throw Error(name, error, "");
         }
     });
 }
@@ -122,7 +122,8 @@ void FromJson(const Json& json, const Label* labels, T& value) {
     }
 }
 
-/// The text of an answer for programs. What is no UTF-8, as file names may be, becomes U+FFFD.
+/// The text of an answer for programs, in plain characters, which a terminal only shows. What is no
+/// UTF-8, as file names may be, becomes U+FFFD.
 std::string ReportText(const Json& report);
 
 /// Writes a file's bodies as one JSON document, an entry of a field to a line, a body at a time.

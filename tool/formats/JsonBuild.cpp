@@ -9,6 +9,10 @@ namespace {
 
 constexpr int kMostBlocks = 100000;
 
+// Containers inside each other. What dump writes has nine at the most; without a bound, values that
+// are handled by recursion would use up the stack.
+constexpr std::size_t kDeepest = 32;
+
 /// A version text; one that is no UTF-8 stands as {"hex": its bytes}.
 std::string VersionFrom(const Json& json) {
     if (json.is_string()) return json.get<std::string>();
@@ -151,7 +155,7 @@ private:
         try {
             action();
         } catch (const Error& error) {
-            throw Error("", "bodies[" + std::to_string(count) + "]: " + error.what(), "");
+            throw Error("bodies[" + std::to_string(count) + "]", error, "");
         }
     }
     template <typename Action>
@@ -160,7 +164,7 @@ private:
             try {
                 action();
             } catch (const Error& error) {
-                throw Error("", name + ": " + error.what(), "");
+                throw Error(name, error, "");
             }
         });
     }
@@ -268,6 +272,9 @@ Json& DocumentReader::NextPlace() {
 bool DocumentReader::Begin(Json container) {
     if (depth == kDocument && !container.is_object())
         throw Error("", "the document is not an object", "");
+    if (depth == kDeepest)
+        throw Error("", "arrays and objects are nested deeper than " + std::to_string(kDeepest),
+                    "No result file needs that.");
     if (Passes(container)) {
         if (depth == kBody) bodies->BeginBody();
     } else if (open.empty()) {

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_TOOL_WRITERS_KEPT_OUT_H
+#define FIELDSTORE_TOOL_WRITERS_KEPT_OUT_H
+
+#include <list>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "tool/FileIdentity.h"
+#include "tool/LockMarker.h"
+
+namespace fieldstore::tool {
+
+/// Keeps the writers of a data file out while it is replaced: holds the locks that they take, those
+/// of the name given and, for a link, of the file that it leads to.
+class WritersKeptOut {
+public:
+    /// Raises when a writer holds a lock; or when the mark of an append stands and nobody has said
+    /// where its writer's lock would be, since it may then be at work.
+    WritersKeptOut(const std::string& dataPath, const std::string& lockDirectory);
+    /// Whether an append has begun or ended all the same.
+    bool AppendBegan() const;
+    void RequireNoAppend() const;
+    /// Removes the marks, as what they stand for has been put right, and gives the locks back.
+    void Release();
+
+private:
+    void AddName(const std::string& dataPath, const std::string& lockDirectory);
+
+    std::string path;
+    std::list<HeldLock> locks;
+    /// By the path to which a mark's ending is added, that of the data or of a lock: the mark that
+    /// stood at first.
+    std::map<std::string, std::optional<FileIdentity>> marks;
+};
+
+}  // namespace fieldstore::tool
+
+#endif
