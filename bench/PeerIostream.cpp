@@ -27,6 +27,11 @@ void InsertMap(std::ostream& out, const ModeMap& map) {
     }
 }
 
+void InsertList(std::ostream& out, const std::vector<double>& values) {
+    out << values.size() << '\n';
+    for (const double value : values) out << value << '\n';
+}
+
 void Extract(std::istream& in, Complex& value) {
     double real = 0;
     double imag = 0;
@@ -57,22 +62,43 @@ void ExtractMap(std::istream& in, ModeMap& map) {
     if (!in) throw std::runtime_error("Not a number.");
 }
 
+void ExtractList(std::istream& in, std::vector<double>& values) {
+    values.resize(ExtractCount(in));
+    for (double& value : values) in >> value;
+    if (!in) throw std::runtime_error("Not a number.");
+}
+
 struct Iostream {
     static constexpr const char* kName = "iostream";
     static constexpr bool kSameBytes = true;
 
     static void Write(const std::string& path, const ModeMap& value) {
+        WriteBy(path, &InsertMap, value);
+    }
+    static void Write(const std::string& path, const std::vector<double>& value) {
+        WriteBy(path, &InsertList, value);
+    }
+
+    static void Read(const std::string& path, ModeMap& value) { ReadBy(path, &ExtractMap, value); }
+    static void Read(const std::string& path, std::vector<double>& value) {
+        ReadBy(path, &ExtractList, value);
+    }
+
+private:
+    template <typename T>
+    static void WriteBy(const std::string& path, void (*insert)(std::ostream&, const T&),
+                        const T& value) {
         OutputFile file(path, std::ios::out);
         file.Get().imbue(std::locale::classic());
         file.Get() << std::setprecision(16);
-        InsertMap(file.Get(), value);
+        insert(file.Get(), value);
         file.Close();
     }
-
-    static void Read(const std::string& path, ModeMap& value) {
+    template <typename T>
+    static void ReadBy(const std::string& path, void (*extract)(std::istream&, T&), T& value) {
         InputFile file(path, std::ios::in);
         file.Get().imbue(std::locale::classic());
-        ExtractMap(file.Get(), value);
+        extract(file.Get(), value);
     }
 };
 

@@ -262,6 +262,11 @@ void PrintMap(BufferedWriter& out, const ModeMap& map) {
     }
 }
 
+void PrintList(BufferedWriter& out, const std::vector<double>& values) {
+    PrintTo(out, values.size(), '\n');
+    for (const double value : values) PrintTo(out, value, '\n');
+}
+
 template <typename T>
 const char* Parse(const char* from, const char* end, T& value) {
     while (from != end && (*from == ' ' || *from == '\n')) ++from;
@@ -306,6 +311,13 @@ void ParseMap(BufferedReader& in, ModeMap& map) {
     }
 }
 
+void ParseList(BufferedReader& in, std::vector<double>& values) {
+    std::size_t count = 0;
+    ParseFrom(in, count);
+    values.resize(count);
+    for (double& value : values) ParseFrom(in, value);
+}
+
 struct TextLimit {
     static constexpr const char* kName = "limit";
     static constexpr bool kSameBytes = true;
@@ -315,10 +327,19 @@ struct TextLimit {
         PrintMap(out, value);
         out.Close();
     }
+    static void Write(const std::string& path, const std::vector<double>& value) {
+        BufferedWriter out(path);
+        PrintList(out, value);
+        out.Close();
+    }
 
     static void Read(const std::string& path, ModeMap& value) {
         BufferedReader in(path);
         ParseMap(in, value);
+    }
+    static void Read(const std::string& path, std::vector<double>& value) {
+        BufferedReader in(path);
+        ParseList(in, value);
     }
 };
 

@@ -3,6 +3,7 @@
 #define FIELDSTORE_BENCH_WORKLOADS_H
 
 #include <charconv>
+#include <cmath>
 #include <complex>
 #include <cstddef>
 #include <cstdint>
@@ -188,7 +189,7 @@ struct TextModeMap {
     using Value = ModeMap;
     static constexpr const char* kName = "text_mode_map";
     static constexpr const char* kTitle = "text: mode map, 200 frequencies x 8 x 10 x 20 complex";
-    static constexpr Targets kTargets{1.2, 1.2, false};
+    static constexpr Targets kTargets{0.5, 1.0, false};
     static Value Make() {
         Value map = MakeModeMap(Scaled(200));
         for (auto& entry : map)
@@ -200,13 +201,27 @@ struct TextModeMap {
     }
 };
 
+struct TextMagnitudes {
+    using Value = std::vector<double>;
+    static constexpr const char* kName = "text_magnitudes";
+    static constexpr const char* kTitle = "text: 500,000 doubles of all magnitudes";
+    static constexpr Targets kTargets{0.5, 1.0, false};
+    static Value Make() {
+        Numbers numbers;
+        Value values(static_cast<std::size_t>(Scaled(500000)));
+        for (double& value : values)
+            value = RoundToText(numbers.Real() * std::pow(10.0, numbers.Below(600) - 300));
+        return values;
+    }
+};
+
 template <typename... W>
 struct WorkloadList {};
 
 /// All workloads, in the order in which they are run and reported.
 using BinaryWorkloads =
     WorkloadList<Doubles, Matrices, BinaryModeMap, DOFRows, Metrics, IdPairs, Ids>;
-using TextWorkloads = WorkloadList<TextModeMap>;
+using TextWorkloads = WorkloadList<TextModeMap, TextMagnitudes>;
 
 }  // namespace bench
 

@@ -177,7 +177,8 @@ class Crowd:
                 self.fault("fieldstore unlock does not clear the lock", done.stderr)
         self.old_mark = self.mark()
         if self.repairs and self.data.exists() and self.keys(self.data)[0] != 0:
-            self.tool("repair", "--in-place", self.data, "--class", self.name)
+            self.tool("repair", "--in-place", self.data, "--class", self.name,
+                      "--lock-directory", self.lock.parent)
             for backup in self.directory.glob("FILE.dat.bak*"):
                 backup.unlink()
 

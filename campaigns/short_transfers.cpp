@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Preloaded into a program, makes reads and writes transfer less than was asked for, as pipes,
 // networks and signals do: at most SHORT_LIMIT bytes, or half of them when that is not set. Only
-// for files below the directory SHORT_BELOW.
+// for files below the directory SHORT_BELOW. After each such write it sleeps SHORT_PAUSE
+// microseconds, if that is set, so that other programs find the file half written.
 
 // The checked forms of the C library are inline and would stand in the way.
 #undef _FORTIFY_SOURCE
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -39,6 +41,11 @@ std::size_t Shortened(int file, std::size_t count) {
     return limit == nullptr ? count / 2 : std::min(count, std::size_t(std::atoi(limit)));
 }
 
+void PauseAfterWrite(int file) {
+    const char* pause = std::getenv("SHORT_PAUSE");
+    if (pause != nullptr && Concerns(file)) usleep(static_cast<useconds_t>(std::atoi(pause)));
+}
+
 }  // namespace
 
 extern "C" ssize_t read(int file, void* buffer, std::size_t count) {
@@ -46,7 +53,11 @@ extern "C" ssize_t read(int file, void* buffer, std::size_t count) {
 }
 
 extern "C" ssize_t write(int file, const void* buffer, std::size_t count) {
-    return Real<decltype(write)>("write")(file, buffer, Shortened(file, count));
+    const ssize_t done = Real<decltype(write)>("write")(file, buffer, Shortened(file, count));
+    const int error = errno;
+    PauseAfterWrite(file);
+    errno = error;
+    return done;
 }
 
 // The first part that has any bytes, and not all of it.
