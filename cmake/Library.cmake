@@ -2,6 +2,7 @@
 set(FIELDSTORE_STREAMS
   streams/DoubleText.cpp
   streams/FileBuffer.cpp
+  streams/LockClaim.cpp
   streams/NumberText.cpp
   streams/PODataServiceIO.cpp
   streams/POFileLocker.cpp

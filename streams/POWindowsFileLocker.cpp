@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "streams/POWindowsFileLocker.h"
 
-#include <algorithm>
 #include <stdexcept>
 
 #include "streams/FileExists.h"
@@ -11,16 +10,9 @@
 
 using namespace fieldstore;
 
-namespace {
-
-// How often a waiting writer looks whether the marker is gone: soon at first, when the commit of
-// the other may be a short one, then no oftener than a file system of a network bears.
-constexpr std::chrono::microseconds kShortestNap{50};
-constexpr std::chrono::microseconds kLongestNap{2000};
-
-}  // namespace
-
 void POWindowsFileLocker::Lock() {
+    LockClaim claim(lockFileName);
+    claim.LetOthersFirst();
     std::error_code reason;
     for (int attempt = 1; attempt < retryCount; ++attempt) {
         reason = platform::CreateExclusively(lockFileName);
@@ -28,22 +20,18 @@ void POWindowsFileLocker::Lock() {
         const auto pause = PauseFromSeconds(retryInterval);
         if (reason != std::errc::file_exists)
             Pause(pause);
-        else if (TakeDuring(pause))
+        else if (TakeDuring(pause, claim))
             return;
     }
     throw FileError(messages::kLockNotAcquired, lockFileName, reason);
 }
 
-bool POWindowsFileLocker::TakeDuring(std::chrono::microseconds pause) const {
-    auto nap = kShortestNap;
+bool POWindowsFileLocker::TakeDuring(LockClaim::Time pause, LockClaim& claim) const {
     while (pause.count() > 0) {
-        nap = std::min(nap, pause);
-        Pause(nap);
-        pause -= nap;
-        nap = std::min(2 * nap, kLongestNap);
-        if (platform::IdentityOf(lockFileName)) continue;
+        const bool isNext = claim.IsNext();
+        pause -= claim.Nap(pause);
+        if (!isNext || platform::IdentityOf(lockFileName)) continue;
         if (!platform::CreateExclusively(lockFileName)) return true;
-        nap = kShortestNap;  // another was faster, perhaps not for long
     }
     return false;
 }

@@ -2,8 +2,7 @@
 #ifndef FIELDSTORE_POWINDOWSFILELOCKER_H
 #define FIELDSTORE_POWINDOWSFILELOCKER_H
 
-#include <chrono>
-
+#include "streams/LockClaim.h"
 #include "streams/POFileLocker.h"
 
 /// The marker-file lock on the platform's atomic create-if-absent: whoever creates the marker holds
@@ -15,15 +14,16 @@ public:
     using POFileLocker::POFileLocker;
 
     /// Makes one attempt less than the retry count, each failed one followed by a pause. When the
-    /// marker goes away during a pause, it is tried for at once, which does not count as an
-    /// attempt.
+    /// marker goes away during a pause, whoever has the claim tries for it at once, which does not
+    /// count as an attempt. Waits a few milliseconds before the first attempt while another writer
+    /// has the claim.
     void Lock() override;
     void UnlockIfLocked() override;
     /// An absent marker is a released lock.
     void Unlock() override;
 
 private:
-    bool TakeDuring(std::chrono::microseconds pause) const;
+    bool TakeDuring(fieldstore::LockClaim::Time pause, fieldstore::LockClaim& claim) const;
     bool TryUnlock() const;
 };
 

@@ -11,6 +11,7 @@
 
 #include "core/AppendMark.h"
 #include "core/SideFiles.h"
+#include "streams/LockClaim.h"
 #include "streams/Writer.h"
 #include "tool/Error.h"
 
@@ -62,6 +63,10 @@ AppendMark MarkAt(const std::string& path) {
     }
 }
 
+bool IsLock(const fs::path& name) {
+    return name.extension() == LockPathFor("");
+}
+
 /// What the writer of a side file does, or did, and the rest when it may be gone.
 std::string Told(const std::optional<Writer>& writer, const std::string& what,
                  const std::string& whenGone) {
@@ -81,7 +86,8 @@ std::string Told(const std::optional<Writer>& writer, const std::string& what,
 
 bool IsSideFile(const std::string& name) {
     const auto extension = fs::path(name).extension();
-    return extension == ".lck" || extension == ".err" || extension == AppendMarkPathFor("") ||
+    const bool isClaim = extension == kClaimSuffix && IsLock(fs::path(name).stem());
+    return isClaim || IsLock(name) || extension == ".err" || extension == AppendMarkPathFor("") ||
            ParseReplacementName(name) || IsTemporary(name);
 }
 
