@@ -1,5 +1,6 @@
 # The library's sources, layer by layer; each layer uses those above it in this list.
 set(FIELDSTORE_STREAMS
+  streams/ColumnEncoding.cpp
   streams/DoubleText.cpp
   streams/FileBuffer.cpp
   streams/LockClaim.cpp

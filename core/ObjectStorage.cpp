@@ -83,6 +83,12 @@ POStreamIO& ObjectStorage::RequireGood() const {
     return required;
 }
 
+POStreamFileIO& ObjectStorage::RequireFile() const {
+    POStreamFileIO* file = dynamic_cast<POStreamFileIO*>(&RequireGood());
+    if (file == nullptr) throw std::runtime_error(messages::kBadStream);
+    return *file;
+}
+
 void ObjectStorage::OpenInput(bool appended) const {
     POStreamFileIO* file = File();
     if (file == nullptr) return Require().OpenInput();

@@ -33,6 +33,8 @@ public:
     POStreamIO& Require() const;
     /// The stream in good state, or "Null stream function.", "Bad stream.".
     POStreamIO& RequireGood() const;
+    /// The stream as a file's in good state, with the same errors.
+    POStreamFileIO& RequireFile() const;
     /// The stream as a file's, nullptr when there is none or it leads to a data service.
     POStreamFileIO* File() const { return dynamic_cast<POStreamFileIO*>(stream.get()); }
 

@@ -18,6 +18,7 @@
 #include "fieldstore/IPOBase.h"
 #include "fieldstore/IPOStorageControl.h"
 #include "fieldstore/IStreamer.h"
+#include "streams/ColumnEncoding.h"
 #include "streams/ILocker.h"
 #include "streams/POStreamIO.h"
 
@@ -93,15 +94,29 @@ protected:
     /// The stream in good state, or "Null stream function.", "Bad stream.".
     POStreamIO& RequireGoodStream() const { return storage.RequireGood(); }
 
-    /// Reads or writes one value: a container with the write layout, a scalar on a line of its own.
     template <typename T>
-    void SerializeValue(IStreamer::EDirection direction, T& value) {
+    void ReadValue(T& value) {
+        POStreamIO& source = RequireGoodStream();
+        if constexpr (fieldstore::IsColumns<T>::value)
+            ReadColumns(storage.RequireFile(), value);
+        else
+            source.Read(value);
+    }
+    /// A container with the write layout, a scalar on a line of its own.
+    template <typename T>
+    void WriteValue(const T& value) {
         POStreamIO& target = RequireGoodStream();
-        if (direction == IStreamer::eRead) return target.Read(value);
-        if constexpr (std::is_arithmetic_v<T>)
+        const int perLine = static_cast<int>(writeFormat);
+        if constexpr (fieldstore::IsColumns<T>::value)
+            WriteColumns(storage.RequireFile(), value, perLine, fieldSeparator, lineTerminator);
+        else if constexpr (std::is_arithmetic_v<T>)
             target.Write(value, lineTerminator);
         else
-            target.Write(value, static_cast<int>(writeFormat), fieldSeparator, lineTerminator);
+            target.Write(value, perLine, fieldSeparator, lineTerminator);
+    }
+    template <typename T>
+    void SerializeValue(IStreamer::EDirection direction, T& value) {
+        direction == IStreamer::eRead ? ReadValue(value) : WriteValue(value);
     }
     /// Several values in one order for both directions.
     template <typename... T>

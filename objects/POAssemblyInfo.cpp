@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "objects/POAssemblyInfo.h"
 
+#include <algorithm>
 #include <limits>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
@@ -30,21 +32,19 @@ int POAssemblyInfo::GetElementId(int index) {
     return ElementId(ElementAt(index));
 }
 
-const std::vector<int>& POAssemblyInfo::Nodes(std::size_t list, int index) {
-    static const std::vector<int> none;
-    const auto found = elementNodes[list].find(GetElementId(index));
-    return found == elementNodes[list].end() ? none : found->second;
+POAssemblyInfo::NodeLists::Values POAssemblyInfo::Nodes(std::size_t list, int index) const {
+    return elementNodes[list].Find(ElementId(ElementAt(index))).value_or(NodeLists::Values());
 }
 
-int POAssemblyInfo::NodeCount(std::size_t list, int index) {
+int POAssemblyInfo::NodeCount(std::size_t list, int index) const {
     return static_cast<int>(Nodes(list, index).size());
 }
 
 IPOAssemblyInfo::BasisCounts POAssemblyInfo::NodeBasisCounts(std::size_t list) const {
     std::map<int, int> totals;
-    for (const auto& element : elementNodes[list]) {
+    for (const auto& [element, nodes] : elementNodes[list]) {
         std::map<int, int> counts;
-        for (const int node : element.second) ++counts[node];
+        for (const int node : nodes) ++counts[node];
         for (const auto& [node, count] : counts) {
             const auto known = totals.emplace(node, count).first;
             if (known->second != count)
@@ -67,7 +67,7 @@ bool POAssemblyInfo::AddElements(const std::vector<std::uint64_t>& handles, Elem
     for (auto& [value, lists] : queried) {
         elements.push_back(value);
         for (std::size_t list = 0; list < lists.size(); ++list)
-            elementNodes[list].emplace(ElementId(value), std::move(lists[list]));
+            elementNodes[list].Add(ElementId(value), lists[list]);
     }
     modified = true;
     return true;
@@ -90,7 +90,7 @@ int POAssemblyInfo::CopyFrom(std::shared_ptr<IPOBase> source) {
 
 void POAssemblyInfo::ClearData() {
     elements.clear();
-    for (NodeLists& lists : elementNodes) lists.clear();
+    elementNodes = {};
 }
 
 POAssemblyInfo::Body POAssemblyInfo::ReadBody() {
@@ -100,23 +100,29 @@ POAssemblyInfo::Body POAssemblyInfo::ReadBody() {
     return body;
 }
 
-void POAssemblyInfo::Merge(Body body, std::map<int, int>& seen) {
-    for (const int value : body.elements) {
-        if (!seen.emplace(ElementId(value), value).second)
-            throw std::runtime_error(messages::kDuplicateElement);
-    }
-    for (std::size_t list = 0; list < elementNodes.size(); ++list)
-        KeepFirst(elementNodes[list], body.elementNodes[list]);
-}
-
 void POAssemblyInfo::SerializeData(IStreamer::EDirection direction) {
     if (direction == IStreamer::eWrite) {
         SerializeValue(direction, elements);
         for (NodeLists& lists : elementNodes) SerializeValue(direction, lists);
         return;
     }
-    std::map<int, int> seen;  // element id to signed value, over all bodies
-    ReadBodies([this, &seen] { Merge(ReadBody(), seen); });
-    elements.reserve(elements.size() + seen.size());
-    for (const auto& element : seen) elements.push_back(element.second);
+    const std::size_t held = elements.size();
+    ReadBodies([this] {
+        Body body = ReadBody();
+        elements.insert(elements.end(), body.elements.begin(), body.elements.end());
+        for (std::size_t list = 0; list < elementNodes.size(); ++list)
+            KeepFirst(elementNodes[list], body.elementNodes[list]);
+    });
+    SortElements(held);
+}
+
+/// By id, from that element on; raises when one comes twice.
+void POAssemblyInfo::SortElements(std::size_t from) {
+    const auto precedes = [](int a, int b) { return ElementId(a) < ElementId(b); };
+    const auto begin = elements.begin() + static_cast<std::ptrdiff_t>(from);
+    if (!std::is_sorted(begin, elements.end(), precedes))
+        std::sort(begin, elements.end(), precedes);
+    const auto isSame = [](int a, int b) { return ElementId(a) == ElementId(b); };
+    if (std::adjacent_find(begin, elements.end(), isSame) != elements.end())
+        throw std::runtime_error(messages::kDuplicateElement);
 }

@@ -3,11 +3,12 @@
 #define FIELDSTORE_POASSEMBLYINFO_H
 
 #include <array>
-#include <map>
+#include <vector>
 
 #include "core/POBase.h"
 #include "core/StorageTypeOverride.h"
 #include "fieldstore/IPOAssemblyInfo.h"
+#include "streams/ColumnMap.h"
 
 /// Body: the element values, then the three maps from element id to node list. A load keeps the
 /// first list of an element and refuses an element that comes twice.
@@ -31,9 +32,9 @@ public:
     int GetElementNodeCount1(int index) override { return NodeCount(0, index); }
     int GetElementNodeCount2(int index) override { return NodeCount(1, index); }
     int GetElementNodeCount3(int index) override { return NodeCount(2, index); }
-    std::vector<int> GetElementNodes1(int index) override { return Nodes(0, index); }
-    std::vector<int> GetElementNodes2(int index) override { return Nodes(1, index); }
-    std::vector<int> GetElementNodes3(int index) override { return Nodes(2, index); }
+    std::vector<int> GetElementNodes1(int index) override { return Nodes(0, index).ToVector(); }
+    std::vector<int> GetElementNodes2(int index) override { return Nodes(1, index).ToVector(); }
+    std::vector<int> GetElementNodes3(int index) override { return Nodes(2, index).ToVector(); }
     BasisCounts GetNodeBasisCounts1() override { return NodeBasisCounts(0); }
     BasisCounts GetNodeBasisCounts2() override { return NodeBasisCounts(1); }
     BasisCounts GetNodeBasisCounts3() override { return NodeBasisCounts(2); }
@@ -50,18 +51,18 @@ protected:
     void SkipBody() override { ReadBody(); }
 
 private:
-    using NodeLists = std::map<int, std::vector<int>>;  // by element id
+    using NodeLists = fieldstore::ColumnMap<int, int>;  // by element id
     struct Body {
         std::vector<int> elements;
         std::array<NodeLists, 3> elementNodes;
     };
 
     int ElementAt(int index) const;
-    const std::vector<int>& Nodes(std::size_t list, int index);
-    int NodeCount(std::size_t list, int index);
+    NodeLists::Values Nodes(std::size_t list, int index) const;
+    int NodeCount(std::size_t list, int index) const;
     BasisCounts NodeBasisCounts(std::size_t list) const;
     Body ReadBody();
-    void Merge(Body body, std::map<int, int>& seen);
+    void SortElements(std::size_t from);
 
     std::vector<int> elements;  // signed values
     std::array<NodeLists, 3> elementNodes;

@@ -10,10 +10,8 @@
 
 using namespace fieldstore;
 
-const std::vector<int>& POBinaryTree::Tree::Items(int node) const {
-    static const std::vector<int> none;
-    const auto found = nodeItems.find(node);
-    return found == nodeItems.end() ? none : found->second;
+Span<const int> POBinaryTree::Tree::Items(int node) const {
+    return nodeItems.Find(node).value_or(Span<const int>());
 }
 
 int POBinaryTree::Tree::LeafTotal(int leaf) const {
@@ -36,12 +34,12 @@ int POBinaryTree::SetTree(const Counters& leafCounts1, const Counters& leafCount
              levelCount,
              leafCount,
              {},
-             mappedItems,
+             {},
              {leafCounts1, leafCounts2, leafCounts3, leafCounts4, leafCounts5},
              auxiliaryList});
     for (const auto& [node, items] : nodeSets)
-        filled->nodeItems.emplace_hint(filled->nodeItems.end(), node,
-                                       std::vector<int>(items.begin(), items.end()));
+        filled->nodeItems.Add(node, std::vector<int>(items.begin(), items.end()));
+    for (const auto& [key, items] : mappedItems) filled->mappedItems.Add(key, items);
     tree = std::move(filled);
     modified = true;
     return kSuccess;
@@ -59,22 +57,22 @@ int POBinaryTree::VisitTree(std::vector<int>& ids, NodeVisitor onNode, LeafVisit
         throw std::runtime_error(messages::kInvalidLevelCount);
 
     if (visited.mappedItems.empty()) {
-        const auto root = visited.nodeItems.find(kRootList);
-        if (root != visited.nodeItems.end()) ids = root->second;
+        const auto root = visited.nodeItems.Find(kRootList);
+        if (root) ids.assign(root->begin(), root->end());
     } else {
         ids.resize(static_cast<std::size_t>(std::max(visited.idCount, 0)));
         std::iota(ids.begin(), ids.end(), 0);
-        for (const auto& [key, items] : visited.mappedItems) onMapped(key, items);
+        for (const auto& [key, items] : visited.mappedItems) onMapped(key, items.ToVector());
     }
 
     int node = 0;
     for (int level = 0; level < internalLevels; ++level) {
         const int width = static_cast<int>(std::int64_t{1} << level);
         for (int index = 0; index < width; ++index, ++node)
-            onNode(level, index, visited.Items(node));
+            onNode(level, index, visited.Items(node).ToVector());
     }
     for (int leaf = 0; leaf < visited.leafCount; ++leaf, ++node)
-        onLeaf(leaf, visited.LeafTotal(leaf), visited.Items(node));
+        onLeaf(leaf, visited.LeafTotal(leaf), visited.Items(node).ToVector());
     return kSuccess;
 }
 

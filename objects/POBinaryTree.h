@@ -7,6 +7,7 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPOBinaryTree.h"
+#include "streams/ColumnMap.h"
 
 /// Body, after the version line: the four scalars, the five counter vectors, the items of the
 /// nodes, the mapped lists, the auxiliary list.
@@ -46,12 +47,12 @@ private:
         int idCount = 0;  // length of the identity list of VisitTree()
         int levelCount = 0;
         int leafCount = 0;
-        std::map<int, std::vector<int>> nodeItems;
-        std::map<int, std::vector<int>> mappedItems;
+        fieldstore::ColumnMap<int, int> nodeItems;
+        fieldstore::ColumnMap<int, int> mappedItems;
         std::array<Counters, 5> leafCounts;
         std::vector<int> auxiliaryList;
 
-        const std::vector<int>& Items(int node) const;
+        fieldstore::Span<const int> Items(int node) const;
         int LeafTotal(int leaf) const;
     };
     /// Number of the item list of the whole tree.

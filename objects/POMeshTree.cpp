@@ -2,40 +2,45 @@
 #include "objects/POMeshTree.h"
 
 #include <algorithm>
-
-#include "core/MergeMaps.h"
+#include <utility>
 
 using namespace fieldstore;
 
 bool POMeshTree::ContainsIdPair(int a, int b) {
-    return idPairs.count(std::minmax({a, b})) != 0;
+    return idPairs.Get().Contains(std::minmax({a, b}));
 }
 
 bool POMeshTree::SetIds(const std::set<int>& newIds) {
-    ids = newIds;
+    ids.Put(ColumnSet<int>(newIds));
     modified = true;
     return true;
 }
 
 bool POMeshTree::SetIdPairs(const std::set<std::pair<int, int>>& newPairs) {
-    idPairs = newPairs;
+    idPairs.Put(ColumnSet<std::pair<int, int>>(newPairs));
     modified = true;
     return true;
 }
 
 int POMeshTree::CopyFrom(std::shared_ptr<IPOBase> source) {
     return CopyFromSameClass<POMeshTree>(source, [this](const POMeshTree& other) {
-        idPairs = other.idPairs;
-        ids = other.ids;
+        idPairs.Put(other.idPairs.Get());
+        ids.Put(other.ids.Get());
     });
 }
 
 void POMeshTree::SerializeData(IStreamer::EDirection direction) {
     const WriteLayout layout(*this, 1);
-    if (direction == IStreamer::eWrite) return SerializeValues(direction, idPairs, ids);
-    // The ids held outlive a load, so those of a load that fails must not get among them.
-    std::set<int> stored;
-    SerializeValues(direction, idPairs, stored);
+    if (direction == IStreamer::eWrite) {
+        WriteValue(idPairs.Get());
+        WriteValue(ids.Get());
+        return;
+    }
+    ColumnSet<std::pair<int, int>> storedPairs;
+    ColumnSet<int> storedIds;
+    SerializeValues(direction, storedPairs, storedIds);
     RequireIntactBody();
-    KeepFirst(ids, stored);
+    idPairs.Put(std::move(storedPairs));
+    storedIds.Unite(ids.Get());
+    ids.Put(std::move(storedIds));
 }

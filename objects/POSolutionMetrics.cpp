@@ -2,12 +2,14 @@
 #include "objects/POSolutionMetrics.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <stdexcept>
 
 #include "core/MergeMaps.h"
 #include "core/Messages.h"
 #include "objects/ResolveFunctions.h"
+#include "streams/ColumnSet.h"
 
 using namespace fieldstore;
 
@@ -20,13 +22,19 @@ std::uint32_t Id(int stored) {
     return static_cast<std::uint32_t>(stored);
 }
 
-/// Calls `visit` for the elements of a map or set with integer keys in the unsigned order of the
-/// keys: from 0 up, then the negative ones, which stand for ids from 2^31 on.
-template <typename Container, typename Visit>
-void InUnsignedOrder(const Container& container, Visit visit) {
-    const auto middle = container.lower_bound(0);
-    std::for_each(middle, container.end(), visit);
-    std::for_each(container.begin(), middle, visit);
+/// Calls `visit(key, value)` for the entries of a map with integer keys in the unsigned order of
+/// the keys: from 0 up, then the negative ones, which stand for ids from 2^31 on.
+template <typename Map, typename Visit>
+void InUnsignedOrder(const Map& map, Visit visit) {
+    const auto visitAll = [&visit](auto from, auto to) {
+        for (; from != to; ++from) {
+            const auto& [key, value] = *from;
+            visit(key, value);
+        }
+    };
+    const auto middle = map.lower_bound(0);
+    visitAll(middle, map.end());
+    visitAll(map.begin(), middle);
 }
 
 /// The largest key as an id; 0 for an empty map.
@@ -34,7 +42,14 @@ template <typename Map>
 std::uint32_t LargestId(const Map& map) {
     if (map.empty()) return 0;
     const auto middle = map.lower_bound(0);
-    return Id(middle == map.begin() ? map.rbegin()->first : std::prev(middle)->first);
+    return Id((*std::prev(middle == map.begin() ? map.end() : middle)).first);
+}
+
+/// Appends ids, stored in ascending order, in their unsigned order.
+void AppendIds(Span<const int> stored, std::vector<std::uint32_t>& ids) {
+    const int* const middle = std::lower_bound(stored.begin(), stored.end(), 0);
+    std::transform(middle, stored.end(), std::back_inserter(ids), &Id);
+    std::transform(stored.begin(), middle, std::back_inserter(ids), &Id);
 }
 
 }  // namespace
@@ -79,24 +94,25 @@ void POSolutionMetrics::AddValues(int entityType, std::uint32_t index, std::uint
     if (Id(definition.first) != newValues.size())
         throw std::runtime_error(messages::kInconsistentAmount);
     const ValueKey key{typeKey, {Stored(index), Stored(entityId)}};
-    const auto [entry, inserted] = data.values.emplace(key, newValues);
-    if (!inserted && IsAppliedAtOnce(definition.second))
-        entry->second = Resolve(definition, entry->second, newValues);
+    if (!data.values.Add(key, newValues) && IsAppliedAtOnce(definition.second))
+        data.values.Set(key, Resolve(definition, data.values.Find(key)->ToVector(), newValues));
     modified = true;
 }
 
 void POSolutionMetrics::AddNode(std::uint32_t nodeId, const std::vector<double>& position,
                                 const std::set<std::uint32_t>& neighborSet) {
-    data.positions.emplace(Stored(nodeId), position);
+    data.positions.Add(Stored(nodeId), position);
     if (!neighborSet.empty()) {
-        std::set<int>& known = data.neighbors[Stored(nodeId)];
-        for (const std::uint32_t neighbor : neighborSet) known.insert(Stored(neighbor));
+        std::vector<int> added;
+        std::transform(neighborSet.begin(), neighborSet.end(), std::back_inserter(added), &Stored);
+        std::sort(added.begin(), added.end());
+        AddNeighbors(Stored(nodeId), std::move(added));
     }
     modified = true;
 }
 
 void POSolutionMetrics::AddEdge(std::uint32_t edgeId, const std::vector<int>& nodeIds) {
-    data.edges.emplace(Stored(edgeId), nodeIds);
+    data.edges.Add(Stored(edgeId), nodeIds);
     modified = true;
 }
 
@@ -111,17 +127,35 @@ void POSolutionMetrics::SetHeaderFields(std::uint32_t field1, std::uint32_t fiel
 std::uint32_t POSolutionMetrics::BuildNodeNeighbors() {
     if (!data.neighbors.empty() && !modified) return kSuccess;
     if (data.edges.empty()) return kFailure;
-    data.neighbors.clear();
+    data.neighbors = Neighbors();
     constexpr std::size_t ends = 2;
-    const bool allHaveTwoEnds =
-        std::all_of(data.edges.begin(), data.edges.end(), [this](const auto& edge) {
-            const std::vector<int>& nodes = edge.second;
-            if (nodes.size() != ends) return false;
-            data.neighbors[nodes[0]].insert(nodes[1]);
-            data.neighbors[nodes[1]].insert(nodes[0]);
-            return true;
-        });
+    std::vector<std::pair<int, int>> links;  // from a node to a neighbour
+    bool allHaveTwoEnds = true;
+    for (const auto& [edge, nodes] : data.edges) {
+        allHaveTwoEnds = nodes.size() == ends;
+        if (!allHaveTwoEnds) break;
+        links.emplace_back(nodes[0], nodes[1]);
+        links.emplace_back(nodes[1], nodes[0]);
+    }
+    const ColumnSet<std::pair<int, int>> sorted(std::move(links));
+    std::vector<int> ofNode;
+    for (auto link = sorted.begin(); link != sorted.end();) {
+        const int node = link->first;
+        ofNode.clear();
+        for (; link != sorted.end() && link->first == node; ++link) ofNode.push_back(link->second);
+        data.neighbors.Add(node, ofNode);
+    }
     return allHaveTwoEnds ? kSuccess : kFailure;
+}
+
+/// Unites them with those that the node has.
+void POSolutionMetrics::AddNeighbors(int node, std::vector<int> sorted) {
+    if (data.neighbors.Add(node, sorted)) return;
+    const auto known = *data.neighbors.Find(node);
+    std::vector<int> united;
+    std::set_union(known.begin(), known.end(), sorted.begin(), sorted.end(),
+                   std::back_inserter(united));
+    data.neighbors.Set(node, std::move(united));
 }
 
 void POSolutionMetrics::SetStorageTypeOverride(int which, unsigned int storageType) {
@@ -151,19 +185,22 @@ void POSolutionMetrics::GetValues(int entityType, std::uint32_t entityId, int va
     // One search per index rather than a scan of all entities.
     constexpr int smallest = std::numeric_limits<int>::min();
     constexpr int largest = std::numeric_limits<int>::max();
-    std::map<int, const std::vector<double>*> byIndex;
+    std::map<int, Span<const double>> byIndex;
     auto next = data.values.lower_bound({typeKey, {smallest, smallest}});
-    while (next != data.values.end() && next->first.first == typeKey) {
-        const int index = next->first.second.first;
-        const auto found = data.values.find({typeKey, {index, Stored(entityId)}});
-        if (found != data.values.end()) byIndex.emplace_hint(byIndex.end(), index, &found->second);
-        next = data.values.upper_bound({typeKey, {index, largest}});
+    while (next != data.values.end() && (*next).first.first == typeKey) {
+        const int index = (*next).first.second.first;
+        const auto found = data.values.Find({typeKey, {index, Stored(entityId)}});
+        if (found) byIndex.emplace_hint(byIndex.end(), index, *found);
+        next = data.values.lower_bound({typeKey, {index, largest}});
+        const bool isLargest =
+            next != data.values.end() && (*next).first == ValueKey{typeKey, {index, largest}};
+        if (isLargest) ++next;
     }
-    InUnsignedOrder(byIndex, [&](const auto& entry) {
-        indicesOut.push_back(Id(entry.first));
-        if (entry.second->size() != Id(definition.first))
+    InUnsignedOrder(byIndex, [&](int index, Span<const double> values) {
+        indicesOut.push_back(Id(index));
+        if (values.size() != Id(definition.first))
             throw std::runtime_error(messages::kInconsistentData);
-        valuesOut.insert(valuesOut.end(), entry.second->begin(), entry.second->end());
+        valuesOut.insert(valuesOut.end(), values.begin(), values.end());
     });
 }
 
@@ -173,8 +210,8 @@ void POSolutionMetrics::GetEntityIds(int entityType, int valueType,
     const int typeKey = TypeKey(entityType, valueType);
     std::vector<std::uint32_t> found;
     for (auto entry = data.values.lower_bound({typeKey, {smallest, smallest}});
-         entry != data.values.end() && entry->first.first == typeKey; ++entry)
-        found.push_back(Id(entry->first.second.second));
+         entry != data.values.end() && (*entry).first.first == typeKey; ++entry)
+        found.push_back(Id((*entry).first.second.second));
     std::sort(found.begin(), found.end());
     found.erase(std::unique(found.begin(), found.end()), found.end());
     ids.insert(ids.end(), found.begin(), found.end());
@@ -182,10 +219,9 @@ void POSolutionMetrics::GetEntityIds(int entityType, int valueType,
 
 void POSolutionMetrics::GetNodes(std::vector<double>& xyz, std::vector<std::uint32_t>& ids) {
     constexpr std::size_t dimensions = 3;
-    InUnsignedOrder(data.positions, [&](const auto& node) {
-        const std::vector<double>& position = node.second;
+    InUnsignedOrder(data.positions, [&](int node, Span<const double> position) {
         if (position.size() < dimensions) throw std::runtime_error(messages::kInconsistentData);
-        ids.push_back(Id(node.first));
+        ids.push_back(Id(node));
         xyz.insert(xyz.end(), position.begin(), position.begin() + dimensions);
     });
 }
@@ -196,25 +232,22 @@ void POSolutionMetrics::GetNodeNeighbors(std::vector<int>& offsets,
     if (largest > static_cast<std::size_t>(std::numeric_limits<int>::max()) - 2)
         throw std::length_error(messages::kInconsistentData);
     offsets.assign(largest + 2, 0);
-    for (const auto& node : data.neighbors)
-        offsets[Id(node.first)] = static_cast<int>(node.second.size());
+    for (const auto& [node, its] : data.neighbors) offsets[Id(node)] = static_cast<int>(its.size());
     for (std::size_t i = 1; i < offsets.size(); ++i) offsets[i] += offsets[i - 1];
 
-    InUnsignedOrder(data.neighbors, [&list](const auto& node) {
-        InUnsignedOrder(node.second, [&list](int neighbor) { list.push_back(Id(neighbor)); });
-    });
+    InUnsignedOrder(data.neighbors,
+                    [&list](int /*node*/, Span<const int> its) { AppendIds(its, list); });
 }
 
 void POSolutionMetrics::GetEdges(std::vector<int>& flat) {
     bool first = true;
     std::size_t nodesPerEdge = 0;
-    InUnsignedOrder(data.edges, [&](const auto& edge) {
-        if (first) nodesPerEdge = edge.second.size();
+    InUnsignedOrder(data.edges, [&](int edge, Span<const int> nodes) {
+        if (first) nodesPerEdge = nodes.size();
         first = false;
-        if (edge.second.size() != nodesPerEdge)
-            throw std::runtime_error(messages::kInconsistentEdges);
-        flat.push_back(edge.first);
-        flat.insert(flat.end(), edge.second.begin(), edge.second.end());
+        if (nodes.size() != nodesPerEdge) throw std::runtime_error(messages::kInconsistentEdges);
+        flat.push_back(edge);
+        flat.insert(flat.end(), nodes.begin(), nodes.end());
     });
 }
 
@@ -264,7 +297,8 @@ POSolutionMetrics::Body POSolutionMetrics::ReadBody() {
 void POSolutionMetrics::Merge(Data body) {
     MergeDefinitions(std::move(body.definitions));
     MergeValues(std::move(body.values));
-    MergeNeighbors(body.neighbors);
+    if (data.neighbors.empty()) std::swap(data.neighbors, body.neighbors);
+    for (const auto& [node, its] : body.neighbors) AddNeighbors(node, its.ToVector());
     KeepFirst(data.positions, body.positions);
     KeepFirst(data.edges, body.edges);
 }
@@ -277,24 +311,39 @@ void POSolutionMetrics::MergeDefinitions(Definitions body) {
 }
 
 void POSolutionMetrics::MergeValues(Values body) {
-    if (data.values.empty()) return data.values.swap(body);
-    while (!body.empty()) {
-        const auto merged = data.values.insert(body.extract(body.begin()));
-        if (merged.inserted) continue;
-        const Definition& definition = DefinitionOf(merged.position->first.first);
-        fieldstore::MergeValues(definition.second, Id(definition.first), merged.position->second,
-                                merged.node.mapped());
+    if (data.values.empty()) return std::swap(data.values, body);
+    for (const auto& [key, incoming] : body) {
+        if (data.values.Add(key, incoming)) continue;
+        const auto& [count, function] = DefinitionOf(key.first);
+        if (CollectsValues(function)) {
+            auto& collected = data.values.Loosened(key);
+            collected.insert(collected.end(), incoming.begin(), incoming.end());
+            continue;
+        }
+        std::vector<double> stored = data.values.Find(key)->ToVector();
+        fieldstore::MergeValues(function, Id(count), stored, incoming.ToVector());
+        data.values.Set(key, std::move(stored));
     }
-}
-
-void POSolutionMetrics::MergeNeighbors(const Neighbors& body) {
-    for (const auto& [node, set] : body) data.neighbors[node].insert(set.begin(), set.end());
 }
 
 /// Turns what was collected, above all the contributions to a mean, into one vector per key.
 void POSolutionMetrics::ResolveCollected() {
-    for (auto& [key, stored] : data.values) {
-        const Definition& definition = DefinitionOf(key.first);
-        if (stored.size() > Id(definition.first)) stored = Resolve(definition, stored, {});
+    const Definition* definition = nullptr;  // of the type of the last entry
+    int typeKey = 0;
+    const auto hasCollected = [&](const ValueKey& key, Values::Values stored) {
+        if (definition == nullptr || typeKey != key.first) definition = &DefinitionOf(key.first);
+        typeKey = key.first;
+        return stored.size() > Id(definition->first);
+    };
+    bool isAny = false;
+    for (const auto& [key, stored] : data.values) isAny = hasCollected(key, stored) || isAny;
+    if (!isAny) return;
+    Values resolved;
+    for (const auto& [key, stored] : data.values) {
+        if (hasCollected(key, stored))
+            resolved.Add(key, Resolve(*definition, stored.ToVector(), {}));
+        else
+            resolved.Add(key, stored);
     }
+    data.values = std::move(resolved);
 }

@@ -3,11 +3,14 @@
 #define FIELDSTORE_POSOLUTIONMETRICS_H
 
 #include <array>
+#include <map>
 #include <utility>
+#include <vector>
 
 #include "core/POBase.h"
 #include "core/StorageTypeOverride.h"
 #include "fieldstore/IPOSolutionMetrics.h"
+#include "streams/ColumnMap.h"
 
 /// Body, one per commit and after the version line of the first: the five header values, the
 /// definitions, the values, the neighbours, the positions, the edges. A load merges all bodies.
@@ -65,10 +68,10 @@ private:
     using Definition = std::pair<int, int>;                // count, resolve function id
     using Definitions = std::map<int, Definition>;         // by type key
     using ValueKey = std::pair<int, std::pair<int, int>>;  // type key, (index, entity id)
-    using Values = std::map<ValueKey, std::vector<double>>;
-    using Neighbors = std::map<int, std::set<int>>;
-    using Positions = std::map<int, std::vector<double>>;
-    using Edges = std::map<int, std::vector<int>>;
+    using Values = fieldstore::ColumnMap<ValueKey, double>;
+    using Neighbors = fieldstore::ColumnMap<int, int, fieldstore::EntryValues::Set>;
+    using Positions = fieldstore::ColumnMap<int, double>;
+    using Edges = fieldstore::ColumnMap<int, int>;
     using Header = std::array<std::uint32_t, 5>;  // the header id and four fields
     struct Data {
         Definitions definitions;
@@ -93,7 +96,7 @@ private:
     void Merge(Data body);
     void MergeDefinitions(Definitions body);
     void MergeValues(Values body);
-    void MergeNeighbors(const Neighbors& body);
+    void AddNeighbors(int node, std::vector<int> sorted);
     void ResolveCollected();
 
     Header header{};

@@ -107,12 +107,6 @@ void MergeValues(int resolveFunctionId, std::uint32_t count, Values& stored,
                  const Values& incoming) {
     const auto found = ResolveFunctionTable().find(resolveFunctionId);
     if (found == ResolveFunctionTable().end()) throw std::runtime_error(messages::kUndefinedValues);
-    const bool collects = resolveFunctionId == IPOSolutionMetrics::eAppend ||
-                          resolveFunctionId == IPOSolutionMetrics::eMean;
-    if (collects) {
-        stored.insert(stored.end(), incoming.begin(), incoming.end());
-        return;
-    }
     const bool isMax = resolveFunctionId == IPOSolutionMetrics::eMax;
     const bool isMin = resolveFunctionId == IPOSolutionMetrics::eMin;
     // A definition that asks for more numbers than there are comes from damaged data.
@@ -122,6 +116,11 @@ void MergeValues(int resolveFunctionId, std::uint32_t count, Values& stored,
     if (isMax && inPlace) return FoldInPlace(stored, incoming, kBelowAll, TakeLarger);
     if (isMin && inPlace) return FoldInPlace(stored, incoming, kAboveAll, TakeSmaller);
     stored = found->second(static_cast<int>(count), stored, incoming);
+}
+
+bool CollectsValues(int resolveFunctionId) {
+    return resolveFunctionId == IPOSolutionMetrics::eAppend ||
+           resolveFunctionId == IPOSolutionMetrics::eMean;
 }
 
 bool IsAppliedAtOnce(int resolveFunctionId) {

@@ -13,15 +13,18 @@ namespace fieldstore {
 /// the first call, from whichever thread.
 const IPOSolutionMetrics::ResolveFunctions& ResolveFunctionTable();
 
-/// Combines the values of a body that is merged with those that are stored under the same key, as
-/// the function does; contributions to a mean are collected. `count` is what the definition says.
+/// Whether values that meet while bodies are merged are put one after the other: those to append,
+/// and contributions to a mean, which are divided at the end.
+bool CollectsValues(int resolveFunctionId);
+
+/// Combines the values of a body that is merged with those that are stored under the same key, as a
+/// function does that does not collect them. `count` is what the definition says.
 /// Raises "Inconsistent data." when the result would be longer than all that goes into it, and what
 /// the function raises.
 void MergeValues(int resolveFunctionId, std::uint32_t count, std::vector<double>& stored,
                  const std::vector<double>& incoming);
 
-/// Whether a function is applied as soon as vectors meet. The mean is not: its contributions are
-/// collected while bodies are merged and divided at the end.
+/// Whether a function is applied as soon as a host adds values to others. The mean is not.
 bool IsAppliedAtOnce(int resolveFunctionId);
 
 }  // namespace fieldstore

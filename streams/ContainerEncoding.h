@@ -37,6 +37,10 @@ template <typename T>
 struct IsPair : std::false_type {};
 template <typename First, typename Second>
 struct IsPair<std::pair<First, Second>> : std::true_type {};
+template <typename T>
+struct IsSpan : std::false_type {};
+template <typename T>
+struct IsSpan<Span<T>> : std::true_type {};
 
 // ---- reading ----
 
@@ -190,6 +194,8 @@ void WritePart(Stream& stream, const T& part, const LineLayout& layout, const st
         stream.Write(part, layout.Separator(), end);
     else if constexpr (IsRawType<T>)
         stream.Write(part, end);
+    else if constexpr (IsSpan<T>::value)
+        WriteContainer(stream, part, layout.Count(), layout.Separator(), layout.LineEnd());
     else
         stream.Write(part, layout.Count(), layout.Separator(), layout.LineEnd());
 }
@@ -225,13 +231,19 @@ void WriteCount(Stream& stream, const Container& value, const std::string& lineE
 }
 
 template <typename Stream, typename T>
-void WriteContainer(Stream& stream, const std::vector<T>& value, int perLine,
+void WriteContainer(Stream& stream, const Span<const T>& value, int perLine,
                     const std::string& separator, const std::string& lineEnd) {
     WriteCount(stream, value, lineEnd);
     if constexpr (IsRawType<T>) {
         if (!stream.IsTextMode()) return stream.WriteRaw(value.data(), value.size() * sizeof(T));
     }
     WriteElements(stream, value, perLine, separator, lineEnd);
+}
+
+template <typename Stream, typename T>
+void WriteContainer(Stream& stream, const std::vector<T>& value, int perLine,
+                    const std::string& separator, const std::string& lineEnd) {
+    WriteContainer(stream, Span<const T>(value), perLine, separator, lineEnd);
 }
 
 template <typename Stream, typename T>
@@ -243,10 +255,12 @@ void WriteContainer(Stream& stream, const std::set<T>& value, int perLine,
 
 /// A key and its value share a line when both are primitives; the position in the line moves on
 /// once per entry, between the key and the value.
-template <typename Stream, typename Key, typename Value>
-void WriteContainer(Stream& stream, const std::map<Key, Value>& value, int perLine,
-                    const std::string& separator, const std::string& lineEnd) {
-    constexpr bool bothRaw = IsRawType<Key> && IsRawType<Value>;
+template <typename Stream, typename Map>
+void WriteEntries(Stream& stream, const Map& value, int perLine, const std::string& separator,
+                  const std::string& lineEnd) {
+    using Entry = typename Map::value_type;
+    constexpr bool bothRaw = IsRawType<std::remove_const_t<typename Entry::first_type>> &&
+                             IsRawType<typename Entry::second_type>;
     WriteCount(stream, value, lineEnd);
     LineLayout layout(perLine, separator, lineEnd);
     WriteEach(stream, value, [&](const auto& entry) {
@@ -254,6 +268,12 @@ void WriteContainer(Stream& stream, const std::map<Key, Value>& value, int perLi
         layout.Advance();
         WritePart(stream, entry.second, layout, layout.Current());
     });
+}
+
+template <typename Stream, typename Key, typename Value>
+void WriteContainer(Stream& stream, const std::map<Key, Value>& value, int perLine,
+                    const std::string& separator, const std::string& lineEnd) {
+    WriteEntries(stream, value, perLine, separator, lineEnd);
 }
 
 /// The second part of a pair: a vector stands one element to a line.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "streams/RawType.h"
+#include "streams/Span.h"
 
 /// The binary encoding of small values straight into and out of memory, for runs of them that lie
 /// within a stream buffer as a whole. The bytes are those of the rules in ContainerEncoding.h.
@@ -35,6 +36,8 @@ template <typename T>
 struct IsFlatType : std::bool_constant<kFixedSize<T> != 0> {};
 template <typename T>
 struct IsFlatType<std::vector<T>> : std::bool_constant<kFixedSize<T> != 0> {};
+template <typename T>
+struct IsFlatType<Span<T>> : std::bool_constant<kFixedSize<std::remove_const_t<T>> != 0> {};
 template <typename First, typename Second>
 struct IsFlatType<std::pair<First, Second>>
     : std::bool_constant<IsFlatType<std::remove_const_t<First>>::value &&
@@ -47,8 +50,12 @@ std::size_t FlatSize(const T&) {
     return kFixedSize<T>;
 }
 template <typename T>
-std::size_t FlatSize(const std::vector<T>& value) {
+std::size_t FlatSize(const Span<const T>& value) {
     return sizeof(std::uint64_t) + value.size() * kFixedSize<T>;
+}
+template <typename T>
+std::size_t FlatSize(const std::vector<T>& value) {
+    return FlatSize(Span<const T>(value));
 }
 template <typename First, typename Second>
 std::size_t FlatSize(const std::pair<First, Second>& value) {
@@ -64,7 +71,7 @@ char* StoreFlat(char* to, const T& value) {
 template <typename First, typename Second>
 char* StoreFlat(char* to, const std::pair<First, Second>& value);
 template <typename T>
-char* StoreFlat(char* to, const std::vector<T>& value) {
+char* StoreFlat(char* to, const Span<const T>& value) {
     to = StoreFlat(to, static_cast<std::uint64_t>(value.size()));
     if constexpr (IsRawType<T>) {
         if (!value.empty()) std::memcpy(to, value.data(), value.size() * sizeof(T));
@@ -73,6 +80,10 @@ char* StoreFlat(char* to, const std::vector<T>& value) {
         for (const T& element : value) to = StoreFlat(to, element);
         return to;
     }
+}
+template <typename T>
+char* StoreFlat(char* to, const std::vector<T>& value) {
+    return StoreFlat(to, Span<const T>(value));
 }
 template <typename First, typename Second>
 char* StoreFlat(char* to, const std::pair<First, Second>& value) {

@@ -123,6 +123,18 @@ public:
         return taken;
     }
 
+    /// Binary mode: hands the get area of a good input to a ColumnMap, as far as `left` entries of
+    /// it lie there as a whole; counts `left` down.
+    template <typename Map>
+    void TakeEntries(Map& map, std::uint64_t& left) {
+        using fieldstore::BufferArea;
+        if (textMode || inputBuffer == nullptr || !input->good()) return;
+        const std::size_t held = BufferArea::Readable(*inputBuffer);
+        const char* from = BufferArea::ReadPosition(*inputBuffer);
+        const char* rest = map.AddEncoded(from, from + held, left, InputLeft());
+        BufferArea::Consume(*inputBuffer, static_cast<std::size_t>(rest - from));
+    }
+
     /// Binary mode: writes values from `element` on as long as each fits the put area of a good
     /// output, at most `count`, and returns how many; `element` moves on.
     template <typename Iterator>
