@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Measures whole objects as a host sees them, through the public interface only: commit and load
-// of every class, loading of files that many commits appended to, and loading of one block.
+// of every class, loading of files that many commits appended to, and loading of one block. Beside
+// the classes stand the system's own read and write of the same bytes, and HDF5's.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -15,8 +19,12 @@
 #include <vector>
 
 #include "Environment.h"
+#include "Memory.h"
 #include "Suite.h"
 #include "fieldstore/fieldstore.h"
+#ifdef FIELDSTORE_BENCH_HDF5
+#include "Hdf5DataSets.h"
+#endif
 
 namespace bench {
 namespace {
@@ -39,6 +47,7 @@ struct Subject {
     std::string name;
     std::string size;
     bool text;
+    double target;  // of a load, in times that a plain read takes; 0: none
     std::function<Object()> makeFilled;
     std::function<Object()> makeEmpty;
 
@@ -185,9 +194,14 @@ Object FilledAssemblyInfo(int elements) {
 }
 
 template <typename Interface>
-Subject MakeSubject(const std::string& size, bool text, std::function<Object()> makeFilled) {
-    return {std::string(fieldstore::ClassName<Interface>::value) + (text ? " text" : ""), size,
-            text, std::move(makeFilled), [] { return AsObject(Create<Interface>()); }};
+Subject MakeSubject(const std::string& size, bool text, std::function<Object()> makeFilled,
+                    double target = 0) {
+    return {std::string(fieldstore::ClassName<Interface>::value) + (text ? " text" : ""),
+            size,
+            text,
+            target,
+            std::move(makeFilled),
+            [] { return AsObject(Create<Interface>()); }};
 }
 
 /// Each class in its default mode; mode information in binary as well.
@@ -200,17 +214,19 @@ std::vector<Subject> Subjects() {
         MakeSubject<IPODOFMap>("500,000 rows x 9 weights, types", false, &FilledDOFMap),
         MakeSubject<IPODOFList>("3 x 800,000 records", false,
                                 [] { return FilledDOFList(Scaled(1000), 400, -2); }),
-        MakeSubject<IPOMeshTree>("2,000,000 ids, 2,000,000 pairs", false, &FilledMeshTree),
-        MakeSubject<IPOBinaryTree>("131,072 leaves, 6 items a node", false,
-                                   [] { return FilledBinaryTree(scale < 1 ? 8 : 18); }),
+        MakeSubject<IPOMeshTree>("2,000,000 ids, 2,000,000 pairs", false, &FilledMeshTree, 2),
+        MakeSubject<IPOBinaryTree>(
+            "131,072 leaves, 6 items a node", false,
+            [] { return FilledBinaryTree(scale < 1 ? 8 : 18); }, 2.5),
         MakeSubject<IPOSolutionMetrics>(
             "1,000,000 values of 3, 100,000 nodes and edges", false,
-            [] { return FilledSolutionMetrics(static_cast<std::uint32_t>(Scaled(100000))); }),
+            [] { return FilledSolutionMetrics(static_cast<std::uint32_t>(Scaled(100000))); }, 2),
         MakeSubject<IPOPortCircuitDOFs>("200,000 positions", true,
                                         [] { return FilledPortCircuitDOFs(Scaled(100000)); }),
         MakeSubject<IPOCircuitMatrices>("1,000 matrices of 64 x 64", false, &FilledCircuitMatrices),
-        MakeSubject<IPOAssemblyInfo>("300,000 elements, 20 nodes each", false,
-                                     [] { return FilledAssemblyInfo(Scaled(300000)); }),
+        MakeSubject<IPOAssemblyInfo>(
+            "300,000 elements, 20 nodes each", false,
+            [] { return FilledAssemblyInfo(Scaled(300000)); }, 2),
     };
 }
 
@@ -280,6 +296,86 @@ void Verify(const Subject& subject, const std::string& directory, const std::str
             "What was loaded differs.");
 }
 
+// The same bytes without the library.
+
+/// Seconds of one read of a file into fresh memory.
+double TimeRawRead(const std::string& path) {
+    malloc_trim(0);
+    const auto size = static_cast<std::size_t>(std::filesystem::file_size(path));
+    const Stopwatch watch;
+    const int file = open(path.c_str(), O_RDONLY);
+    const std::unique_ptr<char[]> bytes(new char[size]);
+    std::size_t done = 0;
+    for (ssize_t count = 1; count > 0 && done < size; done += static_cast<std::size_t>(count))
+        count = read(file, bytes.get() + done, size - done);
+    close(file);
+    const double seconds = watch.Seconds();
+    Require(done == size, "The file could not be read.");
+    return seconds;
+}
+
+/// Seconds of one write of bytes into a new file.
+double TimeRawWrite(const std::string& path, const std::string& bytes) {
+    std::filesystem::remove(path);
+    const Stopwatch watch;
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
+    std::size_t done = 0;
+    for (ssize_t count = 1; count > 0 && done < bytes.size();
+         done += static_cast<std::size_t>(count))
+        count = write(file, bytes.data() + done, bytes.size() - done);
+    close(file);
+    const double seconds = watch.Seconds();
+    Require(done == bytes.size(), "The file could not be written.");
+    return seconds;
+}
+
+#ifdef FIELDSTORE_BENCH_HDF5
+/// As many bytes, as one flat array: what a host would keep that holds its data as arrays.
+std::vector<std::uint64_t> FlatArray(std::uintmax_t bytes) {
+    return std::vector<std::uint64_t>(static_cast<std::size_t>(bytes / sizeof(std::uint64_t)), 7);
+}
+
+double TimeHdf5Write(const std::string& path, const std::vector<std::uint64_t>& array) {
+    const Stopwatch watch;
+    {
+        const Handle file(H5Fcreate(path.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT),
+                          H5Fclose);
+        WriteDataSet(file, "array", array);
+    }
+    return watch.Seconds();
+}
+
+double TimeHdf5Read(const std::string& path) {
+    malloc_trim(0);
+    const Stopwatch watch;
+    std::vector<std::uint64_t> array;
+    const Handle file(H5Fopen(path.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT), H5Fclose);
+    ReadDataSet(file, "array", array);
+    return watch.Seconds();
+}
+#endif
+
+/// What a load needs, in a process that does nothing else.
+ReadMemory MeasureLoad(const Subject& subject, const std::string& directory) {
+    int ends[2];
+    Require(pipe(ends) == 0, "No pipe could be made.");
+    const pid_t child = fork();
+    Require(child >= 0, "A process cannot be started.");
+    ReadMemory memory;
+    if (child == 0) {
+        const Object object = subject.makeEmpty();
+        malloc_trim(0);
+        memory = MeasureGrowth([&] { TimeLoad(*object, subject.ReadType(), directory); });
+        _exit(write(ends[1], &memory, sizeof memory) == sizeof memory ? 0 : 1);
+    }
+    close(ends[1]);
+    const bool told = read(ends[0], &memory, sizeof memory) == sizeof memory;
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    Require(told, "The memory could not be measured.");
+    return memory;
+}
+
 // The benchmarks. One that fails ends the program: what is wrong has no speed.
 
 using Body = std::function<void(benchmark::State&)>;
@@ -331,7 +427,38 @@ void RunSubject(const Subject& subject, const Places& places, Report& report) {
         for (auto _ : state)
             state.SetIterationTime(TimeLoad(*object, subject.ReadType(), directory));
         finish(state);
+        state.counters["target"] = subject.target;
+        const ReadMemory memory = MeasureLoad(subject, directory);
+        state.counters["held_bytes"] = static_cast<double>(memory.container);
+        state.counters["peak_bytes"] = static_cast<double>(memory.peak);
     });
+    const auto path = [&] { return PathIn(*filled, directory); };
+    Register("classes/raw read/" + subject.name, [&](benchmark::State& state) {
+        prepare();
+        for (auto _ : state) state.SetIterationTime(TimeRawRead(path()));
+        finish(state);
+    });
+    Register("classes/raw write/" + subject.name, [&](benchmark::State& state) {
+        prepare();
+        const std::string bytes = ReadWhole(path());
+        for (auto _ : state) state.SetIterationTime(TimeRawWrite(other + "raw", bytes));
+        finish(state);
+    });
+#ifdef FIELDSTORE_BENCH_HDF5
+    Register("classes/hdf5 read/" + subject.name, [&](benchmark::State& state) {
+        prepare();
+        TimeHdf5Write(other + "flat", FlatArray(std::filesystem::file_size(path())));
+        for (auto _ : state) state.SetIterationTime(TimeHdf5Read(other + "flat"));
+        finish(state);
+    });
+    Register("classes/hdf5 write/" + subject.name, [&](benchmark::State& state) {
+        prepare();
+        const auto array = FlatArray(std::filesystem::file_size(path()));
+        std::filesystem::remove(other + "flat");
+        for (auto _ : state) state.SetIterationTime(TimeHdf5Write(other + "flat", array));
+        finish(state);
+    });
+#endif
     RunRegistered(report, places, "loaded");
 }
 

@@ -37,6 +37,7 @@ public:
         return std::binary_search(elements.begin(), elements.end(), element);
     }
     void Unite(ColumnSet others) {
+        if (others.empty()) return;
         if (elements.empty()) return elements.swap(others.elements);
         std::vector<T> united;
         united.reserve(elements.size() + others.size());

@@ -20,14 +20,16 @@ constexpr Time kShortestNap{50};
 constexpr Time kLongestNap{2000};
 constexpr int kNapsInWait = 8;
 
-// The naps of the others are drawn by lot, so that all of them get the claim equally often.
+// The naps of the others are drawn by lot, so that all of them get the claim equally often; from
+// shorter ones the longer they wait, so that nobody waits for ever.
 constexpr Time kShortestLot{100};
 constexpr Time kLongestLot{8000};
+constexpr int kWaitsInLot = 4;
 
 // More than a living writer that has the claim sleeps.
 constexpr Time kAbandonedAfter{5000};
 constexpr Time kLongestCourtesy{10000};
-constexpr double kGoesAhead = 0.5;
+constexpr double kGoesAhead = 0.6;
 
 /// Someone's data may have this name.
 bool IsForeign(const std::string& path) {
@@ -53,6 +55,7 @@ LockClaim::~LockClaim() {
 }
 
 bool LockClaim::IsNext() {
+    if (mine && platform::IdentityOf(path) != mine) mine.reset();  // another one took it for left
     if (mine || !usable) return true;
     if (AnotherHasIt()) return false;
     return !usable || Take();
@@ -93,14 +96,20 @@ bool LockClaim::Take() {
 }
 
 Time LockClaim::Nap(Time most) {
-    const bool next = mine || !usable;
-    std::uniform_int_distribution<Time::rep> lot(kShortestLot.count(), kLongestLot.count());
-    const Time wanted =
-        next ? std::clamp(waited / kNapsInWait, kShortestNap, kLongestNap) : Time(lot(random));
-    const Time nap = std::min(wanted, most);
+    const Time nap = std::min(mine || !usable ? NapOfNext() : NapOfOther(), most);
     Pause(nap);
-    (next ? waited : unused) += nap;
+    (mine || !usable ? waitedAsNext : waited) += nap;
+    unused += nap;
     return nap;
+}
+
+Time LockClaim::NapOfNext() const {
+    return std::clamp(waitedAsNext / kNapsInWait, kShortestNap, kLongestNap);
+}
+
+Time LockClaim::NapOfOther() {
+    const Time longest = std::max(kLongestNap, kLongestLot - waited / kWaitsInLot);
+    return Time(std::uniform_int_distribution(kShortestLot.count(), longest.count())(random));
 }
 
 }  // namespace fieldstore

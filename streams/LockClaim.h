@@ -31,7 +31,7 @@ public:
     LockClaim(const LockClaim&) = delete;
     LockClaim& operator=(const LockClaim&) = delete;
 
-    /// Waits while another writer has the claim, for some milliseconds at most; every other time,
+    /// Waits while another writer has the claim, for some milliseconds at most; now and then,
     /// by lot, it does not.
     void LetOthersFirst();
     /// Whether this writer may take the lock when it is free. Takes the claim when nobody has it.
@@ -43,12 +43,15 @@ private:
     bool AnotherHasIt();
     bool IsAbandoned(const platform::FileIdentity& found);
     bool Take();
+    Time NapOfNext() const;
+    Time NapOfOther();
 
     const std::string& lock;
     std::string path;
     std::optional<platform::FileIdentity> mine;
     bool usable = true;                             // a claim can stand here
-    Time waited{0};                                 // with the claim
+    Time waited{0};                                 // without the claim
+    Time waitedAsNext{0};                           // with it
     std::optional<platform::FileIdentity> another;  // writer's claim, as last seen
     Time unused{0};                                 // how long that one left a free lock alone
     std::minstd_rand random;

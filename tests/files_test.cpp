@@ -237,6 +237,7 @@ TEST(FileLock, IsTakenAsSoonAsTheOtherGivesItBack) {
 
 TEST(FileLock, IsLeftToTheOneWithTheClaimEveryOtherTime) {
     static std::string marker, claim;
+    static bool otherHasHadIt;
     const support::TempDirectory directory;
     marker = directory / "f.lck";
     claim = directory / "f.lck.next";
@@ -244,9 +245,11 @@ TEST(FileLock, IsLeftToTheOneWithTheClaimEveryOtherTime) {
     int left = 0;
     for (int time = 0; time < kTimes; ++time) {
         WriteFile(claim, "");
+        otherHasHadIt = false;
         const auto previous = fieldstore::SetPauseFunction([](std::chrono::microseconds) {
-            if (std::filesystem::remove(claim)) return WriteFile(marker, "");
-            std::filesystem::remove(marker);  // the other one has had it
+            if (otherHasHadIt) return static_cast<void>(std::filesystem::remove(marker));
+            otherHasHadIt = true;
+            std::filesystem::rename(claim, marker);
         });
         POWindowsFileLocker locker(marker, &LockName);
         locker.SetRetry(0.1, 2);
