@@ -25,6 +25,7 @@ set(FIELDSTORE_CORE
   core/POVersion.cpp
   core/ObjectStorage.cpp)
 set(FIELDSTORE_CLASSES
+  objects/DOFBlock.cpp
   objects/DOFRecords.cpp
   objects/POAssemblyInfo.cpp
   objects/POBinaryTree.cpp

@@ -118,10 +118,15 @@ protected:
     void SerializeValue(IStreamer::EDirection direction, T& value) {
         direction == IStreamer::eRead ? ReadValue(value) : WriteValue(value);
     }
-    /// Several values in one order for both directions.
-    template <typename... T>
-    void SerializeValues(IStreamer::EDirection direction, T&... values) {
-        (SerializeValue(direction, values), ...);
+    /// Reads or writes a body by its layout (objects/BodyLayouts.h); `body` has the members that
+    /// the layout names.
+    template <typename Layout, typename Body>
+    void SerializeBody(IStreamer::EDirection direction, Body&& body) {
+        const auto serialize = [this, direction](const auto& field, auto& value) {
+            const WriteLayout layout(*this, static_cast<std::uint32_t>(field.perLine));
+            SerializeValue(direction, value);
+        };
+        Layout::Visit(body, serialize);
     }
 
     /// Reads or writes the index block. The first write reserves it at the current position, the

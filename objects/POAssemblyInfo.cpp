@@ -23,26 +23,26 @@ int ElementId(int value) {
 }  // namespace
 
 int POAssemblyInfo::ElementAt(int index) const {
-    if (index < 0 || static_cast<std::size_t>(index) >= elements.size())
+    if (index < 0 || static_cast<std::size_t>(index) >= held.elements.size())
         throw std::out_of_range(messages::kElementIndexOutside);
-    return elements[static_cast<std::size_t>(index)];
+    return held.elements[static_cast<std::size_t>(index)];
 }
 
 int POAssemblyInfo::GetElementId(int index) {
     return ElementId(ElementAt(index));
 }
 
-POAssemblyInfo::NodeLists::Values POAssemblyInfo::Nodes(std::size_t list, int index) const {
-    return elementNodes[list].Find(ElementId(ElementAt(index))).value_or(NodeLists::Values());
+POAssemblyInfo::NodeLists::Values POAssemblyInfo::Nodes(List list, int index) const {
+    return (held.*list).Find(ElementId(ElementAt(index))).value_or(NodeLists::Values());
 }
 
-int POAssemblyInfo::NodeCount(std::size_t list, int index) const {
+int POAssemblyInfo::NodeCount(List list, int index) const {
     return static_cast<int>(Nodes(list, index).size());
 }
 
-IPOAssemblyInfo::BasisCounts POAssemblyInfo::NodeBasisCounts(std::size_t list) const {
+IPOAssemblyInfo::BasisCounts POAssemblyInfo::NodeBasisCounts(List list) const {
     std::map<int, int> totals;
-    for (const auto& [element, nodes] : elementNodes[list]) {
+    for (const auto& [element, nodes] : held.*list) {
         std::map<int, int> counts;
         for (const int node : nodes) ++counts[node];
         for (const auto& [node, count] : counts) {
@@ -63,11 +63,12 @@ bool POAssemblyInfo::AddElements(const std::vector<std::uint64_t>& handles, Elem
         const int value = query(handle, lists[0], lists[1], lists[2]);
         queried.emplace_back(value, std::move(lists));
     }
-    elements.reserve(elements.size() + queried.size());
-    for (auto& [value, lists] : queried) {
-        elements.push_back(value);
-        for (std::size_t list = 0; list < lists.size(); ++list)
-            elementNodes[list].Add(ElementId(value), lists[list]);
+    held.elements.reserve(held.elements.size() + queried.size());
+    for (const auto& [value, lists] : queried) {
+        held.elements.push_back(value);
+        held.nodes1.Add(ElementId(value), lists[0]);
+        held.nodes2.Add(ElementId(value), lists[1]);
+        held.nodes3.Add(ElementId(value), lists[2]);
     }
     modified = true;
     return true;
@@ -82,43 +83,36 @@ int POAssemblyInfo::GetStorageType(int direction) {
 }
 
 int POAssemblyInfo::CopyFrom(std::shared_ptr<IPOBase> source) {
-    return CopyFromSameClass<POAssemblyInfo>(source, [this](const POAssemblyInfo& other) {
-        elements = other.elements;
-        elementNodes = other.elementNodes;
-    });
-}
-
-void POAssemblyInfo::ClearData() {
-    elements.clear();
-    elementNodes = {};
+    return CopyFromSameClass<POAssemblyInfo>(
+        source, [this](const POAssemblyInfo& other) { held = other.held; });
 }
 
 POAssemblyInfo::Body POAssemblyInfo::ReadBody() {
     Body body;
-    SerializeValue(IStreamer::eRead, body.elements);
-    for (NodeLists& lists : body.elementNodes) SerializeValue(IStreamer::eRead, lists);
+    SerializeBody<AssemblyInfoLayout>(IStreamer::eRead, body);
     return body;
 }
 
 void POAssemblyInfo::SerializeData(IStreamer::EDirection direction) {
-    if (direction == IStreamer::eWrite) {
-        SerializeValue(direction, elements);
-        for (NodeLists& lists : elementNodes) SerializeValue(direction, lists);
-        return;
-    }
-    const std::size_t held = elements.size();
+    if (direction == IStreamer::eWrite) return SerializeBody<AssemblyInfoLayout>(direction, held);
+    const std::size_t before = held.elements.size();
     ReadBodies([this] {
         Body body = ReadBody();
-        elements.insert(elements.end(), body.elements.begin(), body.elements.end());
-        for (std::size_t list = 0; list < elementNodes.size(); ++list)
-            KeepFirst(elementNodes[list], body.elementNodes[list]);
+        if (held.elements.empty())
+            held.elements.swap(body.elements);
+        else
+            held.elements.insert(held.elements.end(), body.elements.begin(), body.elements.end());
+        KeepFirst(held.nodes1, body.nodes1);
+        KeepFirst(held.nodes2, body.nodes2);
+        KeepFirst(held.nodes3, body.nodes3);
     });
-    SortElements(held);
+    SortElements(before);
 }
 
 /// By id, from that element on; raises when one comes twice.
 void POAssemblyInfo::SortElements(std::size_t from) {
     const auto precedes = [](int a, int b) { return ElementId(a) < ElementId(b); };
+    auto& elements = held.elements;
     const auto begin = elements.begin() + static_cast<std::ptrdiff_t>(from);
     if (!std::is_sorted(begin, elements.end(), precedes))
         std::sort(begin, elements.end(), precedes);

@@ -16,10 +16,10 @@ Span<const int> POBinaryTree::Tree::Items(int node) const {
 
 int POBinaryTree::Tree::LeafTotal(int leaf) const {
     std::uint32_t total = 0;  // wraps like the signed sum, but defined
-    for (const Counters& counts : leafCounts) {
-        const auto index = static_cast<std::size_t>(leaf);
-        if (index < counts.size()) total += static_cast<std::uint32_t>(counts[index]);
-    }
+    const auto index = static_cast<std::size_t>(leaf);
+    for (const Counters* counts :
+         {&leafCounts1, &leafCounts2, &leafCounts3, &leafCounts4, &leafCounts5})
+        if (index < counts->size()) total += static_cast<std::uint32_t>((*counts)[index]);
     return static_cast<int>(total);
 }
 
@@ -28,15 +28,18 @@ int POBinaryTree::SetTree(const Counters& leafCounts1, const Counters& leafCount
                           const Counters& leafCounts5, const std::map<int, std::set<int>>& nodeSets,
                           const std::map<int, std::vector<int>>& mappedItems, int tag, int idCount,
                           const std::vector<int>& auxiliaryList, int levelCount, int leafCount) {
-    auto filled = std::make_shared<Tree>(
-        Tree{tag,
-             idCount,
-             levelCount,
-             leafCount,
-             {},
-             {},
-             {leafCounts1, leafCounts2, leafCounts3, leafCounts4, leafCounts5},
-             auxiliaryList});
+    auto filled = std::make_shared<Tree>(Tree{tag,
+                                              idCount,
+                                              levelCount,
+                                              leafCount,
+                                              {},
+                                              {},
+                                              leafCounts1,
+                                              leafCounts2,
+                                              leafCounts3,
+                                              leafCounts4,
+                                              leafCounts5,
+                                              auxiliaryList});
     for (const auto& [node, items] : nodeSets)
         filled->nodeItems.Add(node, std::vector<int>(items.begin(), items.end()));
     for (const auto& [key, items] : mappedItems) filled->mappedItems.Add(key, items);
@@ -87,11 +90,5 @@ int POBinaryTree::CopyFrom(std::shared_ptr<IPOBase> source) {
 }
 
 void POBinaryTree::SerializeData(IStreamer::EDirection direction) {
-    {
-        const WriteLayout onePerLine(*this, 1);
-        SerializeValues(direction, tree->tag, tree->idCount, tree->levelCount, tree->leafCount);
-        for (Counters& counts : tree->leafCounts) SerializeValue(direction, counts);
-    }
-    const WriteLayout tenPerLine(*this, 10);
-    SerializeValues(direction, tree->nodeItems, tree->mappedItems, tree->auxiliaryList);
+    SerializeBody<BinaryTreeLayout>(direction, *tree);
 }

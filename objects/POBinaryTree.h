@@ -2,28 +2,18 @@
 #ifndef FIELDSTORE_POBINARYTREE_H
 #define FIELDSTORE_POBINARYTREE_H
 
-#include <array>
 #include <memory>
 
 #include "core/POBase.h"
 #include "fieldstore/IPOBinaryTree.h"
+#include "objects/BodyLayouts.h"
 #include "streams/ColumnMap.h"
 
 /// Body, after the version line: the four scalars, the five counter vectors, the items of the
 /// nodes, the mapped lists, the auxiliary list.
 class POBinaryTree final : public POBase, public IPOBinaryTree {
 public:
-    // The text of the unknown error names the other class that shares this one's origin; log
-    // readers know it that way.
-    static constexpr fieldstore::ClassTraits kTraits{"POBinaryTree",
-                                                     "file1.dat",
-                                                     fieldstore::kReplacing,
-                                                     eReadBinary,
-                                                     eWriteBinary,
-                                                     true,
-                                                     "Unknown error committing PODOFList object."};
-
-    POBinaryTree() : POBase(kTraits) {}
+    POBinaryTree() : POBase(fieldstore::BinaryTreeLayout::kTraits) {}
     ~POBinaryTree() override { CommitBeforeDestruction(); }
 
     int SetTree(const Counters& leafCounts1, const Counters& leafCounts2,
@@ -49,7 +39,7 @@ private:
         int leafCount = 0;
         fieldstore::ColumnMap<int, int> nodeItems;
         fieldstore::ColumnMap<int, int> mappedItems;
-        std::array<Counters, 5> leafCounts;
+        Counters leafCounts1, leafCounts2, leafCounts3, leafCounts4, leafCounts5;
         std::vector<int> auxiliaryList;
 
         fieldstore::Span<const int> Items(int node) const;

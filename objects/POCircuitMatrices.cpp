@@ -21,7 +21,7 @@ std::int64_t NearestFrequencyKey(double frequency) {
 
 bool POCircuitMatrices::SetMatrix(double frequency, int matrixType, int, int,
                                   const std::vector<double>& values) {
-    matrices.insert_or_assign({NearestFrequencyKey(frequency), matrixType}, values);
+    data.matrices.insert_or_assign({NearestFrequencyKey(frequency), matrixType}, values);
     modified = true;
     return true;
 }
@@ -31,8 +31,8 @@ IPOCircuitMatrices::Matrix POCircuitMatrices::GetMatrix(int frequencyIndex, int 
     constexpr std::int64_t outside = -1;
     const bool listed = frequencyIndex >= 0 && frequencyIndex < GetFrequencyCount();
     const auto key = listed ? NearestFrequencyKey(GetFrequency(frequencyIndex)) : outside;
-    const auto found = matrices.find({key, matrixType});
-    if (found == matrices.end()) return {};
+    const auto found = data.matrices.find({key, matrixType});
+    if (found == data.matrices.end()) return {};
     const std::vector<double>& stored = found->second;
     // Half a value more keeps the root of a perfect square from being rounded down.
     const double root = std::sqrt(static_cast<double>(stored.size()) + 0.5);
@@ -61,27 +61,29 @@ std::int64_t POCircuitMatrices::GetFrequencyCount() {
 
 int POCircuitMatrices::CopyFrom(std::shared_ptr<IPOBase> source) {
     return CopyFromSameClass<POCircuitMatrices>(source, [this](const POCircuitMatrices& other) {
-        matrices = other.matrices;
+        data = other.data;
         frequencies = other.frequencies;
     });
 }
 
 void POCircuitMatrices::ClearData() {
-    matrices.clear();
+    data = Body();
     frequencies.clear();
 }
 
-POCircuitMatrices::Matrices POCircuitMatrices::ReadBody() {
-    Matrices body;
-    SerializeValue(IStreamer::eRead, body);
+POCircuitMatrices::Body POCircuitMatrices::ReadBody() {
+    Body body;
+    SerializeBody<CircuitMatricesLayout>(IStreamer::eRead, body);
     return body;
 }
 
 void POCircuitMatrices::SerializeData(IStreamer::EDirection direction) {
-    if (direction == IStreamer::eWrite) return SerializeValue(direction, matrices);
+    if (direction == IStreamer::eWrite)
+        return SerializeBody<CircuitMatricesLayout>(direction, data);
     ReadBodies([this] {
-        Matrices body = ReadBody();
-        for (auto& [key, values] : body) matrices.insert_or_assign(key, std::move(values));
+        Body body = ReadBody();
+        for (auto& [key, values] : body.matrices)
+            data.matrices.insert_or_assign(key, std::move(values));
     });
-    frequencies = DistinctFrequencies(matrices);
+    frequencies = DistinctFrequencies(data.matrices);
 }

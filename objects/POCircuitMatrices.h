@@ -7,21 +7,13 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPOCircuitMatrices.h"
+#include "objects/BodyLayouts.h"
 
 /// Body: one map per commit, from (frequency key, matrix type) to the values. A load takes the last
 /// values of each key.
 class POCircuitMatrices final : public POBase, public IPOCircuitMatrices {
 public:
-    static constexpr fieldstore::ClassTraits kTraits{
-        "POCircuitMatrices",
-        "circuitmatrices.dat",
-        fieldstore::kAppending,
-        eReadBinary,
-        eWriteBinary,
-        false,
-        "Unknown error committing POCircuitMatrices object."};
-
-    POCircuitMatrices() : POBase(kTraits) {}
+    POCircuitMatrices() : POBase(fieldstore::CircuitMatricesLayout::kTraits) {}
     ~POCircuitMatrices() override { CommitBeforeDestruction(); }
 
     bool SetMatrix(double frequency, int matrixType, int ignored1, int ignored2,
@@ -41,11 +33,13 @@ protected:
 
 private:
     using MatrixKey = std::pair<std::int64_t, int>;  // frequency key, matrix type
-    using Matrices = std::map<MatrixKey, std::vector<double>>;
+    struct Body {
+        std::map<MatrixKey, std::vector<double>> matrices;
+    };
 
-    Matrices ReadBody();
+    Body ReadBody();
 
-    Matrices matrices;
+    Body data;
     std::vector<double> frequencies;  // as of the last load or copy
 };
 

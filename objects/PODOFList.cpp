@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/Messages.h"
+#include "objects/DOFBlock.h"
 
 using namespace fieldstore;
 
@@ -16,10 +17,6 @@ constexpr std::size_t kKind1 = 0;
 constexpr std::size_t kKind2 = 1;
 constexpr std::size_t kKind3 = 2;
 constexpr std::size_t kKind4 = 3;
-
-// Names of bookmarks are block numbers of up to five digits.
-constexpr int kBookmarkWidth = 6;
-constexpr int kMostBlocks = 100000;
 
 /// A count that the interface gives as an int, whatever damaged ranges add up to.
 int Clamped(std::int64_t value) {
@@ -155,7 +152,8 @@ bool PODOFList::HasExtraFor(const List& records, const Flat& extra) const {
 bool PODOFList::GroupByBlock(List& records, Flat& extra) const {
     const bool whole = std::all_of(records.kinds.begin(), records.kinds.end(),
                                    [](const DOFRecords& kind) { return kind.IsWhole(); });
-    if (!whole || records.blockCount < 1 || records.blockCount > kMostBlocks) return false;
+    if (!whole || records.blockCount < 1 || records.blockCount > DOFBlock::kMostBlocks)
+        return false;
     // Aside, so that no record loses its extra entries when the memory does not suffice.
     std::array<DOFRecords, kKinds> grouped;
     Flat groupedExtra;
@@ -307,53 +305,47 @@ void PODOFList::EndRead() {
 }
 
 void PODOFList::SerializeData(IStreamer::EDirection direction) {
-    const WriteLayout layout(*this, static_cast<std::uint32_t>(list.kinds[kKind4].width));
     if (direction == IStreamer::eRead) {
         // Those of what was held before belong to no record of what is read.
         widthExtra = 0;
         extraEntries.clear();
     }
-    if (!IsBlocked()) return SerializeWholeList(direction);
-    SerializeBlockedHeader(direction);
+    auto& [kind1, kind2, kind3, kind4] = list.kinds;
+    auto& [total1, total2, total3, total4] = list.totals;
+    struct {
+        int &distinctCount, &header1;
+        int &total1, &total2, &total3, &total4;
+        int &width1, &width2, &width3, &width4, &widthExtra;
+        Flat &records1, &records2, &records3, &records4;
+    } body{list.distinctCount, list.header1,  total1,       total2,      total3,     total4,
+           kind1.width,        kind2.width,   kind3.width,  kind4.width, widthExtra, kind1.entries,
+           kind2.entries,      kind3.entries, kind4.entries};
+    if (!IsBlocked()) return SerializeBody<DOFListLayout>(direction, body);
+    SerializeBody<BlockedDOFListHeader>(direction, body);
     if (direction == IStreamer::eWrite) return WriteBlocks();
     list.isPart = true;
     if (selectedBlock > kHeaderOnly) ReadSelectedBlock();
 }
 
-void PODOFList::SerializeWholeList(IStreamer::EDirection direction) {
-    auto& [kind1, kind2, kind3, kind4] = list.kinds;
-    auto& [total1, total2, total3, total4] = list.totals;
-    SerializeValues(direction, list.distinctCount, list.header1, total4, total2, total3, total1,
-                    kind4.width, kind4.entries, kind2.width, kind2.entries, kind3.width,
-                    kind3.entries, kind1.width, kind1.entries);
-}
-
-void PODOFList::SerializeBlockedHeader(IStreamer::EDirection direction) {
-    auto& [kind1, kind2, kind3, kind4] = list.kinds;
-    auto& [total1, total2, total3, total4] = list.totals;
-    SerializeValues(direction, list.distinctCount, list.header1, kind1.width, kind2.width,
-                    kind3.width, kind4.width, total4, total2, total3, total1, widthExtra);
-}
-
 void PODOFList::WriteBlocks() {
     ResetIndex();
-    SerializeIndex(IStreamer::eWrite, list.blockCount, kBookmarkWidth);
-    std::array<std::int64_t, kKinds> start{};  // of the block, in records
-    const auto writeEntries = [this](const Flat& entries, int width, std::int64_t first,
-                                     std::int64_t count) {
-        const auto* begin = reinterpret_cast<const char*>(entries.data() + width * first);
-        const auto bytes = static_cast<std::uint64_t>(width * count) * sizeof(int);
-        RequireGoodStream().Write(begin, bytes);
-    };
+    SerializeIndex(IStreamer::eWrite, list.blockCount, DOFBlock::kBookmarkWidth);
+    std::array<std::int64_t, DOFBlock::kArrays> begin{};  // of the block, in records
     for (std::size_t block = 0; block < static_cast<std::size_t>(list.blockCount); ++block) {
         SetBookmark(std::to_string(block), 0);
-        for (DOFRecords& kind : list.kinds) SerializeValue(IStreamer::eWrite, kind.counts[block]);
-        for (std::size_t k = 0; k < kKinds; ++k) {
-            const DOFRecords& kind = list.kinds[k];
-            writeEntries(kind.entries, kind.width, start[k], kind.counts[block]);
+        DOFBlock::KindCounts counts{};
+        for (std::size_t k = 0; k < kKinds; ++k) counts[k] = list.kinds[k].counts[block];
+        std::array<Span<const int>, DOFBlock::kArrays> arrays;
+        for (std::size_t k = 0; k < DOFBlock::kArrays; ++k) {
+            const bool isExtra = k == kKinds;
+            const Flat& entries = isExtra ? extraEntries : list.kinds[k].entries;
+            const std::int64_t width = isExtra ? widthExtra : list.kinds[k].width;
+            const std::int64_t count = counts[isExtra ? kKind2 : k];
+            arrays[k] = {entries.data() + width * begin[k],
+                         static_cast<std::size_t>(width * count)};
+            begin[k] += count;
         }
-        writeEntries(extraEntries, widthExtra, start[kKind2], list.kinds[kKind2].counts[block]);
-        for (std::size_t k = 0; k < kKinds; ++k) start[k] += list.kinds[k].counts[block];
+        DOFBlock::Write(RequireGoodStream(), counts, arrays);
     }
     SerializeIndex(IStreamer::eWrite, -1, 0);
 }
@@ -365,29 +357,12 @@ void PODOFList::ReadSelectedBlock() {
     POStreamIO& input = RequireGoodStream();
     input.Seek(static_cast<std::uint64_t>(GetBookmark(std::to_string(selectedBlock))));
 
-    std::array<std::int64_t, kKinds> counts{};
-    for (std::int64_t& count : counts) SerializeValue(IStreamer::eRead, count);
-    constexpr std::size_t arrays = kKinds + 1;
-    const std::array<std::int64_t, arrays> arrayCounts{
-        counts[kKind1], counts[kKind2], counts[kKind3], counts[kKind4], counts[kKind2]};
-    const std::array<int, arrays> widths{list.kinds[kKind1].width, list.kinds[kKind2].width,
-                                         list.kinds[kKind3].width, list.kinds[kKind4].width,
-                                         widthExtra};
+    const DOFBlock::Counts counts = DOFBlock::ReadCounts(input);
+    const DOFBlock::Widths widths{list.kinds[kKind1].width, list.kinds[kKind2].width,
+                                  list.kinds[kKind3].width, list.kinds[kKind4].width, widthExtra};
     // Nothing is resized before it is known that the file can hold it.
-    std::uint64_t room = input.InputLeft() / sizeof(int);
-    for (std::size_t i = 0; i < arrays; ++i) {
-        const auto count = static_cast<std::uint64_t>(arrayCounts[i]);
-        if (arrayCounts[i] < 0 || widths[i] < 0) RaiseSizeMismatch();
-        if (widths[i] > 0 && count > room / static_cast<std::uint64_t>(widths[i]))
-            RaiseSizeMismatch();
-        room -= count * static_cast<std::uint64_t>(widths[i]);
-    }
-    std::array<Flat, arrays> entries;
-    for (std::size_t i = 0; i < arrays; ++i) {
-        entries[i].resize(static_cast<std::size_t>(widths[i] * arrayCounts[i]));
-        const auto bytes = static_cast<std::int64_t>(entries[i].size() * sizeof(int));
-        RequireGoodStream().Read(reinterpret_cast<char*>(entries[i].data()), bytes);
-    }
-    for (std::size_t k = 0; k < kKinds; ++k) list.kinds[k].entries = std::move(entries[k]);
-    extraEntries = std::move(entries[kKinds]);
+    if (DOFBlock::FirstUnfit(counts, widths, input.InputLeft())) RaiseSizeMismatch();
+    auto arrays = DOFBlock::ReadArrays(input, counts, widths);
+    for (std::size_t k = 0; k < kKinds; ++k) list.kinds[k].entries = std::move(arrays[k]);
+    extraEntries = std::move(arrays[kKinds]);
 }

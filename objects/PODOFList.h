@@ -6,6 +6,7 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPODOFList.h"
+#include "objects/BodyLayouts.h"
 #include "objects/DOFRecords.h"
 
 /// Body, whole list: header values, then width and records of kinds 4, 2, 3 and 1. Body, blocked
@@ -13,15 +14,7 @@
 /// bookmark of a block is its number in decimal.
 class PODOFList final : public POBase, public IPODOFList {
 public:
-    static constexpr fieldstore::ClassTraits kTraits{"PODOFList",
-                                                     "file2.dat",
-                                                     fieldstore::kReplacing,
-                                                     eReadBinary,
-                                                     eWriteBinary,
-                                                     false,
-                                                     "Unknown error committing PODOFList object."};
-
-    PODOFList() : POBase(kTraits) {}
+    PODOFList() : POBase(fieldstore::DOFListLayout::kTraits) {}
     ~PODOFList() override { CommitBeforeDestruction(); }
 
     int VisitRecords(Sizes sizes, int* count1, Visitor visit1, int* count2, Visitor visit2,
@@ -100,8 +93,6 @@ private:
     void CallSizes(const Sizes& sizes) const;
     bool HasExtraFor(const List& records, const Flat& extra) const;
     bool GroupByBlock(List& records, Flat& extra) const;
-    void SerializeWholeList(IStreamer::EDirection direction);
-    void SerializeBlockedHeader(IStreamer::EDirection direction);
     void WriteBlocks();
     void ReadSelectedBlock();
 

@@ -10,7 +10,8 @@
 
 using namespace fieldstore;
 
-PODOFMap::PODOFMap() : POBase(kTraits), resolveFunction([] { return ResolveResult{}; }) {}
+PODOFMap::PODOFMap()
+    : POBase(DOFMapLayout::kTraits), resolveFunction([] { return ResolveResult{}; }) {}
 
 IPODOFMap::ResolveResult PODOFMap::ResolveDOFMap() {
     if (resolving) return {};  // the function asked for what it is computing
@@ -111,10 +112,12 @@ void PODOFMap::ClearData() {
 }
 
 void PODOFMap::SerializeData(IStreamer::EDirection direction) {
-    const WriteLayout layout(*this, 1);
-    std::vector<int> types(dofTypes.begin(), dofTypes.end());
-    SerializeValues(direction, dofMap, types);
+    struct {
+        Rows& rows;
+        std::vector<int> types;
+    } body{dofMap, {dofTypes.begin(), dofTypes.end()}};
+    SerializeBody<DOFMapLayout>(direction, body);
     if (direction == IStreamer::eWrite) return;
     dofTypes.clear();
-    for (const int type : types) dofTypes.push_back(static_cast<EDOFType>(type));
+    for (const int type : body.types) dofTypes.push_back(static_cast<EDOFType>(type));
 }

@@ -4,18 +4,11 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPODOFMap.h"
+#include "objects/BodyLayouts.h"
 
 /// Body: the rows, then one integer per type.
 class PODOFMap final : public POBase, public IPODOFMap {
 public:
-    static constexpr fieldstore::ClassTraits kTraits{"PODOFMap",
-                                                     "evdofmap.dat",
-                                                     fieldstore::kReplacing,
-                                                     eReadBinary,
-                                                     eWriteBinary,
-                                                     false,
-                                                     "Unknown error committing PODOFMap object."};
-
     PODOFMap();
     ~PODOFMap() override { CommitBeforeDestruction(); }
 

@@ -7,40 +7,47 @@
 using namespace fieldstore;
 
 bool POMeshTree::ContainsIdPair(int a, int b) {
-    return idPairs.Get().Contains(std::minmax({a, b}));
+    return held.idPairs.Contains(std::minmax({a, b}));
 }
 
 bool POMeshTree::SetIds(const std::set<int>& newIds) {
-    ids.Put(ColumnSet<int>(newIds));
+    held.ids = ColumnSet<int>(newIds);
+    UpdateHandedOut();
     modified = true;
     return true;
 }
 
 bool POMeshTree::SetIdPairs(const std::set<std::pair<int, int>>& newPairs) {
-    idPairs.Put(ColumnSet<std::pair<int, int>>(newPairs));
+    held.idPairs = ColumnSet<std::pair<int, int>>(newPairs);
+    UpdateHandedOut();
     modified = true;
     return true;
 }
 
+void POMeshTree::ClearData() {
+    held.idPairs.clear();
+    UpdateHandedOut();
+}
+
 int POMeshTree::CopyFrom(std::shared_ptr<IPOBase> source) {
     return CopyFromSameClass<POMeshTree>(source, [this](const POMeshTree& other) {
-        idPairs.Put(other.idPairs.Get());
-        ids.Put(other.ids.Get());
+        held = other.held;
+        UpdateHandedOut();
     });
 }
 
 void POMeshTree::SerializeData(IStreamer::EDirection direction) {
-    const WriteLayout layout(*this, 1);
-    if (direction == IStreamer::eWrite) {
-        WriteValue(idPairs.Get());
-        WriteValue(ids.Get());
-        return;
-    }
-    ColumnSet<std::pair<int, int>> storedPairs;
-    ColumnSet<int> storedIds;
-    SerializeValues(direction, storedPairs, storedIds);
+    if (direction == IStreamer::eWrite) return SerializeBody<MeshTreeLayout>(direction, held);
+    Body read;
+    SerializeBody<MeshTreeLayout>(direction, read);
     RequireIntactBody();
-    idPairs.Put(std::move(storedPairs));
-    storedIds.Unite(ids.Get());
-    ids.Put(std::move(storedIds));
+    // The ids held outlive a load, so those of a load that fails must not get among them.
+    read.ids.Unite(std::move(held.ids));
+    held = std::move(read);
+    UpdateHandedOut();
+}
+
+void POMeshTree::UpdateHandedOut() {
+    pairsHandedOut.Update(held.idPairs);
+    idsHandedOut.Update(held.ids);
 }

@@ -7,62 +7,62 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPOMeshTree.h"
+#include "objects/BodyLayouts.h"
 #include "streams/ColumnSet.h"
 
 /// Body: the pair set, then the id set.
 class POMeshTree final : public POBase, public IPOMeshTree {
 public:
-    static constexpr fieldstore::ClassTraits kTraits{"POMeshTree",
-                                                     "evtree.dat",
-                                                     fieldstore::kReplacing,
-                                                     eReadBinary,
-                                                     eWriteBinary,
-                                                     false,
-                                                     "Unknown error committing POMeshTree object."};
-
-    POMeshTree() : POBase(kTraits) {}
+    POMeshTree() : POBase(fieldstore::MeshTreeLayout::kTraits) {}
     ~POMeshTree() override { CommitBeforeDestruction(); }
 
-    const std::set<int>& GetIds() override { return ids.AsSet(); }
-    const std::set<std::pair<int, int>>& GetIdPairs() override { return idPairs.AsSet(); }
-    bool ContainsId(int id) override { return ids.Get().Contains(id); }
+    const std::set<int>& GetIds() override { return idsHandedOut.Of(held.ids); }
+    const std::set<std::pair<int, int>>& GetIdPairs() override {
+        return pairsHandedOut.Of(held.idPairs);
+    }
+    bool ContainsId(int id) override { return held.ids.Contains(id); }
     bool ContainsIdPair(int a, int b) override;
     bool SetIds(const std::set<int>& newIds) override;
     bool SetIdPairs(const std::set<std::pair<int, int>>& newPairs) override;
 
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     /// Empties the pairs alone; a load therefore unites the ids with those held.
-    void ClearData() override { idPairs.Put({}); }
+    void ClearData() override;
     bool ValidateData() override { return true; }
 
 protected:
     void SerializeData(IStreamer::EDirection direction) override;
 
 private:
-    /// Elements in one array, and in the set that hosts ask for from the first time on that one
-    /// does.
+    struct Body {
+        fieldstore::ColumnSet<std::pair<int, int>> idPairs;
+        fieldstore::ColumnSet<int> ids;
+    };
+
+    /// The set that hosts refer to, made when the first one asks for it and up to date from then
+    /// on.
     template <typename T>
-    class SetOnDemand {
+    class HandedOut {
     public:
-        const fieldstore::ColumnSet<T>& Get() const { return elements; }
-        void Put(fieldstore::ColumnSet<T> others) {
-            if (isHandedOut) handedOut = others.ToSet();
-            elements = std::move(others);
+        const std::set<T>& Of(const fieldstore::ColumnSet<T>& elements) {
+            if (!isAsked) set = elements.ToSet();
+            isAsked = true;
+            return set;
         }
-        const std::set<T>& AsSet() {
-            if (!isHandedOut) handedOut = elements.ToSet();
-            isHandedOut = true;
-            return handedOut;
+        void Update(const fieldstore::ColumnSet<T>& elements) {
+            if (isAsked) set = elements.ToSet();
         }
 
     private:
-        fieldstore::ColumnSet<T> elements;
-        std::set<T> handedOut;  // stays where it is, as hosts refer to it
-        bool isHandedOut = false;
+        std::set<T> set;
+        bool isAsked = false;
     };
 
-    SetOnDemand<std::pair<int, int>> idPairs;
-    SetOnDemand<int> ids;
+    void UpdateHandedOut();
+
+    Body held;
+    HandedOut<std::pair<int, int>> pairsHandedOut;
+    HandedOut<int> idsHandedOut;
 };
 
 #endif

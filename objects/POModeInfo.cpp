@@ -43,7 +43,7 @@ bool POModeInfo::AddModeData(double frequency, int port, const std::vector<Compl
     records.reserve(data.size());
     for (std::size_t mode = 0; mode < data.size(); ++mode)
         records.push_back({{(*groupOfMode)[mode], values[mode]}, data[mode]});
-    modes.insert_or_assign({*key, port}, std::move(records));
+    held.modes.insert_or_assign({*key, port}, std::move(records));
     modified = true;
     return true;
 }
@@ -53,8 +53,8 @@ const POModeInfo::Records* POModeInfo::Find(int frequencyIndex, int port) const 
     std::int64_t key = outside;
     if (frequencyIndex >= 0 && frequencyIndex < GetFrequencyCount())
         key = FrequencyKey(frequencies[static_cast<std::size_t>(frequencyIndex)]).value_or(outside);
-    const auto found = modes.find({key, port});
-    return found == modes.end() ? nullptr : &found->second;
+    const auto found = held.modes.find({key, port});
+    return found == held.modes.end() ? nullptr : &found->second;
 }
 
 std::vector<POModeInfo::Complex> POModeInfo::GetModeValues(int frequencyIndex, int port) const {
@@ -101,45 +101,42 @@ std::int64_t POModeInfo::GetFrequencyCount() const {
 
 int POModeInfo::GetPortCount() const {
     std::set<int> ports;
-    for (const auto& entry : modes) ports.insert(entry.first.second);
+    for (const auto& entry : held.modes) ports.insert(entry.first.second);
     return static_cast<int>(ports.size());
 }
 
 int POModeInfo::CopyFrom(std::shared_ptr<IPOBase> source) {
     return CopyFromSameClass<POModeInfo>(source, [this](const POModeInfo& other) {
-        modes = other.modes;
+        held = other.held;
         frequencies = other.frequencies;
     });
 }
 
 void POModeInfo::LogError(const std::string& message) {
     const std::string frequency =
-        modes.empty() ? "<unknown>" : std::to_string(modes.begin()->first.first);
+        held.modes.empty() ? "<unknown>" : std::to_string(held.modes.begin()->first.first);
     POBase::LogError("Frequency " + frequency + " reported: " + message);
 }
 
 bool POModeInfo::ValidateData() {
     std::map<std::int64_t, std::size_t> portCounts;
-    for (const auto& entry : modes) ++portCounts[entry.first.first];
+    for (const auto& entry : held.modes) ++portCounts[entry.first.first];
     return std::all_of(portCounts.begin(), portCounts.end(), [&](const auto& count) {
         return count.second == portCounts.begin()->second;
     });
 }
 
-POModeInfo::Modes POModeInfo::ReadBody() {
-    Modes body;
-    SerializeValue(IStreamer::eRead, body);
+POModeInfo::Body POModeInfo::ReadBody() {
+    Body body;
+    SerializeBody<ModeInfoLayout>(IStreamer::eRead, body);
     return body;
 }
 
 void POModeInfo::SerializeData(IStreamer::EDirection direction) {
-    if (direction == IStreamer::eWrite) {
-        const WriteLayout layout(*this, 1);
-        return SerializeValue(direction, modes);
-    }
+    if (direction == IStreamer::eWrite) return SerializeBody<ModeInfoLayout>(direction, held);
     ReadBodies([this] {
-        Modes body = ReadBody();
-        KeepFirst(modes, body);
+        Body body = ReadBody();
+        KeepFirst(held.modes, body.modes);
     });
-    frequencies = DistinctFrequencies(modes);
+    frequencies = DistinctFrequencies(held.modes);
 }

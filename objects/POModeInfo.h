@@ -7,20 +7,13 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPOModeInfo.h"
+#include "objects/BodyLayouts.h"
 
 /// Body: one map per commit, from (frequency key, port) to the records of the modes. A load takes
 /// the first record list of each key.
 class POModeInfo final : public POBase, public IPOModeInfo {
 public:
-    static constexpr fieldstore::ClassTraits kTraits{"POModeInfo",
-                                                     "modeinfo.dat",
-                                                     fieldstore::kAppending,
-                                                     eReadText,
-                                                     eWriteText,
-                                                     false,
-                                                     "Unknown error committing POModeInfo object."};
-
-    POModeInfo() : POBase(kTraits) {}
+    POModeInfo() : POBase(fieldstore::ModeInfoLayout::kTraits) {}
     ~POModeInfo() override { CommitBeforeDestruction(); }
 
     bool AddModeData(double frequency, int port, const std::vector<Complex>& values,
@@ -37,7 +30,7 @@ public:
 
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     void LogError(const std::string& message) override;
-    void ClearData() override { modes.clear(); }
+    void ClearData() override { held = Body(); }
     bool ValidateData() override;
 
 protected:
@@ -49,14 +42,16 @@ private:
     /// ((group, mode value), modal data)
     using ModeRecord = std::pair<std::pair<int, Complex>, std::vector<Complex>>;
     using Records = std::vector<ModeRecord>;
-    using Modes = std::map<ModeKey, Records>;
+    struct Body {
+        std::map<ModeKey, Records> modes;
+    };
     enum class Part { Voltage, Current };
 
     const Records* Find(int frequencyIndex, int port) const;
     std::vector<Complex> Matrix(int frequencyIndex, int port, bool modeRows, Part part) const;
-    Modes ReadBody();
+    Body ReadBody();
 
-    Modes modes;
+    Body held;
     std::vector<double> frequencies;  // as of the last load or copy
 };
 

@@ -72,7 +72,5 @@ bool POPortCircuitDOFs::ValidateData() {
 }
 
 void POPortCircuitDOFs::SerializeData(IStreamer::EDirection direction) {
-    const WriteLayout layout(*this, 1);
-    SerializeValues(direction, portDOFCount, offsetDOFCount, circuitDOFCount1, circuitDOFCount2,
-                    dofTable);
+    SerializeBody<PortCircuitDOFsLayout>(direction, *this);
 }

@@ -4,20 +4,12 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPOPortCircuitDOFs.h"
+#include "objects/BodyLayouts.h"
 
 /// Body: the four counts, then the table.
 class POPortCircuitDOFs final : public POBase, public IPOPortCircuitDOFs {
 public:
-    static constexpr fieldstore::ClassTraits kTraits{
-        "POPortCircuitDOFs",
-        "file3.dat",
-        fieldstore::kReplacing,
-        eReadText,
-        eWriteText,
-        false,
-        "Unknown error committing POPortCircuitDOFs object."};
-
-    POPortCircuitDOFs() : POBase(kTraits) {}
+    POPortCircuitDOFs() : POBase(fieldstore::PortCircuitDOFsLayout::kTraits) {}
     ~POPortCircuitDOFs() override { CommitBeforeDestruction(); }
 
     int GetData(int& portCount, int& offsetCount, int& circuitCount1, int& circuitCount2,
@@ -39,6 +31,8 @@ protected:
     void SerializeData(IStreamer::EDirection direction) override;
 
 private:
+    friend fieldstore::PortCircuitDOFsLayout;
+
     DOFLists List(std::int64_t start, std::int64_t count, const char* missing) const;
 
     int portDOFCount = 0;

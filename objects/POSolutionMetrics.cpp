@@ -118,10 +118,14 @@ void POSolutionMetrics::AddEdge(std::uint32_t edgeId, const std::vector<int>& no
 
 void POSolutionMetrics::SetHeaderFields(std::uint32_t field1, std::uint32_t field2,
                                         std::uint32_t field3, std::uint32_t field4) {
-    header[1] = field1;
-    header[2] = field2;
-    header[3] = field3;
-    header[4] = field4;
+    data.headerField1 = Stored(field1);
+    data.headerField2 = Stored(field2);
+    data.headerField3 = Stored(field3);
+    data.headerField4 = Stored(field4);
+}
+
+void POSolutionMetrics::SetHeaderId(std::uint32_t value) {
+    data.headerId = Stored(value);
 }
 
 std::uint32_t POSolutionMetrics::BuildNodeNeighbors() {
@@ -170,10 +174,14 @@ const IPOSolutionMetrics::ResolveFunctions& POSolutionMetrics::GetResolveFunctio
 
 void POSolutionMetrics::GetHeaderFields(std::uint32_t& field1, std::uint32_t& field2,
                                         std::uint32_t& field3, std::uint32_t& field4) {
-    field1 = header[1];
-    field2 = header[2];
-    field3 = header[3];
-    field4 = header[4];
+    field1 = Id(data.headerField1);
+    field2 = Id(data.headerField2);
+    field3 = Id(data.headerField3);
+    field4 = Id(data.headerField4);
+}
+
+void POSolutionMetrics::GetHeaderId(std::uint32_t& value) {
+    value = Id(data.headerId);
 }
 
 void POSolutionMetrics::GetValues(int entityType, std::uint32_t entityId, int valueType,
@@ -259,29 +267,28 @@ int POSolutionMetrics::GetStorageType(int direction) {
 
 int POSolutionMetrics::CopyFrom(std::shared_ptr<IPOBase> source) {
     return CopyFromSameClass<POSolutionMetrics>(source, [this](const POSolutionMetrics& other) {
+        const Header own = data;
         data = other.data;
+        static_cast<Header&>(data) = own;
         storageTypeOverride = other.storageTypeOverride;
     });
 }
 
-void POSolutionMetrics::SerializeBody(IStreamer::EDirection direction, Header& fields, Data& body) {
-    for (std::uint32_t& field : fields) {
-        int value = Stored(field);
-        SerializeValue(direction, value);
-        field = Id(value);
-    }
-    SerializeValues(direction, body.definitions, body.values, body.neighbors, body.positions,
-                    body.edges);
+void POSolutionMetrics::ClearData() {
+    const Header kept = data;
+    data = Body();
+    static_cast<Header&>(data) = kept;
 }
 
 void POSolutionMetrics::SerializeData(IStreamer::EDirection direction) {
-    if (direction == IStreamer::eWrite) return SerializeBody(direction, header, data);
+    if (direction == IStreamer::eWrite)
+        return SerializeBody<SolutionMetricsLayout>(direction, data);
     ReadBodies([this] {
         Body body = ReadBody();
         // That of an object without data, which contradicts no other.
-        if (body.second.IsEmpty()) return;
-        header = body.first;
-        Merge(std::move(body.second));
+        if (body.IsEmpty()) return;
+        static_cast<Header&>(data) = body;
+        Merge(std::move(body));
     });
     if (data.neighbors.empty() && BuildNodeNeighbors() != kSuccess)
         throw std::runtime_error(messages::kNoNeighbors);
@@ -290,11 +297,11 @@ void POSolutionMetrics::SerializeData(IStreamer::EDirection direction) {
 
 POSolutionMetrics::Body POSolutionMetrics::ReadBody() {
     Body body;
-    SerializeBody(IStreamer::eRead, body.first, body.second);
+    SerializeBody<SolutionMetricsLayout>(IStreamer::eRead, body);
     return body;
 }
 
-void POSolutionMetrics::Merge(Data body) {
+void POSolutionMetrics::Merge(Body body) {
     MergeDefinitions(std::move(body.definitions));
     MergeValues(std::move(body.values));
     if (data.neighbors.empty()) std::swap(data.neighbors, body.neighbors);

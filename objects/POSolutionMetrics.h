@@ -2,7 +2,6 @@
 #ifndef FIELDSTORE_POSOLUTIONMETRICS_H
 #define FIELDSTORE_POSOLUTIONMETRICS_H
 
-#include <array>
 #include <map>
 #include <utility>
 #include <vector>
@@ -10,6 +9,7 @@
 #include "core/POBase.h"
 #include "core/StorageTypeOverride.h"
 #include "fieldstore/IPOSolutionMetrics.h"
+#include "objects/BodyLayouts.h"
 #include "streams/ColumnMap.h"
 
 /// Body, one per commit and after the version line of the first: the five header values, the
@@ -19,16 +19,7 @@
 /// from 2^31 on before the small ones; getters go through them in unsigned order.
 class POSolutionMetrics final : public POBase, public IPOSolutionMetrics {
 public:
-    static constexpr fieldstore::ClassTraits kTraits{
-        "POSolutionMetrics",
-        "solutiondata.dat",
-        fieldstore::kAppending,
-        eReadBinary,
-        eWriteBinary,
-        true,
-        "Unknown error committing POSolutionMetrics object."};
-
-    POSolutionMetrics() : POBase(kTraits) {}
+    POSolutionMetrics() : POBase(fieldstore::SolutionMetricsLayout::kTraits) {}
     ~POSolutionMetrics() override { CommitBeforeDestruction(); }
 
     void AddValues(int entityType, std::uint32_t index, std::uint32_t entityId, int valueType,
@@ -36,7 +27,7 @@ public:
     void AddNode(std::uint32_t nodeId, const std::vector<double>& position,
                  const std::set<std::uint32_t>& neighborSet) override;
     void AddEdge(std::uint32_t edgeId, const std::vector<int>& nodeIds) override;
-    void SetHeaderId(std::uint32_t value) override { header[0] = value; }
+    void SetHeaderId(std::uint32_t value) override;
     void SetHeaderFields(std::uint32_t field1, std::uint32_t field2, std::uint32_t field3,
                          std::uint32_t field4) override;
     std::uint32_t BuildNodeNeighbors() override;
@@ -45,7 +36,7 @@ public:
     void GetNodes(std::vector<double>& xyz, std::vector<std::uint32_t>& ids) override;
     void GetNodeNeighbors(std::vector<int>& offsets, std::vector<std::uint32_t>& list) override;
     void GetEdges(std::vector<int>& flat) override;
-    void GetHeaderId(std::uint32_t& value) override { value = header[0]; }
+    void GetHeaderId(std::uint32_t& value) override;
     void GetHeaderFields(std::uint32_t& field1, std::uint32_t& field2, std::uint32_t& field3,
                          std::uint32_t& field4) override;
     void GetEntityIds(int entityType, int valueType, std::vector<std::uint32_t>& ids) override;
@@ -57,7 +48,7 @@ public:
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     int GetStorageType(int direction) override;
     /// Keeps the header.
-    void ClearData() override { data = Data(); }
+    void ClearData() override;
     bool ValidateData() override { return true; }
 
 protected:
@@ -72,8 +63,10 @@ private:
     using Neighbors = fieldstore::ColumnMap<int, int, fieldstore::EntryValues::Set>;
     using Positions = fieldstore::ColumnMap<int, double>;
     using Edges = fieldstore::ColumnMap<int, int>;
-    using Header = std::array<std::uint32_t, 5>;  // the header id and four fields
-    struct Data {
+    struct Header {  // ids and fields, stored as integers
+        int headerId = 0, headerField1 = 0, headerField2 = 0, headerField3 = 0, headerField4 = 0;
+    };
+    struct Body : Header {
         Definitions definitions;
         Values values;
         Neighbors neighbors;
@@ -85,22 +78,19 @@ private:
                    positions.empty() && edges.empty();
         }
     };
-    using Body = std::pair<Header, Data>;
 
     static int TypeKey(int entityType, int valueType);
     const Definition& DefinitionOf(int typeKey) const;
     std::vector<double> Resolve(const Definition& definition, const std::vector<double>& existing,
                                 const std::vector<double>& incoming) const;
-    void SerializeBody(IStreamer::EDirection direction, Header& fields, Data& body);
     Body ReadBody();
-    void Merge(Data body);
+    void Merge(Body body);
     void MergeDefinitions(Definitions body);
     void MergeValues(Values body);
     void AddNeighbors(int node, std::vector<int> sorted);
     void ResolveCollected();
 
-    Header header{};
-    Data data;
+    Body data;
     fieldstore::StorageTypeOverride storageTypeOverride;
 };
 

@@ -72,7 +72,7 @@ public:
         return {*this, static_cast<std::size_t>(found - sorted.begin())};
     }
 
-    /// The values of a key, until the map is changed.
+    /// The values of a key, until the map is changed or gone through.
     std::optional<Values> Find(const Key& key) const;
     /// Adds an entry, unless its key is there. Returns whether it was added.
     bool Add(const Key& key, Values added);

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "core/POIndex.h"
+#include "objects/DOFBlock.h"
 #include "streams/StreamErrors.h"
 #include "tool/Terminal.h"
 
@@ -115,12 +116,11 @@ void BodyReader::ReadBlocks(BlockedDOFListBody& body) {
 void BodyReader::ReadBlock(BlockedDOFListBody& body, int number, std::int64_t bookmark) {
     const std::string name = "block " + std::to_string(number);
     const auto begin = static_cast<std::uint64_t>(bookmark);
-    std::array<std::int64_t, 4> counts{};
     if (bookmark < 0 || begin >= fileSize)
         throw Fault(layout.fields[layout.fields.size() - 2].offset, bookmark >= 0,
                     "the file ends before " + name + ", whose bookmark is byte " +
                         std::to_string(bookmark));
-    if (fileSize - begin < sizeof counts)
+    if (fileSize - begin < sizeof(DOFBlock::KindCounts))
         throw Fault(begin, true, "the file ends inside the counts of " + name);
     entryOffset = begin;
     layout.fields.back().entries.push_back(begin);
@@ -130,30 +130,20 @@ void BodyReader::ReadBlock(BlockedDOFListBody& body, int number, std::int64_t bo
         layout.oddityOffsets.push_back(begin);
     }
     stream.Seek(begin);
-    for (std::int64_t& count : counts) stream.Read(count);
+    const DOFBlock::Counts counts = DOFBlock::ReadCounts(stream);
     RequireGood();
-    auto& block = body.blocks[number];
-    const std::array<std::int64_t, 5> arrayCounts{counts[0], counts[1], counts[2], counts[3],
-                                                  counts[1]};
-    for (std::size_t k = 0; k < arrayCounts.size(); ++k) {
-        const std::int64_t count = arrayCounts[k], width = body.Widths()[k];
-        const std::uint64_t left = fileSize - stream.Tell(), front = sizeof(std::uint64_t);
-        const std::uint64_t room = left < front ? 0 : (left - front) / sizeof(int);
+    if (const auto k = DOFBlock::FirstUnfit(counts, body.Widths(), fileSize - stream.Tell())) {
+        const std::int64_t count = counts[*k], width = body.Widths()[*k];
         const bool possible = count >= 0 && width >= 0;
-        if (!possible || left < front ||
-            (width > 0 &&
-             static_cast<std::uint64_t>(count) > room / static_cast<std::uint64_t>(width))) {
-            throw Fault(begin, possible,
-                        (possible ? "the file ends inside " : "impossible count in ") + name +
-                            ": " + std::to_string(count) + (count == 1 ? " record" : " records") +
-                            " of width " + std::to_string(width) + " should follow");
-        }
-        Ints& entries = *BlockedDOFListBody::Arrays(block)[k];
-        entries.resize(static_cast<std::size_t>(count * width));
-        stream.POStreamIO::Read(reinterpret_cast<char*>(entries.data()),
-                                static_cast<std::int64_t>(entries.size() * sizeof(int)));
-        RequireGood();
+        throw Fault(begin, possible,
+                    (possible ? "the file ends inside " : "impossible count in ") + name + ": " +
+                        std::to_string(count) + (count == 1 ? " record" : " records") +
+                        " of width " + std::to_string(width) + " should follow");
     }
+    auto arrays = DOFBlock::ReadArrays(stream, counts, body.Widths());
+    RequireGood();
+    const auto places = BlockedDOFListBody::Arrays(body.blocks[number]);
+    for (std::size_t k = 0; k < arrays.size(); ++k) *places[k] = std::move(arrays[k]);
     layout.end = std::max(layout.end, stream.Tell());
 }
 

@@ -63,7 +63,7 @@ public:
     }
     Layout Read(BlockedDOFListBody& body) {
         return Guarded([&] {
-            BlockedDOFListBody::VisitHeader(body, *this);
+            BlockedDOFListHeader::Visit(body, *this);
             ReadBlocks(body);
         });
     }

@@ -3,6 +3,7 @@
 
 #include "core/POIndex.h"
 #include "core/POVersion.h"
+#include "objects/DOFBlock.h"
 #include "tool/Error.h"
 
 namespace fieldstore::tool {
@@ -31,23 +32,22 @@ void BodyWriter::Write(const AnyBody& any) {
 }
 
 void BodyWriter::WriteBlocks(const BlockedDOFListBody& body) {
-    constexpr int bookmarkWidth = 6;
     if (stream.IsTextMode())
         throw Error("", "a DOF list in blocks has no text form", "Keep it binary.");
-    BlockedDOFListBody::VisitHeader(body, *this);
+    BlockedDOFListHeader::Visit(body, *this);
     POIndex index;
     std::vector<char> block;
     const std::uint64_t indexPosition = stream.Tell();
-    index.BuildIndex(block, static_cast<int>(body.blocks.size()), bookmarkWidth);
+    index.BuildIndex(block, static_cast<int>(body.blocks.size()), DOFBlock::kBookmarkWidth);
     stream.Write(block, 1, " ", "\n");
     for (const auto& [number, arrays] : body.blocks) {
         index.SetBookmark(std::to_string(number), static_cast<std::int64_t>(stream.Tell()));
         const auto entries = BlockedDOFListBody::Arrays(arrays);
-        for (std::size_t k = 0; k < 4; ++k)
-            stream.Write(static_cast<std::int64_t>(Records(*entries[k], body.Widths()[k])), "\n");
-        for (const Ints* array : entries)
-            stream.POStreamIO::Write(reinterpret_cast<const char*>(array->data()),
-                                     array->size() * sizeof(int));
+        DOFBlock::KindCounts counts{};
+        for (std::size_t k = 0; k < counts.size(); ++k)
+            counts[k] = static_cast<std::int64_t>(Records(*entries[k], body.Widths()[k]));
+        DOFBlock::Write(stream, counts,
+                        {*entries[0], *entries[1], *entries[2], *entries[3], *entries[4]});
     }
     stream.Seek(indexPosition);
     index.BuildIndex(block, -1, 0);

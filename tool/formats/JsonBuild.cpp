@@ -2,12 +2,11 @@
 #include <algorithm>
 #include <set>
 
+#include "objects/DOFBlock.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {
 namespace {
-
-constexpr int kMostBlocks = 100000;
 
 // Containers inside each other. What dump writes has nine at the most; without a bound, values that
 // are handled by recursion would use up the stack.
@@ -64,7 +63,7 @@ void RequireBlocksFit(const BlockedDOFListBody& body) {
                 throw Error("", "block " + std::to_string(number) + " does not fit the widths", "");
         }
     }
-    if (expected < 1 || expected > kMostBlocks) throw Error("", "1 to 100000 blocks", "");
+    if (expected < 1 || expected > DOFBlock::kMostBlocks) throw Error("", "1 to 100000 blocks", "");
 }
 
 /// Where the JSON of a field goes.

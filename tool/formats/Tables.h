@@ -31,7 +31,7 @@ private:
 
 template <typename Body>
 [[noreturn]] void RefuseClass(const std::string& format) {
-    throw Error("", "there is no " + format + " of " + Body::Object::kTraits.name,
+    throw Error("", "there is no " + format + " of " + Body::kTraits.name,
                 "fieldstore dump --help lists the formats of each class.");
 }
 
