@@ -48,6 +48,9 @@ struct Field {
     int perLine = 1;
 };
 
+// A new body is empty. Once read it holds what the file says, of which nothing is checked but that
+// it could be read: whether it makes sense is for Rules.h, and for the load of the class itself.
+
 struct ModeInfoBody {
     using Object = POModeInfo;
     static constexpr bool kLoadsAsStored = true;  // one body is what a load gives
@@ -138,7 +141,8 @@ struct DOFListBody {
     }
 };
 
-/// The other form of a DOF list: header values, bookmark index, blocks. Binary alone.
+/// The other form of a DOF list: header values, bookmark index, blocks. Binary alone. Of a list
+/// that was read from a damaged file, the blocks that are not whole are missing.
 struct BlockedDOFListBody {
     using Object = PODOFList;
     static constexpr bool kLoadsAsStored = true;
