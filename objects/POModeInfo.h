@@ -10,6 +10,9 @@
 
 /// Body: one map per commit, from (frequency key, port) to the records of the modes. A load takes
 /// the first record list of each key.
+///
+/// Modes that were added since the last load or copy are held and committed, but getters by index
+/// find only those whose frequency was there then.
 class POModeInfo final : public POBase, public IPOModeInfo {
 public:
     static constexpr fieldstore::ClassTraits kTraits{"POModeInfo",
@@ -52,6 +55,7 @@ private:
     using Modes = std::map<ModeKey, Records>;
     enum class Part { Voltage, Current };
 
+    /// Null when there are none.
     const Records* Find(int frequencyIndex, int port) const;
     std::vector<Complex> Matrix(int frequencyIndex, int port, bool modeRows, Part part) const;
     Modes ReadBody();

@@ -6,6 +6,9 @@
 #include "fieldstore/IPOPortCircuitDOFs.h"
 
 /// Body: the four counts, then the table.
+///
+/// Valid with a positive count of ports or circuits and a table, or with neither; whether the table
+/// has every position that the counts ask for shows only when a list is made.
 class POPortCircuitDOFs final : public POBase, public IPOPortCircuitDOFs {
 public:
     static constexpr fieldstore::ClassTraits kTraits{
@@ -39,6 +42,7 @@ protected:
     void SerializeData(IStreamer::EDirection direction) override;
 
 private:
+    /// Raises `missing` when a position is not in the table.
     DOFLists List(std::int64_t start, std::int64_t count, const char* missing) const;
 
     int portDOFCount = 0;
