@@ -12,9 +12,12 @@ namespace fieldstore {
 ///
 /// Entry 0 of a record is its owner, entries 1 and 2 are the first and last degree of freedom of
 /// its range.
+///
+/// Without a width in a new object; the first record that is appended, or a file, gives it one.
 class DOFRecords {
 public:
-    /// A record as it lies in the list; entries beyond its width read as -1.
+    /// A record as it lies in the list; entries beyond its width read as -1. Requires: entries that
+    /// stay where they are while it is used.
     class Record {
     public:
         Record(const int* begin, std::size_t size) : entries(begin), width(size) {}
@@ -35,7 +38,9 @@ public:
 
     /// The number of whole records.
     int Count() const;
+    /// Requires: 0 <= index < Count().
     Record At(int index) const;
+    /// Requires: a `visit` that leaves the list alone.
     template <typename Visit>
     void ForEach(Visit visit) const {
         for (int i = 0; i < Count(); ++i) visit(At(i));
@@ -51,10 +56,11 @@ public:
     }
 
     /// The records sorted by block section, in their order within one, and counted. `order` gets
-    /// where each of them was.
+    /// where each of them was. Requires: IsWhole() and a positive number of blocks.
     DOFRecords GroupedByBlock(int blockCount, std::vector<int>& order) const;
 
-    /// The entries of `flat`, `recordWidth` to a record, in the given order of records.
+    /// The entries of `flat`, `recordWidth` to a record, in the given order of records. Requires:
+    /// `flat` has every record that `order` names.
     static std::vector<int> Reordered(const std::vector<int>& flat, std::size_t recordWidth,
                                       const std::vector<int>& order);
 

@@ -11,6 +11,9 @@
 
 /// Body: one map per commit, from (frequency key, matrix type) to the values. A load takes the last
 /// values of each key.
+///
+/// Matrices that were set since the last load or copy are held and committed, but getters by index
+/// find only those whose frequency was there then.
 class POCircuitMatrices final : public POBase, public IPOCircuitMatrices {
 public:
     POCircuitMatrices() : POBase(fieldstore::CircuitMatricesLayout::kTraits) {}

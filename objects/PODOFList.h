@@ -12,6 +12,10 @@
 /// Body, whole list: header values, then width and records of kinds 4, 2, 3 and 1. Body, blocked
 /// list: header values, the bookmark index, then per block four counts and five raw blocks; the
 /// bookmark of a block is its number in decimal.
+///
+/// The selected block says which form a load and a commit take; a load of the blocked form reads
+/// its header, and one block unless kHeaderOnly. A list is valid once every kind has a width and,
+/// to be stored whole, some kind has records. One that was loaded in part cannot be committed.
 class PODOFList final : public POBase, public IPODOFList {
 public:
     PODOFList() : POBase(fieldstore::DOFListLayout::kTraits) {}
@@ -65,7 +69,7 @@ private:
     };
     using Deliveries = std::array<Delivery, kKinds>;
 
-    /// Everything that a copy takes over and that clearing resets.
+    /// Everything that a copy takes over and that clearing resets. In a new one all is unknown.
     struct List {
         std::array<fieldstore::DOFRecords, kKinds> kinds;  // kinds 1 to 4
         std::array<int, kKinds> totals{kUnknown, kUnknown, kUnknown, kUnknown};
@@ -76,7 +80,9 @@ private:
         Ids indexMap;         // record entry 3 to entry 1, for every range counted while adding
         bool isPart = false;  // loaded without all of its blocks
 
+        /// False for a record of another width than the first of its kind. Requires: kind < kKinds.
         bool Add(std::size_t kind, const std::vector<int>& record, int reserve);
+        /// False when a record did not fit. Requires: a new list.
         bool AddAll(const Deliveries& deliveries);
         int BlockCountFromRecords() const;
     };
@@ -93,13 +99,15 @@ private:
     void CallSizes(const Sizes& sizes) const;
     bool HasExtraFor(const List& records, const Flat& extra) const;
     bool GroupByBlock(List& records, Flat& extra) const;
+    /// Requires: records grouped and counted by block, as CheckBeforeWrite() sees to.
     void WriteBlocks();
+    /// Requires: the header was read just before, and a block is selected.
     void ReadSelectedBlock();
 
     List list;
     int selectedBlock = kWholeList;
     int widthExtra = 0;
-    Flat extraEntries;  // `widthExtra` per kind-2 record
+    Flat extraEntries;  // `widthExtra` per kind-2 record, else no commit in blocks
 };
 
 #endif

@@ -7,6 +7,9 @@
 #include "objects/BodyLayouts.h"
 
 /// Body: the rows, then one integer per type.
+///
+/// While rows or types are empty and nothing is modified, their getters load the map, or else
+/// resolve and store it.
 class PODOFMap final : public POBase, public IPODOFMap {
 public:
     PODOFMap();
@@ -31,11 +34,12 @@ protected:
 
 private:
     bool HasType(int index, EDOFType type) const;
+    /// Does nothing while the resolve function runs.
     void LoadOrResolve() noexcept;
     void ResolveAndStore();
 
     Rows dofMap;
-    Rows transposedMap;  // cache of GetTransposedDOFMap()
+    Rows transposedMap;  // cache of GetTransposedDOFMap(), perhaps of former rows
     std::vector<EDOFType> dofTypes;
     ResolveFunction resolveFunction;
     bool resolving = false;  // the resolve function runs; it may call back

@@ -11,6 +11,9 @@
 
 /// Body: one map per commit, from (frequency key, port) to the records of the modes. A load takes
 /// the first record list of each key.
+///
+/// Modes that were added since the last load or copy are held and committed, but getters by index
+/// find only those whose frequency was there then.
 class POModeInfo final : public POBase, public IPOModeInfo {
 public:
     POModeInfo() : POBase(fieldstore::ModeInfoLayout::kTraits) {}
@@ -47,6 +50,7 @@ private:
     };
     enum class Part { Voltage, Current };
 
+    /// Null when there are none.
     const Records* Find(int frequencyIndex, int port) const;
     std::vector<Complex> Matrix(int frequencyIndex, int port, bool modeRows, Part part) const;
     Body ReadBody();

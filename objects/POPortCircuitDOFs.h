@@ -7,6 +7,9 @@
 #include "objects/BodyLayouts.h"
 
 /// Body: the four counts, then the table.
+///
+/// Valid with a positive count of ports or circuits and a table, or with neither; whether the table
+/// has every position that the counts ask for shows only when a list is made.
 class POPortCircuitDOFs final : public POBase, public IPOPortCircuitDOFs {
 public:
     POPortCircuitDOFs() : POBase(fieldstore::PortCircuitDOFsLayout::kTraits) {}
@@ -33,6 +36,7 @@ protected:
 private:
     friend fieldstore::PortCircuitDOFsLayout;
 
+    /// Raises `missing` when a position is not in the table.
     DOFLists List(std::int64_t start, std::int64_t count, const char* missing) const;
 
     int portDOFCount = 0;

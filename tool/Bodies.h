@@ -22,6 +22,9 @@ using Complex = std::complex<double>;
 using Ints = std::vector<int>;
 using Doubles = std::vector<double>;
 
+// A new body is empty. Once read it holds what the file says, of which nothing is checked but that
+// it could be read: whether it makes sense is for Rules.h, and for the load of the class itself.
+
 struct ModeInfoBody : ModeInfoLayout {
     static constexpr bool kLoadsAsStored = true;  // one body is what a load gives
     using Record = std::pair<std::pair<int, Complex>, std::vector<Complex>>;
@@ -70,7 +73,7 @@ struct DOFListBody : DOFListLayout {
     }
 };
 
-/// The other form of a DOF list: header values, bookmark index, blocks. Binary alone.
+/// Of a list that was read from a damaged file, the blocks that are not whole are missing.
 struct BlockedDOFListBody : BlockedDOFListLayout {
     static constexpr bool kLoadsAsStored = true;
     int distinctCount = 0, header1 = 0;

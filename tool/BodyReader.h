@@ -24,7 +24,7 @@ struct Fault : std::runtime_error {
     bool cut;  // they are, as far as they go: the file ends too early
 };
 
-/// Where a field stands in the file.
+/// Where a field stands in the file. Only fields of several entries have more than an offset.
 struct FieldPlace {
     std::string_view name;
     std::uint64_t offset = 0;
@@ -34,7 +34,7 @@ struct FieldPlace {
     std::vector<std::uint64_t> disordered;  // entries before which they should stand
 };
 
-/// Where a body and its parts stand in the file.
+/// Where a body and its parts stand in the file, field by field in the order of the file.
 struct Layout {
     std::uint64_t begin = 0;
     std::uint64_t end = 0;
@@ -42,7 +42,8 @@ struct Layout {
     std::vector<std::string> oddities;  // about bookmarks
     std::vector<std::uint64_t> oddityOffsets;
 
-    /// The offset of a field; of an entry, or of the field when entries do not stand in order.
+    /// The offset of a field; of an entry, or of the field when entries do not stand in order. That
+    /// of the body when it has no such field.
     std::uint64_t Of(std::string_view field) const;
     std::uint64_t Of(std::string_view field, std::size_t entry) const;
 };
@@ -51,12 +52,15 @@ struct Layout {
 ///
 /// Containers are taken entry by entry rather than in one call, because an offset and a repeated
 /// key are to be told; each entry is read by the stream.
+///
+/// After a Fault the stream is anywhere, and no further body can be read.
 class BodyReader {
 public:
+    /// Requires: an open input, which outlives the reader, and the length of its file.
     BodyReader(POStreamFileIO& input, std::uint64_t size) : stream(input), fileSize(size) {}
 
     /// Reads one body from the stream's position; raises Fault. Of a list in blocks, the body then
-    /// has those that are whole.
+    /// has those that are whole. Requires: a new body.
     template <typename Body>
     Layout Read(Body& body) {
         return Guarded([&] { Body::Visit(body, *this); });
@@ -153,6 +157,7 @@ Layout BodyReader::Guarded(const Action& action) {
     return std::move(layout);
 }
 
+/// Requires: a container that is not empty.
 template <typename K, typename V>
 const K& LastKey(const std::map<K, V>& map) {
     return map.rbegin()->first;

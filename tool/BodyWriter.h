@@ -11,14 +11,18 @@
 
 namespace fieldstore::tool {
 
-/// Writes bodies to a file as commits do. Visitor of bodies.
+/// Writes bodies to a file as commits do. Visitor of bodies. Open until Close(); one that is
+/// destroyed before may lack the end of what was written.
 class BodyWriter {
 public:
-    /// The version text, where there is one, becomes the first line.
+    /// Empties the file. The version text, where there is one, becomes the first line; raises when
+    /// a load would not find it there.
     BodyWriter(const TemporaryFile& file, bool text, const std::optional<std::string>& version);
 
+    /// Requires: a writer that is open, and the kind that the file has. Raises for a DOF list in
+    /// blocks when the file is text.
     void Write(const AnyBody& body);
-    /// Raises what the last flush raises.
+    /// Raises what the last flush raises. Requires: a writer that is open.
     void Close();
 
     template <typename T>

@@ -12,12 +12,13 @@
 
 namespace fieldstore::tool {
 
-/// What is known of a kind of body apart from its data.
+/// What is known of a kind of body apart from its data. A class is one kind, but for the DOF list,
+/// which is two. Never changes.
 struct Kind {
     const ClassTraits* traits;
     bool blocked;        // the second form of its class
     bool loadsAsStored;  // a load of one body gives that body
-    AnyBody (*make)();
+    AnyBody (*make)();   // a new body of the kind
 
     std::string_view ClassName() const { return traits->name; }
     bool Appends() const { return (traits->persistFlags & kAppend) != 0; }
@@ -30,6 +31,7 @@ const std::vector<Kind>& Kinds();
 std::vector<std::size_t> KindsOfClass(const std::string& name);
 /// The kinds of the class whose default file name it is; none for another name.
 std::vector<std::size_t> KindsOfFileName(std::string_view name);
+/// The position of every kind.
 std::vector<std::size_t> AllKinds();
 
 }  // namespace fieldstore::tool

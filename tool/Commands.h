@@ -10,10 +10,11 @@
 
 namespace fieldstore::tool {
 
-/// What the command line asks for; returns the exit status.
+/// What the command line asks for; returns the exit status. Empty until a command was parsed.
 using Action = std::function<int()>;
 
 // Each adds its command to the program and sets `action` when that command is given.
+// Requires: an `action` that lives as long as the program.
 void AddLs(CLI::App& program, Action& action);
 void AddShow(CLI::App& program, Action& action);
 void AddDump(CLI::App& program, Action& action);
@@ -26,7 +27,7 @@ void AddMerge(CLI::App& program, Action& action);
 void AddDiff(CLI::App& program, Action& action);
 void AddUnlock(CLI::App& program, Action& action);
 
-// Options that commands share.
+// Options that commands share. Requires: a variable that lives as long as the program.
 inline void AddClassOption(CLI::App& command, std::string& className) {
     command
         .add_option("--class", className,

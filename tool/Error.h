@@ -16,7 +16,8 @@ inline constexpr int kDone = 0;
 inline constexpr int kFound = 1;  // check: problems, diff: differences
 inline constexpr int kTrouble = 2;
 
-/// Why a command cannot go on: where, what, and what to do about it. main() prints it.
+/// Why a command cannot go on: where, what, and what to do about it. main() prints it. Has one line
+/// at least.
 class Error : public std::runtime_error {
 public:
     Error(const std::string& file, const std::string& cause, const std::string& remedy,

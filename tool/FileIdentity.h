@@ -9,7 +9,8 @@
 
 namespace fieldstore::tool {
 
-/// What tells whether a file is still the same one with the same content.
+/// What tells whether a file is still the same one with the same content: a picture of the moment
+/// in which it was taken.
 class FileIdentity {
 public:
     /// Of the file that a name leads to; nothing when there is none.

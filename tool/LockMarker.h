@@ -10,7 +10,8 @@
 
 namespace fieldstore::tool {
 
-/// The marker file that a writer's lock consists of.
+/// The marker file that a writer's lock consists of, as it was found; its writer may remove it at
+/// any time.
 struct LockMarker {
     std::string path;
     std::chrono::seconds age;
@@ -26,7 +27,8 @@ std::optional<LockMarker> FindMarker(const std::string& markerPath);
 /// The marker beside a data file, or a marker itself.
 std::optional<LockMarker> FindLock(const std::string& path);
 
-/// Holds the lock of a data file; raises at once when another has it.
+/// Holds the lock of a data file, from its making, which raises at once when another has it, to
+/// Release() or its end.
 class HeldLock {
 public:
     HeldLock(const std::string& dataPath, const std::string& lockDirectory);
@@ -34,7 +36,8 @@ public:
     HeldLock(const HeldLock&) = delete;
     HeldLock& operator=(const HeldLock&) = delete;
 
-    /// Gives the lock back; raises when that fails, as nobody could write any more.
+    /// Gives the lock back; raises when that fails, as nobody could write any more. Requires: a
+    /// lock that was not given back yet.
     void Release();
 
 private:

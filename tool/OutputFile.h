@@ -12,7 +12,8 @@
 namespace fieldstore::tool {
 
 /// A file that comes into being whole or not at all: written beside its place, brought to the disk
-/// and renamed.
+/// and renamed. A temporary file until Publish(), which ends with its content in place; one that is
+/// never published leaves the target alone.
 class OutputFile : public TemporaryFile {
 public:
     /// Raises when `target` exists and must not be replaced, is no file, or its directory cannot be
@@ -22,6 +23,7 @@ public:
     /// replaced or a new file's.
     void Resemble(const std::string& other) { model = other; }
     /// The only step that touches the target. `lastLook` may still raise, right before it.
+    /// Requires: whole content, and a file that was not published yet.
     void Publish(const std::function<void()>& lastLook = {});
 
 private:

@@ -15,7 +15,7 @@ namespace fieldstore::tool {
 ///
 /// The work need not know of it: a thread asks the system how far into the file this process has
 /// read or written. So the bar moves while an object of the library loads or stores as well. Of
-/// nested ones the outermost shows.
+/// nested ones the outermost shows; the others do nothing. Requires: the main thread.
 class Progress {
 public:
     /// `path` is the file that is worked through and `total` its length; without them the bar
@@ -29,7 +29,8 @@ public:
     /// Takes the bar off the screen, which other text may then go to. Safe in a signal handler.
     static void Erase();
 
-    /// No bar while results go to the terminal, which the two would share.
+    /// No new bar while results go to the terminal, which the two would share. Requires: the main
+    /// thread.
     class Silence {
     public:
         Silence();

@@ -7,13 +7,15 @@
 
 namespace fieldstore::tool {
 
-/// Sees to it that the usual signals to end remove the files that the objects below name.
+/// Sees to it that the usual signals to end remove the files that the objects below name. Signals
+/// that are ignored already, as under nohup, stay so.
 void RemoveFilesOnSignals();
 
 /// A file that does not outlive the program: a signal that ends it removes the file first.
 class RemovedOnSignal {
 public:
-    /// The path must stay where it is and as it is while the object lives.
+    /// Requires: a path that stays where it is and as it is while the object lives. Raises
+    /// std::logic_error for the ninth file at a time.
     explicit RemovedOnSignal(const std::string& path);
     ~RemovedOnSignal();
     RemovedOnSignal(const RemovedOnSignal&) = delete;
@@ -23,7 +25,7 @@ private:
     std::size_t slot;
 };
 
-/// Makes those signals wait, as between making a file and naming it above.
+/// Makes those signals wait while it lives, as between making a file and naming it above.
 class HeldSignals {
 public:
     HeldSignals();

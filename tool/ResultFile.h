@@ -19,13 +19,15 @@ namespace fieldstore::tool {
 enum class State { Whole, Torn, Unreadable };
 const char* NameOf(State state);
 
+/// Where a whole body stands, and how many entries it has.
 struct BodyPlace {
     std::uint64_t begin;
     std::uint64_t end;
     std::size_t entries;
 };
 
-/// What a file is, found out by reading all of it.
+/// What a file is, found out by reading all of it; a picture of that moment. Any file but a whole
+/// one has a fault.
 struct ResultFile {
     std::string path;
     std::uint64_t size = 0;
@@ -57,15 +59,16 @@ ResultFile Inspect(const std::string& path, const std::string& className = "");
 ResultFile InspectReadable(const std::string& path, const std::string& className = "");
 /// And for one that must be whole.
 ResultFile InspectWhole(const std::string& path, const std::string& className = "");
-/// Raises the file's fault as an error.
+/// Raises the file's fault as an error. Requires: a file that is not whole.
 [[noreturn]] void RaiseFault(const ResultFile& file, const std::string& remedy);
 
 using BodyVisitor = std::function<void(AnyBody& body, const Layout& layout)>;
-/// Reads the whole bodies one after another.
+/// Reads the whole bodies one after another; `visit` may be empty. Raises when they are not those
+/// of before. Requires, as the loads below: a file that is not unreadable.
 void ForEachBody(const ResultFile& file, const BodyVisitor& visit);
 
 /// A torn DOF list in blocks as far as it can be saved: the whole blocks. A lost one before these
-/// is empty, so that they keep their numbers.
+/// is empty, so that they keep their numbers. Raises when no block is whole. Requires: such a list.
 AnyBody SavedBlocks(const ResultFile& file);
 
 /// The result of loading the file as a host does.
@@ -74,7 +77,7 @@ int LoadResult(const ResultFile& file);
 void RequireLoads(const ResultFile& file, const std::string& shownPath);
 /// Loads the file as a host does and stores it anew, as one body. Raises when it does not load.
 void StoreLoaded(const ResultFile& file, TemporaryFile& target);
-/// What a host has after a load, in the form of a body.
+/// What a host has after a load, in the form of a body; a new one for a file without bodies.
 AnyBody LoadedBody(const ResultFile& file);
 
 /// A path as given, or found in a directory that was given.

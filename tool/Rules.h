@@ -21,7 +21,8 @@ struct Finding {
     std::string text;
 };
 
-/// What was found; of many findings of one rule the first ones, and their number.
+/// What was found; of many findings of one rule the first ones, and their number. Findings are of
+/// the body that was begun last, and of the whole file before the first and after EndBodies().
 class Findings {
 public:
     explicit Findings(std::size_t shownPerRule) : limit(shownPerRule) {}
@@ -54,7 +55,9 @@ private:
     std::map<std::string, Rule> rules;
 };
 
-/// The structural rules of one class, over all bodies of a file.
+/// The structural rules of one class, over all bodies of a file. Remembers what later bodies and
+/// Finish() are held against, so it serves one file. Requires: Body() for each body in the order of
+/// the file, then Finish() once.
 class Rules {
 public:
     Rules() = default;
@@ -65,7 +68,7 @@ public:
     virtual void Finish() {}
 };
 
-/// The rules of a kind, with those of all kinds.
+/// The rules of a kind, with those of all kinds. Requires: findings that live as long.
 std::unique_ptr<Rules> RulesOf(std::size_t kind, Findings& findings);
 
 }  // namespace fieldstore::tool

@@ -12,7 +12,8 @@
 
 namespace fieldstore::tool {
 
-/// A temporary file that goes with the object.
+/// A temporary file that goes with the object: named and open at first, without a name after
+/// Remove() or ForgetName(), and then of no more use.
 ///
 /// It stays open, since in a directory of several people its name may come to mean another file
 /// between two openings.
@@ -29,7 +30,8 @@ public:
     /// The same file once more, whatever has become of its name, and without what it held. Raises
     /// when the system refuses.
     platform::File OpenEmptied() const;
-    /// Has `write` give the content; raises when it did not get there whole.
+    /// Has `write` give the content, in place of what there was; raises when it did not get there
+    /// whole.
     void Fill(const std::function<void(std::ostream&)>& write) const;
     /// An object of the library has put a file of its own in this one's place: goes on with that
     /// one. Raises when it cannot be the object's.

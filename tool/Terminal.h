@@ -12,6 +12,7 @@
 
 namespace fieldstore::tool {
 
+/// As the numbers that a terminal knows them by.
 enum class Colour { Red = 31, Green = 32, Yellow = 33 };
 
 /// The text in a colour where the results go to a terminal and NO_COLOR is not set.
@@ -24,7 +25,7 @@ void Say(const Error& error);
 /// Asks on the terminal; false when there is none.
 bool Confirmed(const std::string& question);
 
-/// Rows of cells in columns as wide as their widest cell.
+/// Rows of cells in columns as wide as their widest cell; rows may have fewer cells than others.
 class Table {
 public:
     void Add(std::vector<std::string> cells) { rows.push_back(std::move(cells)); }

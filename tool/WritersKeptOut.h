@@ -13,7 +13,8 @@
 namespace fieldstore::tool {
 
 /// Keeps the writers of a data file out while it is replaced: holds the locks that they take, those
-/// of the name given and, for a link, of the file that it leads to.
+/// of the name given and, for a link, of the file that it leads to. Until Release(), or the end of
+/// the object, which gives the locks back and leaves the marks.
 class WritersKeptOut {
 public:
     /// Raises when a writer holds a lock; or when the mark of an append stands and nobody has said
@@ -21,8 +22,10 @@ public:
     WritersKeptOut(const std::string& dataPath, const std::string& lockDirectory);
     /// Whether an append has begun or ended all the same.
     bool AppendBegan() const;
+    /// Raises when one has.
     void RequireNoAppend() const;
-    /// Removes the marks, as what they stand for has been put right, and gives the locks back.
+    /// Removes the marks that stood at first and gives the locks back. Requires: what the marks
+    /// stand for has been put right; called once.
     void Release();
 
 private:

@@ -21,7 +21,7 @@ Json ToJson(double value);
 double DoubleFromJson(const Json& json);
 
 /// A value as JSON: pairs become objects whose names are the labels, maps arrays of such objects,
-/// complex numbers [real, imaginary].
+/// complex numbers [real, imaginary]. Requires: a label for every part, as Field::parts has.
 template <typename T>
 Json ToJson(const T& value, const Label* labels) {
     if constexpr (IsPair<T>::value) {
@@ -64,9 +64,12 @@ T IntegerFromJson(const Json& json) {
     return json.get<T>();
 }
 
+/// The way back from ToJson(); raises for anything else. Requires: the same labels, and an empty
+/// value.
 template <typename T>
 void FromJson(const Json& json, const Label* labels, T& value);
 
+/// FromJson() of pairs.
 template <typename T, std::size_t... I>
 void PairFromJson(const Json& json, const Label* labels, T& value) {
     if (!json.is_object() || json.size() != kLeaves<T>)
@@ -127,6 +130,7 @@ void FromJson(const Json& json, const Label* labels, T& value) {
 std::string ReportText(const Json& report);
 
 /// Writes a file's bodies as one JSON document, an entry of a field to a line, a body at a time.
+/// Requires: a file that is not unreadable.
 void DumpJson(const ResultFile& file, std::ostream& out);
 
 /// The head of such a document.
@@ -136,6 +140,8 @@ struct JsonHead {
     std::optional<std::string> version;
 };
 /// Reads a document: `begin` gets its head, then `take` every body. Raises what is wrong with it.
+/// A member of the head that stands behind the bodies makes it start over, from a second `begin`
+/// on, where the document can be read again. Requires: a `begin` that drops what was taken.
 void BuildFromJson(std::istream& document, const std::function<void(const JsonHead&)>& begin,
                    const std::function<void(const AnyBody&)>& take);
 

@@ -11,7 +11,8 @@
 
 namespace fieldstore::tool {
 
-/// The files of a format that wants several, in a directory of the person's choice.
+/// The files of a format that wants several, in a directory of the person's choice. "" and "-" are
+/// standard output, which takes one file alone.
 class FileSet {
 public:
     FileSet(std::string directoryPath, bool replaceFiles)
@@ -29,6 +30,7 @@ private:
     bool replace;
 };
 
+/// Raises that a format has no form for the class of a body.
 template <typename Body>
 [[noreturn]] void RefuseClass(const std::string& format) {
     throw Error("", "there is no " + format + " of " + Body::kTraits.name,
