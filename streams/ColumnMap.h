@@ -179,10 +179,9 @@ void ColumnMap<Key, T, kValues>::Set(const Key& key, std::vector<T> changed) {
 
 template <typename Key, typename T, EntryValues kValues>
 std::vector<T>& ColumnMap<Key, T, kValues>::Loosened(const Key& key) {
-    const auto [place, isNew] = waiting.try_emplace(key);
-    const std::size_t position = isNew ? PositionOf(key) : keys.size();
-    if (position != keys.size()) place->second = ValuesAt(position).ToVector();
-    return place->second;
+    const auto place = waiting.lower_bound(key);
+    if (place != waiting.end() && place->first == key) return place->second;
+    return waiting.emplace_hint(place, key, ValuesAt(PositionOf(key)).ToVector())->second;
 }
 
 template <typename Key, typename T, EntryValues kValues>

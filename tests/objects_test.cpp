@@ -503,6 +503,74 @@ TEST(Metrics, MergeBodiesOnLoad) {
     }
 }
 
+TEST(Metrics, AreTheSameInWhateverOrderTheyAreAdded) {
+    constexpr std::uint32_t count = 5000, step = 1237;  // without a common divisor
+    const auto fill = [](IPOSolutionMetrics& metrics, std::uint32_t factor) {
+        metrics.DefineValues(1, 0, 1, IPOSolutionMetrics::eSum);
+        for (int time = 0; time < 2; ++time) {
+            for (std::uint32_t i = 0; i < count; ++i) {
+                const std::uint32_t id = i * factor % count;
+                const std::uint32_t first = id + 1, second = id + 2,
+                                    other = time == 0 ? first : second;
+                metrics.AddValues(1, id % 7, id, 0, {0.5 * id});
+                metrics.AddNode(id, {1.0 * id, 0, 0}, {other});
+                metrics.AddEdge(id, {static_cast<int>(id), static_cast<int>(second)});
+            }
+        }
+    };
+    Object<IPOSolutionMetrics> ordered, shuffled;
+    fill(*ordered.typed, 1);
+    fill(*shuffled.typed, step);
+    Reals values;
+    std::vector<std::uint32_t> indices;
+    shuffled->GetValues(1, 4003, 0, values, indices);
+    EXPECT_EQ(values, Reals{4003});
+    EXPECT_EQ(indices, (std::vector<std::uint32_t>{4003 % 7}));
+    ASSERT_EQ(ordered.Store(), 0);
+    ASSERT_EQ(shuffled.StoreAndLoad(), 0);
+    EXPECT_TRUE(shuffled.Stored() == ordered.Stored());
+    // Header, definition; entries of 28 bytes for values, of 28 for two neighbours, 36 for
+    // positions and 20 for edges, each kind behind its count.
+    EXPECT_EQ(ordered.Stored().size(), 20u + 20u + 4 * 8u + count * (28u + 20u + 36u + 20u));
+    ASSERT_EQ(shuffled.Store(), 0);  // appends what was loaded
+    EXPECT_TRUE(shuffled.Stored() == ordered.Stored() + ordered.Stored());
+    std::vector<int> offsets;
+    std::vector<std::uint32_t> neighbors;
+    shuffled->GetNodeNeighbors(offsets, neighbors);
+    ASSERT_EQ(neighbors.size(), 2 * count);
+    EXPECT_EQ(neighbors[2 * 777], 778u);
+    EXPECT_EQ(neighbors[2 * 777 + 1], 779u);
+}
+
+TEST(Metrics, LoadWhatIsInAnyOrderInTheFile) {
+    Object<IPOSolutionMetrics> metrics;
+    const auto entries = [](std::initializer_list<std::string> parts) {
+        std::string all = Count(static_cast<std::int64_t>(parts.size()));
+        for (const std::string& part : parts) all += part;
+        return all;
+    };
+    // The second entry of a key does not count; neighbours that come twice or in disorder do once.
+    WriteFile(
+        metrics.directory / metrics.base.GetFileName(),
+        Integers({0, 0, 0, 0, 0}) + entries({Integers({10, 1, IPOSolutionMetrics::eMax})}) +
+            entries({Integers({10, 0, 5}) + RealVector({5}), Integers({10, 0, 3}) + RealVector({3}),
+                     Integers({10, 0, 4}) + RealVector({4}),
+                     Integers({10, 0, 3}) + RealVector({9})}) +
+            entries({Integers({2}) + Vector({9, 7, 7}), Integers({1}) + Vector({2})}) +
+            entries({}) + entries({}));
+    ASSERT_EQ(metrics.base.Load(), 0);
+    for (const std::uint32_t entity : {3u, 4u, 5u}) {
+        Reals values;
+        std::vector<std::uint32_t> indices;
+        metrics->GetValues(1, entity, 0, values, indices);
+        EXPECT_EQ(values, Reals{1.0 * entity});
+    }
+    std::vector<int> offsets;
+    std::vector<std::uint32_t> neighbors;
+    metrics->GetNodeNeighbors(offsets, neighbors);
+    EXPECT_EQ(neighbors, (std::vector<std::uint32_t>{2, 7, 9}));
+}
+
 TEST(Metrics, RefuseAFunctionThatDoesNotExist) {
     Object<IPOSolutionMetrics> metrics;
     const std::string body = MetricsBytes();
