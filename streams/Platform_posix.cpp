@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <utility>
 
@@ -257,6 +259,18 @@ std::string BootId() {
     if (!file.IsOpen() || file.Read(text, sizeof text - 1) <= 0) return {};
     const std::string id(text);
     return id.substr(0, id.find('\n'));
+}
+
+namespace {
+
+std::atomic<std::uint32_t> forks{0};
+// It fails only without memory, as the library is loaded; a child is then taken for its parent.
+[[maybe_unused]] const int forksAreCounted = pthread_atfork(nullptr, nullptr, [] { ++forks; });
+
+}  // namespace
+
+std::uint32_t ForksSoFar() {
+    return forks.load(std::memory_order_relaxed);
 }
 
 std::int64_t ProcessId() {

@@ -219,6 +219,10 @@ std::string BootId() {
     return {};
 }
 
+std::uint32_t ForksSoFar() {
+    return 0;
+}
+
 std::int64_t ProcessId() {
     return static_cast<std::int64_t>(GetCurrentProcessId());
 }
