@@ -62,7 +62,7 @@ bool LockClaim::IsNext() {
 }
 
 void LockClaim::LetOthersFirst() {
-    // A second commit in a row is a cheap one: what it needs is still in the processor's caches.
+    // What a second commit in a row needs is still in the processor's caches.
     if (std::bernoulli_distribution(kGoesAhead)(random)) return;
     Time given{0};
     while (given < kLongestCourtesy && AnotherHasIt()) given += Nap(kLongestCourtesy - given);

@@ -31,8 +31,8 @@ public:
     LockClaim(const LockClaim&) = delete;
     LockClaim& operator=(const LockClaim&) = delete;
 
-    /// Waits while another writer has the claim, for some milliseconds at most; now and then,
-    /// by lot, it does not.
+    /// Waits while another writer has the claim, for some milliseconds at most. By lot, it does so
+    /// in two of five cases: a second commit in a row is a cheap one.
     void LetOthersFirst();
     /// Whether this writer may take the lock when it is free. Takes the claim when nobody has it.
     bool IsNext();

@@ -15,8 +15,8 @@ public:
 
     /// Makes one attempt less than the retry count, each failed one followed by a pause. When the
     /// marker goes away during a pause, whoever has the claim tries for it at once, which does not
-    /// count as an attempt. Waits a few milliseconds before the first attempt while another writer
-    /// has the claim.
+    /// count as an attempt. May wait a few milliseconds before the first attempt for another writer
+    /// that has the claim.
     void Lock() override;
     void UnlockIfLocked() override;
     /// An absent marker is a released lock.

@@ -16,14 +16,11 @@ public:
     /// What Commit() waits for before it returns 0. Any integer may arrive.
     enum EDurability : int {
         /// The data and their name are on the disk, and survive a power cut. A later commit under
-        /// the
-        /// lock notices what a power cut left of a commit that had not returned.
+        /// the lock notices what a power cut left of a commit that had not returned.
         eSynced = 1,
         /// The system has the data, and they survive the death of the process. A power cut within
-        /// the
-        /// next half minute or so may take the commit back, or leave a torn end that later commits
-        /// do
-        /// not notice, and lose the old content of a file that was replaced.
+        /// the next half minute or so may take the commit back, or leave a torn end that later
+        /// commits do not notice, and lose the old content of a file that was replaced.
         eUnsynced = 2
     };
 

@@ -70,7 +70,7 @@ template <typename T>
 void FromJson(const Json& json, const Label* labels, T& value);
 
 /// FromJson() of pairs.
-template <typename T, std::size_t... I>
+template <typename T>
 void PairFromJson(const Json& json, const Label* labels, T& value) {
     if (!json.is_object() || json.size() != kLeaves<T>)
         throw Error("", "an object of " + std::to_string(kLeaves<T>) + " members is wanted", "");
