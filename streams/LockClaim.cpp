@@ -63,7 +63,7 @@ bool LockClaim::IsNext() {
 
 void LockClaim::LetOthersFirst() {
     // What a second commit in a row needs is still in the processor's caches.
-    if (std::bernoulli_distribution(kGoesAhead)(random)) return;
+    if (!AnotherHasIt() || std::bernoulli_distribution(kGoesAhead)(random)) return;
     Time given{0};
     while (given < kLongestCourtesy && AnotherHasIt()) given += Nap(kLongestCourtesy - given);
 }
