@@ -186,10 +186,5 @@ int Main(int argc, char** argv) {
 }  // namespace bench
 
 int main(int argc, char** argv) {
-    try {
-        return bench::Main(argc, argv);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return 2;
-    }
+    return bench::RunGuarded(&bench::Main, argc, argv);
 }

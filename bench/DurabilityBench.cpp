@@ -3,9 +3,7 @@
 // that append and that replace, in memory and on a disk, with durability and without it.
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -125,10 +123,5 @@ int Main(int argc, char** argv) {
 }  // namespace bench
 
 int main(int argc, char** argv) {
-    try {
-        return bench::Main(argc, argv);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return 2;
-    }
+    return bench::RunGuarded(&bench::Main, argc, argv);
 }

@@ -4,6 +4,7 @@
 #include <linux/magic.h>
 #include <stdlib.h>
 #include <sys/vfs.h>
+#include <exception>
 
 #include <algorithm>
 #include <cerrno>
@@ -89,6 +90,15 @@ void WarnIf(bool wrong, const char* what) {
 }
 
 }  // namespace
+
+int RunGuarded(int (*program)(int argc, char** argv), int argc, char** argv) {
+    try {
+        return program(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 2;
+    }
+}
 
 CommandLine::CommandLine(int argc, char** argv, std::vector<std::string> defaults,
                          std::map<std::string, std::string> values)

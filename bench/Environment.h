@@ -14,6 +14,9 @@
 
 namespace bench {
 
+/// Runs a program's own main(); an error is told and gives the status 2.
+int RunGuarded(int (*program)(int argc, char** argv), int argc, char** argv);
+
 /// Takes the options named in `values` ("--name=value") off the command line; what is left goes to
 /// the benchmark library, together with `defaults`, which the user's options override.
 class CommandLine {

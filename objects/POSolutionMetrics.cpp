@@ -199,10 +199,7 @@ void POSolutionMetrics::GetValues(int entityType, std::uint32_t entityId, int va
         const int index = (*next).first.second.first;
         const auto found = data.values.Find({typeKey, {index, Stored(entityId)}});
         if (found) byIndex.emplace_hint(byIndex.end(), index, *found);
-        next = data.values.lower_bound({typeKey, {index, largest}});
-        const bool isLargest =
-            next != data.values.end() && (*next).first == ValueKey{typeKey, {index, largest}};
-        if (isLargest) ++next;
+        next = data.values.upper_bound({typeKey, {index, largest}});
     }
     InUnsignedOrder(byIndex, [&](int index, Span<const double> values) {
         indicesOut.push_back(Id(index));

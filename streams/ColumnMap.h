@@ -44,7 +44,6 @@ public:
 
         const_iterator(const ColumnMap& ofMap, std::size_t atIndex) : map(&ofMap), index(atIndex) {}
         value_type operator*() const { return {map->keys[index], map->ValuesAt(index)}; }
-        const Key& KeyOfEntry() const { return map->keys[index]; }
         const_iterator& operator++() {
             ++index;
             return *this;
@@ -69,6 +68,13 @@ public:
     const_iterator lower_bound(const Key& key) const {
         const auto& sorted = Settled().keys;
         const auto found = std::lower_bound(sorted.begin(), sorted.end(), key);
+        return {*this, static_cast<std::size_t>(found - sorted.begin())};
+    }
+
+    /// The first entry whose key follows `key`.
+    const_iterator upper_bound(const Key& key) const {
+        const auto& sorted = Settled().keys;
+        const auto found = std::upper_bound(sorted.begin(), sorted.end(), key);
         return {*this, static_cast<std::size_t>(found - sorted.begin())};
     }
 
