@@ -9,6 +9,7 @@ if(FIELDSTORE_DEBIAN)
   set(package_of_library libfieldstore${PROJECT_VERSION_MAJOR})
   set(package_of_development libfieldstore-dev)
   set(package_of_tools fieldstore-tools)
+  set(package_of_python python3-fieldstore)
   set(doc_of_development ${CMAKE_INSTALL_DATADIR}/doc/${package_of_development})
   set(doc_of_tools ${CMAKE_INSTALL_DATADIR}/doc/${package_of_tools})
   set(zsh_functions ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
@@ -37,11 +38,13 @@ install(FILES
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH prefix_from_pkgconfig /usr/${pkgconfig_dir} /usr)
 configure_file(cmake/fieldstore.pc.in fieldstore.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/fieldstore.pc DESTINATION ${pkgconfig_dir}
-  COMPONENT development)
+configure_file(cmake/fieldstore-mpi.pc.in fieldstore-mpi.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/fieldstore.pc ${PROJECT_BINARY_DIR}/fieldstore-mpi.pc
+  DESTINATION ${pkgconfig_dir} COMPONENT development)
 
 install(FILES docs/behaviour.md docs/file-format.md docs/getting-started.md docs/installing.md
-  docs/scaling.md docs/troubleshooting.md
+  docs/mpi.md docs/scaling.md docs/scaling-model.svg
+  docs/troubleshooting.md
   DESTINATION ${doc_of_development} COMPONENT development)
 install(DIRECTORY examples/quickstart DESTINATION ${doc_of_development}/examples
   COMPONENT development)

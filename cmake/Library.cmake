@@ -3,14 +3,20 @@ set(FIELDSTORE_STREAMS
   streams/ColumnEncoding.cpp
   streams/DoubleText.cpp
   streams/FileBuffer.cpp
+  streams/InputArea.cpp
   streams/LockClaim.cpp
+  streams/MemoryBuffer.cpp
   streams/NumberText.cpp
+  streams/OutputArea.cpp
   streams/PODataServiceIO.cpp
   streams/POFileLocker.cpp
   streams/POStreamFileIO.cpp
   streams/POStreamIO.cpp
   streams/POWindowsFileLocker.cpp
   streams/RetryPause.cpp
+  streams/SinkBuffer.cpp
+  streams/StopRequest.cpp
+  streams/WordScan.cpp
   streams/Writer.cpp
   $<$<NOT:$<PLATFORM_ID:Windows>>:streams/FileAttributes_posix.cpp>
   streams/Platform_$<IF:$<PLATFORM_ID:Windows>,windows,posix>.cpp)

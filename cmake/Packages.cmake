@@ -17,6 +17,9 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL library development tools)
+if(FIELDSTORE_BUILD_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_VERBATIM_VARIABLES ON)
 
@@ -50,6 +53,7 @@ install(FILES cmake/debian/library.overrides DESTINATION ${CMAKE_INSTALL_DATADIR
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${package_of_development})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION "libdevel\nMulti-Arch: same")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${package_of_library} (= ${deb_version})")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "mpi-default-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
 "store for finite-element result data - development files
 fieldstore keeps the result data of an electromagnetic finite-element solver,
@@ -65,7 +69,25 @@ set(CPACK_DEBIAN_TOOLS_DESCRIPTION
 fieldstore keeps the result data of an electromagnetic finite-element solver.
 .
 This package holds the program that lists, shows, checks, dumps, builds,
-repairs, compacts, converts, merges and compares result files.")
+repairs, seals, compacts, converts, merges, compares and watches result files.")
+
+# The module fits the minor version of the interpreter that it was built for.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME ${package_of_python})
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+  "python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}~), python3 (<< ${Python_VERSION_MAJOR}.${python_next}), python3-numpy")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS python3-matplotlib)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS
+  "fieldstore-tools, python3-pandas, python3-scikit-rf, python3-scipy, python3-xarray")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+  "${PROJECT_SOURCE_DIR}/cmake/debian/python/postinst;${PROJECT_SOURCE_DIR}/cmake/debian/python/prerm")
+set(CPACK_DEBIAN_PYTHON_DESCRIPTION
+"store for finite-element result data - Python package
+fieldstore keeps the result data of an electromagnetic finite-element solver.
+.
+This package holds the module fieldstore for Python, which reads result files
+as NumPy arrays, writes and plots them, and the programs fieldstore-report
+and fieldstore-plot, which the tool runs. It contains the library.")
 
 # What Debian wants with every package.
 include(${CMAKE_CURRENT_LIST_DIR}/SourceDate.cmake)

@@ -42,7 +42,13 @@ AppendRecord AppendRecord::Now(std::uint64_t length, std::string dataPath) {
     return {length, Writer::ThisProcess(), platform::BootId(), std::move(dataPath)};
 }
 
-bool AppendRecord::OutlivedItsMachine() const {
+AppendRecord AppendRecord::OfOneStep(std::uint64_t length, std::string dataPath) {
+    AppendRecord record = Now(length, std::move(dataPath));
+    record.boot = kOneStep;
+    return record;
+}
+
+bool AppendRecord::EndsData() const {
     if (!writer) return false;
     return writer->Now() == Writer::State::OnAnotherHost || boot != platform::BootId();
 }

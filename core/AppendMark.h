@@ -23,7 +23,8 @@ namespace fieldstore {
 /// A commit gives 0 only after its mark is gone for good, so whatever follows the length of a mark
 /// was never acknowledged. After the death of a process it is what was written so far, and whole
 /// bodies in it are kept. After a power cut it may be anything: a file system may have lengthened
-/// the file before the data came, and zeros read as bodies.
+/// the file before the data came, and zeros read as bodies. The same holds for an append that many
+/// processes make at once, each at its place; a mark of one names no run of the machine.
 struct AppendRecord {
     std::uint64_t length;  // of the data before the append; kUnknownLength for an empty mark
     std::optional<Writer>
@@ -32,12 +33,17 @@ struct AppendRecord {
     std::string dataPath;
 
     static constexpr std::uint64_t kUnknownLength = ~std::uint64_t{0};
+    /// In place of the run of the machine; no run has this name, so older versions of the library
+    /// take what follows the length for worth nothing as well.
+    static constexpr const char* kOneStep = "none: one step";
 
     /// That of this process for these data.
     static AppendRecord Now(std::uint64_t length, std::string dataPath);
-    /// Whether the power may have gone since: the writer's machine is another one, or was started
-    /// again. What is behind the length is then worth nothing.
-    bool OutlivedItsMachine() const;
+    /// The same for an append that counts as a whole or not at all.
+    static AppendRecord OfOneStep(std::uint64_t length, std::string dataPath);
+    /// Whether what is behind the length is worth nothing: the append is one step, or the power may
+    /// have gone since, as the writer's machine is another one, or was started again.
+    bool EndsData() const;
 
     std::string Text() const;
     /// Nothing when the text is no mark's. An empty one is: its writer died before it wrote.

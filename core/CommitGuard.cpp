@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "core/AppendMark.h"
 #include "core/Messages.h"
 #include "streams/FileExists.h"
 
@@ -41,15 +40,18 @@ void CommitGuard::TakeLock() {
     lockHeld = true;
 }
 
-void CommitGuard::PrepareAppend() {
-    if (storage.File() == nullptr) return;
+void CommitGuard::PrepareAppend(Append append) {
+    const bool isFile = storage.File() != nullptr;
     const std::string path = storage.Identifier();
-    if (FileExists(path) && !fs::is_regular_file(path)) return;  // a device has no end
-    if (lockHeld) VouchForEnd();
+    if (!isFile || (FileExists(path) && !fs::is_regular_file(path))) {  // a device has no end
+        if (append == Append::AllOrNothing) throw std::runtime_error(messages::kNoMark);
+        return;
+    }
+    if (lockHeld) VouchForEnd(append);
     if (storage.stream->IsTextMode()) RequireEndedText();
 }
 
-void CommitGuard::VouchForEnd() {
+void CommitGuard::VouchForEnd(Append append) {
     const std::string data = WholePath(storage.Identifier());
     const auto places = storage.MarkPlaces();
     std::vector<std::string> left;    // by writers that died
@@ -62,12 +64,16 @@ void CommitGuard::VouchForEnd() {
         if (isOfData && (!latest || found.record.length > latest->length)) latest = found.record;
         if (isOfData || found.kind == AppendMark::Kind::Nothing) usable.push_back(place);
     }
-    if (latest && latest->OutlivedItsMachine())
-        Cut(FileLength(storage.Identifier()), latest->length);
+    if (latest && latest->EndsData()) Cut(FileLength(storage.Identifier()), latest->length);
     const bool vouchedFor = left.empty() && usable.size() == places.size();
     if (!vouchedFor) CutTornTail(latest ? latest->length : AppendRecord::kUnknownLength);
     for (const std::string& place : left) RemoveMarkAt(place);
-    if (!SetMark(usable, data) && vouchedFor) CutTornTail(AppendRecord::kUnknownLength);
+    const bool oneStep = append == Append::AllOrNothing;
+    const auto length = FileLength(storage.Identifier());
+    const bool marked = SetMark(
+        usable, oneStep ? AppendRecord::OfOneStep(length, data) : AppendRecord::Now(length, data));
+    if (!marked && oneStep) throw std::runtime_error(messages::kNoMark);
+    if (!marked && vouchedFor) CutTornTail(AppendRecord::kUnknownLength);
 }
 
 void CommitGuard::CutTornTail(std::uint64_t lengthBefore) const {
@@ -95,9 +101,7 @@ void CommitGuard::Cut(std::uint64_t length, std::uint64_t end) const {
 }
 
 /// Returns whether there was a place for it.
-bool CommitGuard::SetMark(const std::vector<std::string>& places, const std::string& data) {
-    const std::string path = storage.Identifier();
-    const auto record = AppendRecord::Now(FileLength(path), data);
+bool CommitGuard::SetMark(const std::vector<std::string>& places, const AppendRecord& record) {
     for (const std::string& place : places) {
         const auto error = platform::CreateExclusively(place, record.Text(), storage.synced);
         if (error && !platform::TakesNoFile(error))

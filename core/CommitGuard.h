@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "core/AppendMark.h"
 #include "core/ObjectStorage.h"
 
 namespace fieldstore {
@@ -25,6 +26,9 @@ struct StoredBodies {
 /// where none can stand, the file is read through first.
 class CommitGuard {
 public:
+    /// What counts of an append that ended halfway.
+    enum class Append { WholeBodies, AllOrNothing };
+
     CommitGuard(ObjectStorage& where, StoredBodies bodies);
     ~CommitGuard();
     CommitGuard(const CommitGuard&) = delete;
@@ -34,8 +38,8 @@ public:
     /// Clears up after a writer that died, cutting what it left behind the last whole body, and
     /// sets the mark. Without the lock another writer may be at work, and only the last byte is
     /// looked at. Raises when something other than an append that ended halfway has happened to the
-    /// data.
-    void PrepareAppend();
+    /// data, and when one that counts as a whole can have no mark.
+    void PrepareAppend(Append append);
     void OpenOutput(bool append);
     /// Closes the output and gives everything back. In this order: the data are on the disk before
     /// the mark goes, and the mark is gone, from the disk as well, before the commit is
@@ -43,10 +47,10 @@ public:
     void Finish();
 
 private:
-    void VouchForEnd();
+    void VouchForEnd(Append append);
     void CutTornTail(std::uint64_t lengthBefore) const;
     void Cut(std::uint64_t length, std::uint64_t end) const;
-    bool SetMark(const std::vector<std::string>& places, const std::string& data);
+    bool SetMark(const std::vector<std::string>& places, const AppendRecord& record);
     void RemoveMarkAt(const std::string& path) const;
     void ClearMark() noexcept;
     void RequireEndedText() const;

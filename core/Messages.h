@@ -18,6 +18,11 @@ inline constexpr char kBadStream[] = "Bad stream.";
 inline constexpr char kInvalidData[] = "Data validation failed.";
 inline constexpr char kDamagedBeforeAppend[] =
     "The data are damaged before the last commit; repair them first.";
+inline constexpr char kNoMark[] =
+    "No mark can be made, neither beside the data nor beside the lock.";
+inline constexpr char kNeedsLock[] = "What is appended in one step needs storage with a lock.";
+inline constexpr char kReplacesFile[] = "Commits of this class replace the file.";
+inline constexpr char kUnknownBytes[] = "Unknown choice of bytes.";
 inline constexpr char kUnknownOpenError[] = "Unknown file open error.";
 inline constexpr char kUnknownCloseError[] = "Unknown file close error.";
 inline constexpr char kUnwritableVersion[] =

@@ -91,11 +91,11 @@ POStreamFileIO& ObjectStorage::RequireFile() const {
 
 void ObjectStorage::OpenInput(bool appended) const {
     POStreamFileIO* file = File();
-    if (file == nullptr) return Require().OpenInput();
+    if (file == nullptr || file->ReadsMemory()) return Require().OpenInput();
     file->EndInputAt(std::nullopt);
     file->OpenInput();
     if (!file->IsGood()) throw InputNotOpened(Identifier(), file->SystemError());
-    const auto length = appended ? LengthBeforePowerCut() : std::nullopt;
+    const auto length = appended ? AcknowledgedLength() : std::nullopt;
     if (!length) return;
     file->EndInputAt(length);
     file->OpenInput();
@@ -107,13 +107,13 @@ std::vector<std::string> ObjectStorage::MarkPlaces() const {
     return places;
 }
 
-std::optional<std::uint64_t> ObjectStorage::LengthBeforePowerCut() const {
+std::optional<std::uint64_t> ObjectStorage::AcknowledgedLength() const {
     const std::string data = Identifier();
     for (const std::string& owner : {data, lockPath.empty() ? LockPathFor(data) : lockPath}) {
         const AppendMark mark = AppendMark::At(AppendMarkPathFor(owner));
         const bool isOfData =
             mark.kind == AppendMark::Kind::Mark && mark.CountsFor(WholePath(data), owner == data);
-        if (isOfData && mark.record.OutlivedItsMachine()) return mark.record.length;
+        if (isOfData && mark.record.EndsData()) return mark.record.length;
     }
     return std::nullopt;
 }

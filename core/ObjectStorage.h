@@ -38,8 +38,8 @@ public:
     /// The stream as a file's, nullptr when there is none or it leads to a data service.
     POStreamFileIO* File() const { return dynamic_cast<POStreamFileIO*>(stream.get()); }
 
-    /// Opens the stream for reading; that of an appended file ends where a power cut left nothing
-    /// but what was acknowledged. Raises when a file cannot be opened.
+    /// Opens the stream for reading; that of an appended file ends where nothing but what was
+    /// acknowledged is left. Raises when a file cannot be opened.
     void OpenInput(bool appended) const;
 
     /// The path of the stream, or the one that it would have.
@@ -48,9 +48,10 @@ public:
     }
     /// Where the mark of an append may stand, the place beside the data first.
     std::vector<std::string> MarkPlaces() const;
-    /// What a load of an appending class may rely on when the power went in an append: the length
-    /// that the data had before. Nothing when no such mark is beside the data or beside the lock.
-    std::optional<std::uint64_t> LengthBeforePowerCut() const;
+    /// What a load of an appending class may rely on when the power went in an append, or one step
+    /// is not done: the length that the data had before. Nothing when no such mark is beside the
+    /// data or beside the lock.
+    std::optional<std::uint64_t> AcknowledgedLength() const;
     /// Removes what dead writers left of marks, as far as they are marks of these data.
     void RemoveMarks() const noexcept;
 

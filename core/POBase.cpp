@@ -2,6 +2,8 @@
 #include "core/POBase.h"
 
 #include <exception>
+#include <filesystem>
+#include <locale>
 #include <stdexcept>
 #include <utility>
 
@@ -9,6 +11,8 @@
 #include "core/Failure.h"
 #include "core/FlagScope.h"
 #include "core/Messages.h"
+#include "core/StreamInPlace.h"
+#include "streams/SinkBuffer.h"
 #include "streams/StreamErrors.h"
 
 using namespace fieldstore;
@@ -130,14 +134,21 @@ int POBase::Commit(bool force) {
 void POBase::CommitOrThrow(bool force) {
     if (!modified && !force) return;
     if (!ValidateData()) throw std::runtime_error(messages::kInvalidData);
+    WriteGuarded([this] {
+        BeginWrite();
+        SerializeData(IStreamer::eWrite);
+        EndWrite();
+    });
+}
+
+template <typename Write>
+void POBase::WriteGuarded(Write write) {
     const UnsavedChanges before = modified;
     const StoredBodies bodies{[this] { return BodyScan(*this).EndOfWhole(); },
                               [this](const std::string& message) { LogError(message); }};
     try {
         guard.emplace(storage, bodies);
-        BeginWrite();
-        SerializeData(IStreamer::eWrite);
-        EndWrite();
+        write();
         guard.reset();
     } catch (...) {
         guard.reset();
@@ -152,10 +163,9 @@ void POBase::BeginWrite() {
         POStreamIO& output = RequireStream();
         if (output.IsReading()) output.Close();
         CheckBeforeWrite();
-        if (storage.locker) OnLock(storage.locker);
-        if (storage.locker) guard->TakeLock();
+        TakeLock();
         const bool append = (persistFlags & kAppend) != 0;
-        if (append) guard->PrepareAppend();
+        if (append) guard->PrepareAppend(CommitGuard::Append::WholeBodies);
         guard->OpenOutput(append);
         WriteVersion();
     } catch (const std::exception&) {
@@ -163,6 +173,12 @@ void POBase::BeginWrite() {
     } catch (...) {
         throw std::runtime_error(messages::kUnknownOpenError);
     }
+}
+
+void POBase::TakeLock() {
+    if (!storage.locker) return;
+    OnLock(storage.locker);
+    guard->TakeLock();
 }
 
 void POBase::MergeStoredData() {
@@ -195,20 +211,99 @@ void POBase::EndWrite() {
     }
 }
 
+// ---- bytes ----
+
+IPOStorageControl::StorageState POBase::GetStorageState() {
+    StorageState state;
+    state.className = traits.name;
+    state.path = std::filesystem::absolute(storage.Identifier()).string();
+    state.appends = (persistFlags & kAppend) != 0;
+    state.text = storage.stream ? storage.stream->IsTextMode()
+                                : GetStorageType(IStreamer::eWrite) == eWriteText;
+    state.locked = storage.locker != nullptr;
+    state.synced = storage.synced;
+    state.changed = modified;
+    return state;
+}
+
+int POBase::WriteBytes(EBytes which, bool text, const ByteSink& sink) {
+    const int result =
+        Attempt("Cannot give the bytes for", [&] { WriteBytesOrThrow(which, text, sink); });
+    return result == kSuccess ? kSuccess : kFailure;
+}
+
+void POBase::WriteBytesOrThrow(EBytes which, bool text, const ByteSink& sink) {
+    if (which != eStart && which != eBody && which != eWhole)
+        throw std::runtime_error(messages::kUnknownBytes);
+    if (!ValidateData()) throw std::runtime_error(messages::kInvalidData);
+    auto output = std::make_shared<POStreamFileIO>(
+        text, storage.Identifier(), POStreamIO::OutputCloser(&POStreamFileIO::CloseOutputFile));
+    SinkBuffer buffer(sink, 0);
+    const auto stream = std::make_shared<std::ostream>(&buffer);
+    stream->imbue(std::locale::classic());
+    output->OpenOutputInto(stream);
+    const StreamInPlace inPlace(storage.stream, std::move(output));
+    CheckBeforeWrite();
+    if (which != eBody) WriteVersion();
+    if (which != eStart) SerializeData(IStreamer::eWrite);
+    RequireGoodStream();
+    stream->flush();
+}
+
+int POBase::AppendBytes(const AppendWriter& write) {
+    const int result =
+        Attempt("Cannot store", [&] { WriteGuarded([&] { AppendOrThrow(write); }); });
+    return result == kSuccess ? kSuccess : kFailure;
+}
+
+void POBase::AppendOrThrow(const AppendWriter& write) {
+    if ((persistFlags & kAppend) == 0) throw std::runtime_error(messages::kReplacesFile);
+    POStreamIO& output = RequireStream();
+    if (!storage.locker) throw std::runtime_error(messages::kNeedsLock);
+    if (output.IsReading()) output.Close();
+    TakeLock();
+    guard->PrepareAppend(CommitGuard::Append::AllOrNothing);
+    guard->OpenOutput(true);
+    const auto append = [&output](const char* bytes, std::size_t count) {
+        output.WriteRaw(bytes, count);
+        return true;
+    };
+    const std::string reason = write(output.Tell(), append);
+    if (!reason.empty()) throw std::runtime_error(reason);
+    RequireGoodStream();
+    guard->Finish();
+}
+
+int POBase::ReadBytes(bool text, const char* bytes, std::uint64_t count) {
+    return Attempt("Cannot read the bytes for", [&] {
+        const StreamInPlace kept(storage.stream, storage.stream);
+        LoadOrThrow([&] {
+            auto input =
+                ObjectStorage::MakeStream(text ? eReadText : eReadBinary, storage.Identifier());
+            auto& file = static_cast<POStreamFileIO&>(*input);
+            file.ReadMemory({bytes, static_cast<std::size_t>(count)});
+            storage.stream = std::move(input);
+        });
+    });
+}
+
 // ---- reading ----
 
 int POBase::Load() {
-    return Attempt("Cannot load", [this] { LoadOrThrow(); });
+    return Attempt("Cannot load", [this] { LoadOrThrow([] {}); });
 }
 
-void POBase::LoadOrThrow() {
+template <typename Prepare>
+void POBase::LoadOrThrow(Prepare prepare) {
     versionTaken = false;
+    prepare();
     try {
         ReadPass();
     } catch (...) {
         if (!versionTaken) throw;
         // The line may have been the beginning of a body after all.
         const FlagScope withoutVersion(ignoreVersion);
+        prepare();
         ReadPass();
     }
 }

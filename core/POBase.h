@@ -52,6 +52,11 @@ public:
 
     int SetDurability(EDurability durability) override;
     std::string GetLastError() override { return lastError; }
+    StorageState GetStorageState() override;
+    int WriteBytes(EBytes which, bool text, const ByteSink& sink) override;
+    int ReadBytes(bool text, const char* bytes, std::uint64_t count) override;
+    int AppendBytes(const AppendWriter& write) override;
+    void NoteStored() override { modified = false; }
 
     /// The error log beside the data; empty without a stream or when its name has no ".".
     virtual std::string GetErrorLogPath() { return storage.LogPath(); }
@@ -184,8 +189,14 @@ private:
     int Attempt(const char* doing, Action action);
     int NoteFailure(const char* doing) noexcept;
     void CommitOrThrow(bool force);
+    template <typename Write>
+    void WriteGuarded(Write write);
+    void AppendOrThrow(const AppendWriter& write);
+    void WriteBytesOrThrow(EBytes which, bool text, const ByteSink& sink);
+    void TakeLock();
     void MergeStoredData();
-    void LoadOrThrow();
+    template <typename Prepare>
+    void LoadOrThrow(Prepare prepare);
     void ReadPass();
     void OpenInput();
     bool HasAnotherBody();

@@ -5,12 +5,13 @@
 #include <stdexcept>
 
 #include "core/Messages.h"
+#include "streams/Limits.h"
 
 namespace messages = fieldstore::messages;
 
 bool POVersion::IsWritable(bool textMode, char lineEnd) const {
     const std::size_t around = textMode ? 2 : 1;  // the "!", and in text mode the line end
-    if (text.size() + around > kMaxLineLength) return false;
+    if (text.size() + around > fieldstore::kMaxVersionLine) return false;
     if (text.find('\0') != std::string::npos) return false;
     return !textMode || text.find(lineEnd) == std::string::npos;
 }
@@ -27,7 +28,7 @@ std::optional<std::string> POVersion::ReadLine(POStreamIO& input, const std::str
     const std::uint64_t start = input.Tell();
     std::string line;
     try {
-        input.Read(line, lineEnd, kMaxLineLength);
+        input.Read(line, lineEnd, fieldstore::kMaxVersionLine);
     } catch (const std::runtime_error&) {
         return std::nullopt;
     }

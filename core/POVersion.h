@@ -32,9 +32,6 @@ public:
     static std::optional<std::string> ReadLine(POStreamIO& input, const std::string& lineEnd);
 
 private:
-    /// The most characters of a version line, in text mode its end included.
-    static constexpr int kMaxLineLength = 256;
-
     std::string text;
 };
 

@@ -38,6 +38,12 @@ public:
     bool AddElements(const std::vector<std::uint64_t>& handles, ElementQuery query) override;
     void SetStorageTypeOverride(int which, unsigned int storageType) override;
 
+    /// Shows the data held to a visitor, field by field as a commit would write them.
+    template <typename V>
+    void VisitData(V& visit) const {
+        fieldstore::AssemblyInfoLayout::Visit(held, visit);
+    }
+
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     int GetStorageType(int direction) override;
     void ClearData() override { held = Body(); }

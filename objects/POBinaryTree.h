@@ -24,6 +24,12 @@ public:
     int VisitTree(std::vector<int>& ids, NodeVisitor onNode, LeafVisitor onLeaf,
                   MappedVisitor onMapped) override;
 
+    /// Shows the data held to a visitor, field by field as a commit would write them.
+    template <typename V>
+    void VisitData(V& visit) const {
+        fieldstore::BinaryTreeLayout::Visit(static_cast<const Tree&>(*tree), visit);
+    }
+
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     void ClearData() override { tree = std::make_shared<Tree>(); }
     bool ValidateData() override { return !tree->nodeItems.empty(); }

@@ -26,6 +26,12 @@ public:
     double GetFrequency(int index) override;
     std::int64_t GetFrequencyCount() override;
 
+    /// Shows the data held to a visitor, field by field as a commit would write them.
+    template <typename V>
+    void VisitData(V& visit) const {
+        fieldstore::CircuitMatricesLayout::Visit(data, visit);
+    }
+
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     void ClearData() override;
     bool ValidateData() override { return true; }

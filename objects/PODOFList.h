@@ -47,6 +47,42 @@ public:
     void SetSelectedBlock(int block) override { selectedBlock = block; }
     void SetExtraWidth(int width) override { widthExtra = width; }
 
+    /// Shows the data held to a visitor, field by field as a commit of the whole list would write
+    /// them. Of a list in blocks, the records are those that were read.
+    template <typename V>
+    void VisitData(V& visit) const {
+        const auto& [kind1, kind2, kind3, kind4] = list.kinds;
+        const auto& [total1, total2, total3, total4] = list.totals;
+        const struct {
+            const int &distinctCount, &header1, &total4, &total2, &total3, &total1;
+            const int& width4;
+            const Flat& records4;
+            const int& width2;
+            const Flat& records2;
+            const int& width3;
+            const Flat& records3;
+            const int& width1;
+            const Flat& records1;
+        } body{list.distinctCount,
+               list.header1,
+               total4,
+               total2,
+               total3,
+               total1,
+               kind4.width,
+               kind4.entries,
+               kind2.width,
+               kind2.entries,
+               kind3.width,
+               kind3.entries,
+               kind1.width,
+               kind1.entries};
+        fieldstore::DOFListLayout::Visit(body, visit);
+    }
+    int GetExtraWidth() const { return widthExtra; }
+    /// As many per record of kind 2 as GetExtraWidth() says.
+    const Flat& GetExtraEntries() const { return extraEntries; }
+
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     void EndRead() override;
     void ClearData() override;

@@ -25,6 +25,16 @@ public:
     bool SetDOFMap(const Rows& rows) override;
     bool SetDOFTypes(const std::vector<EDOFType>& types) override;
 
+    /// Shows the data held to a visitor, field by field as a commit would write them.
+    template <typename V>
+    void VisitData(V& visit) const {
+        const struct {
+            const Rows& rows;
+            const std::vector<EDOFType>& types;
+        } body{dofMap, dofTypes};
+        fieldstore::DOFMapLayout::Visit(body, visit);
+    }
+
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     void ClearData() override;
     bool ValidateData() override { return true; }

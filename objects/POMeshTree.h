@@ -25,6 +25,12 @@ public:
     bool SetIds(const std::set<int>& newIds) override;
     bool SetIdPairs(const std::set<std::pair<int, int>>& newPairs) override;
 
+    /// Shows the data held to a visitor, field by field as a commit would write them.
+    template <typename V>
+    void VisitData(V& visit) const {
+        fieldstore::MeshTreeLayout::Visit(held, visit);
+    }
+
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     /// Empties the pairs alone; a load therefore unites the ids with those held.
     void ClearData() override;

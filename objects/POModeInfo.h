@@ -31,6 +31,12 @@ public:
     std::vector<Complex> GetVoltageMatrix(int frequencyIndex, int port,
                                           bool modeRows) const override;
 
+    /// Shows the data held to a visitor, field by field as a commit would write them.
+    template <typename V>
+    void VisitData(V& visit) const {
+        fieldstore::ModeInfoLayout::Visit(held, visit);
+    }
+
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     void LogError(const std::string& message) override;
     void ClearData() override { held = Body(); }

@@ -26,6 +26,12 @@ public:
     int SetData(int portCount, int offsetCount, int circuitCount1, int circuitCount2,
                 const std::map<int, int>& table) override;
 
+    /// Shows the data held to a visitor, field by field as a commit would write them.
+    template <typename V>
+    void VisitData(V& visit) const {
+        fieldstore::PortCircuitDOFsLayout::Visit(*this, visit);
+    }
+
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     void ClearData() override;
     bool ValidateData() override;

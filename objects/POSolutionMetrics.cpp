@@ -99,6 +99,30 @@ void POSolutionMetrics::AddValues(int entityType, std::uint32_t index, std::uint
     modified = true;
 }
 
+void POSolutionMetrics::AddValueRows(int entityType, int valueType,
+                                     Span<const std::uint32_t> indices,
+                                     Span<const std::uint32_t> entityIds,
+                                     Span<const double> newValues) {
+    if (indices.empty()) return;
+    const int typeKey = TypeKey(entityType, valueType);
+    const std::size_t each = Id(DefinitionOf(typeKey).first);
+    if (indices.size() != entityIds.size() || newValues.size() / indices.size() != each ||
+        newValues.size() % indices.size() != 0)
+        throw std::runtime_error(messages::kInconsistentAmount);
+    std::vector<ValueKey> keys;
+    keys.reserve(indices.size());
+    for (std::size_t i = 0; i < indices.size(); ++i)
+        keys.push_back({typeKey, {Stored(indices[i]), Stored(entityIds[i])}});
+    if (data.values.AddFollowing(Span<const ValueKey>(keys), newValues)) {
+        modified = true;
+        return;
+    }
+    for (std::size_t i = 0; i < indices.size(); ++i) {
+        const double* const first = newValues.data() + i * each;
+        AddValues(entityType, indices[i], entityIds[i], valueType, {first, first + each});
+    }
+}
+
 void POSolutionMetrics::AddNode(std::uint32_t nodeId, const std::vector<double>& position,
                                 const std::set<std::uint32_t>& neighborSet) {
     data.positions.Add(Stored(nodeId), position);

@@ -45,6 +45,18 @@ public:
     void SetStorageTypeOverride(int which, unsigned int storageType) override;
     const ResolveFunctions& GetResolveFunctions() override;
 
+    /// Shows the data held to a visitor, field by field as a commit would write them.
+    template <typename V>
+    void VisitData(V& visit) const {
+        fieldstore::SolutionMetricsLayout::Visit(data, visit);
+    }
+
+    /// AddValues() for many at once: the vectors lie one after the other.
+    /// Raises what that raises; all that come before the one that raises are then added.
+    void AddValueRows(int entityType, int valueType, fieldstore::Span<const std::uint32_t> indices,
+                      fieldstore::Span<const std::uint32_t> entityIds,
+                      fieldstore::Span<const double> newValues);
+
     int CopyFrom(std::shared_ptr<IPOBase> source) override;
     int GetStorageType(int direction) override;
     /// Keeps the header.

@@ -78,10 +78,21 @@ public:
         return {*this, static_cast<std::size_t>(found - sorted.begin())};
     }
 
+    /// @{
+    /// The arrays themselves, until the map is changed: the keys in their order, where the values
+    /// of each end, and all values.
+    const std::vector<Key>& Keys() const { return Settled().keys; }
+    const std::vector<std::uint64_t>& Ends() const { return Settled().ends; }
+    const std::vector<T>& AllValues() const { return Settled().values; }
+    /// @}
+
     /// The values of a key, until the map is changed or gone through.
     std::optional<Values> Find(const Key& key) const;
     /// Adds an entry, unless its key is there. Returns whether it was added.
     bool Add(const Key& key, Values added);
+    /// Adds entries that follow all others and each other, all with as many values. Returns whether
+    /// they do, and adds none otherwise. Requires: values for every key.
+    bool AddFollowing(Span<const Key> added, Values itsValues);
     /// Adds an entry, or changes what is there.
     void Set(const Key& key, std::vector<T> changed);
     /// The values of a key that is there, as a vector to be changed before anything else is done
@@ -169,6 +180,28 @@ bool ColumnMap<Key, T, kValues>::Add(const Key& key, Values added) {
     const bool isNew = waiting.emplace(key, added.ToVector()).second;
     if (waiting.size() > std::max(kMostWaiting, keys.size() / 2)) Settle();
     return isNew;
+}
+
+template <typename Key, typename T, EntryValues kValues>
+bool ColumnMap<Key, T, kValues>::AddFollowing(Span<const Key> added, Values itsValues) {
+    const auto isDisordered = [](const Key& a, const Key& b) { return !(a < b); };
+    if (added.empty()) return true;
+    if (!FollowsAll(added[0]) || !waiting.empty() ||
+        std::adjacent_find(added.begin(), added.end(), isDisordered) != added.end())
+        return false;
+    const std::size_t heldKeys = keys.size(), heldValues = values.size();
+    const std::size_t each = itsValues.size() / added.size();
+    try {
+        keys.insert(keys.end(), added.begin(), added.end());
+        values.insert(values.end(), itsValues.begin(), itsValues.end());
+        ends.reserve(keys.size());
+    } catch (...) {
+        keys.resize(heldKeys);
+        values.resize(heldValues);
+        throw;
+    }
+    for (std::size_t i = 1; i <= added.size(); ++i) ends.push_back(heldValues + i * each);
+    return true;
 }
 
 template <typename Key, typename T, EntryValues kValues>

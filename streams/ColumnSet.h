@@ -33,6 +33,8 @@ public:
     bool empty() const { return elements.empty(); }
     std::size_t size() const { return elements.size(); }
     void clear() { elements = {}; }
+    /// The array itself, until the set is changed.
+    const std::vector<T>& Elements() const { return elements; }
     bool Contains(const T& element) const {
         return std::binary_search(elements.begin(), elements.end(), element);
     }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "streams/FlatEncoding.h"
+#include "streams/Limits.h"
 #include "streams/RawType.h"
 #include "streams/StreamMessages.h"
 
@@ -22,9 +23,6 @@
 /// derived stream changes every container built on an operation it overrides; or a final class,
 /// where the compiler resolves the same calls at compile time.
 namespace fieldstore {
-
-/// The largest count of a vector or set that is believed.
-inline constexpr std::uint64_t kMaxStreamCount = 10'000'000'000;
 
 /// What reading a map does with a key that the map already holds.
 enum class ExistingKey { Keep, Replace };
@@ -80,19 +78,6 @@ void ReadEach(Stream& stream, std::uint64_t count, Take take) {
         take(std::move(element));
     }
 }
-
-/// Vectors up to this size are resized at once; larger ones grow as data arrive, so that a false
-/// count costs little memory. Raw values beyond `kReadDirectly` go by way of the buffer.
-///
-/// Under a fuzzer the limits are small: the short inputs that it tries then reach the code for
-/// large vectors, and a false count costs it no time.
-#ifdef FIELDSTORE_FUZZING
-inline constexpr std::uint64_t kResizedAtOnce = std::uint64_t{4} << 10;  // bytes
-inline constexpr std::uint64_t kReadDirectly = std::uint64_t{1} << 8;    // bytes
-#else
-inline constexpr std::uint64_t kResizedAtOnce = std::uint64_t{64} << 20;  // bytes
-inline constexpr std::uint64_t kReadDirectly = std::uint64_t{1} << 20;    // bytes
-#endif
 
 /// The elements of a vector that go one by one.
 template <typename Stream, typename T>

@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "streams/StopRequest.h"
+
 namespace fieldstore {
 
 FileBuffer::FileBuffer(platform::File openFile, Direction toOrFrom)
@@ -41,6 +43,7 @@ bool FileBuffer::Flush() {
 
 /// 0 at the end.
 std::ptrdiff_t FileBuffer::Read(char* to, std::size_t count) {
+    StopIfRequested();
     const auto here = static_cast<std::uint64_t>(position);
     const std::uint64_t left = here < inputEnd ? inputEnd - here : 0;
     const auto read = file.Read(to, static_cast<std::size_t>(std::min<std::uint64_t>(count, left)));

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "streams/ILocker.h"
+#include "streams/Limits.h"
 
 /// A lock in the form of a marker file: its name and the policy of retrying.
 class POFileLocker : public ILocker {
@@ -17,8 +18,8 @@ public:
 protected:
     std::string lockFileName;
     std::function<std::string()> nameSource;  // the owner's; kept for it, never called here
-    int retryCount = 200;
-    double retryInterval = 0.1;  // seconds
+    int retryCount = fieldstore::kRetryCount;
+    double retryInterval = fieldstore::kRetryInterval;  // seconds
 };
 
 #endif

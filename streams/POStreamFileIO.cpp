@@ -10,16 +10,16 @@
 #include "streams/ContainerEncoding.h"
 #include "streams/FileExists.h"
 #include "streams/FileStreams.h"
+#include "streams/Limits.h"
+#include "streams/MemoryBuffer.h"
 #include "streams/Platform.h"
 #include "streams/RetryPause.h"
+#include "streams/StopRequest.h"
 #include "streams/StreamErrors.h"
 
 using namespace fieldstore;
 
 namespace {
-
-constexpr int kOpenAttempts = 200;
-constexpr std::chrono::seconds kOpenPause{2};
 
 /// The path of the file itself, so that links in its name stay; "" when it cannot be told.
 std::string BehindLinks(const std::string& path) {
@@ -48,7 +48,7 @@ void POStreamFileIO::CloseOutputFile(const std::string&, std::ostream* stream) {
 }
 
 void POStreamFileIO::Open(EDirection direction, int mode) {
-    if (direction == eRead) OpenForReading();
+    if (direction == eRead) memory ? OpenMemory() : OpenForReading();
     if (direction == eWrite) OpenForWriting(mode == 1);
 }
 
@@ -67,6 +67,20 @@ void POStreamFileIO::OpenForReading() {
     }
 }
 
+void POStreamFileIO::OpenMemory() {
+    class MemoryStream final : public std::istream {
+    public:
+        explicit MemoryStream(Span<const char> bytes) : std::istream(nullptr), buffer(bytes) {
+            rdbuf(&buffer);
+            std::istream::imbue(std::locale::classic());
+        }
+
+    private:
+        MemoryBuffer buffer;
+    };
+    SetInput(std::make_shared<MemoryStream>(*memory), memory->size());
+}
+
 void POStreamFileIO::OpenForWriting(bool append) {
     target.reset();  // until the file is open there is nothing to go back to
     platform::File file = TryToOpen(append);
@@ -75,6 +89,7 @@ void POStreamFileIO::OpenForWriting(bool append) {
         if (attempt == kOpenAttempts)
             throw FileError(messages::kOutputNotOpened, identifier, systemError);
         Pause(kOpenPause);
+        StopIfRequested();
         file = TryToOpen(append);
     }
     StartOutput(std::move(file));
@@ -90,8 +105,18 @@ void POStreamFileIO::OpenOutputOn(platform::File file) {
 void POStreamFileIO::StartOutput(platform::File file) {
     target->identity = file.Identity();
     SetOutput(std::make_shared<OutputFileStream>(std::move(file)));
-    // From here on a failing write raises at once, not at the check of the next one.
+    RaiseWhenWritingFails();
+}
+
+/// At once, not at the check of the next write.
+void POStreamFileIO::RaiseWhenWritingFails() {
     Output()->exceptions(std::ios::badbit | std::ios::failbit | std::ios::eofbit);
+}
+
+void POStreamFileIO::OpenOutputInto(std::shared_ptr<std::ostream> stream) {
+    target.reset();
+    SetOutput(std::move(stream));
+    RaiseWhenWritingFails();
 }
 
 platform::File POStreamFileIO::TryToOpen(bool append) {

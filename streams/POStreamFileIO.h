@@ -5,8 +5,10 @@
 #include <optional>
 #include <system_error>
 
+#include "streams/Limits.h"
 #include "streams/POStreamIO.h"
 #include "streams/Platform.h"
+#include "streams/Span.h"
 
 /// The typed stream over one file, whose path is the identifier.
 ///
@@ -37,6 +39,12 @@ public:
 
     /// Opens for writing what is open already, whatever its name leads to now.
     void OpenOutputOn(fieldstore::platform::File file);
+    /// Opens a stream for writing that leads to no file.
+    void OpenOutputInto(std::shared_ptr<std::ostream> stream);
+
+    /// From now on, opening for reading reads these bytes and leaves the file alone.
+    void ReadMemory(fieldstore::Span<const char> bytes) { memory = bytes; }
+    bool ReadsMemory() const { return memory.has_value(); }
 
     /// From now on, opening for replacing writes a new file beside the old one, and closing renames
     /// it over the old one, so that whoever dies in between leaves the old content. Where the
@@ -71,10 +79,12 @@ private:
     };
 
     void OpenForReading();
+    void OpenMemory();
     void OpenForWriting(bool append);
     fieldstore::platform::File TryToOpen(bool append);
     fieldstore::platform::File OpenInPlace(bool append);
     void StartOutput(fieldstore::platform::File file);
+    void RaiseWhenWritingFails();
     void BringToDisk();
     void BringNameToDisk();
     void PutReplacementInPlace();
@@ -83,12 +93,13 @@ private:
     void NoteSystemError() noexcept;
     bool TryDestroy() const;
 
-    int retryCount = 200;        // attempts of Destroy()
-    double retryInterval = 0.1;  // seconds between them
+    int retryCount = fieldstore::kRetryCount;           // attempts of Destroy()
+    double retryInterval = fieldstore::kRetryInterval;  // seconds between them
 
     bool replacesWhenClosed = false;
     bool syncsWhenClosed = false;
     std::optional<std::uint64_t> inputEnd;
+    std::optional<fieldstore::Span<const char>> memory;
     std::optional<Target> target;
     std::error_code systemError;
 };

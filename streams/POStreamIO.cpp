@@ -7,8 +7,10 @@
 #include <utility>
 
 #include "streams/ContainerEncoding.h"
+#include "streams/Limits.h"
 #include "streams/NumberText.h"
 #include "streams/StreamErrors.h"
+#include "streams/WordScan.h"
 
 static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8,
               "fieldstore files hold IEEE-754 double precision values.");
@@ -78,15 +80,8 @@ POStreamIO::POStreamIO(bool inTextMode, const std::string& name, InputPreparer r
 }
 
 void POStreamIO::SetInput(std::shared_ptr<std::istream> stream, std::uint64_t length) {
-    inputLength = length;
-    inputBuffer = stream ? stream->rdbuf() : nullptr;
     numberMetEnd = false;
-    input = std::move(stream);
-}
-
-void POStreamIO::SetOutput(std::shared_ptr<std::ostream> stream) {
-    outputBuffer = stream ? stream->rdbuf() : nullptr;
-    output = std::move(stream);
+    in.Set(std::move(stream), length);
 }
 
 void POStreamIO::Close() {
@@ -95,13 +90,13 @@ void POStreamIO::Close() {
 }
 
 bool POStreamIO::IsGood() {
-    if (input) return !input->fail();
-    return output && !output->fail();
+    if (in.Stream()) return !in.Stream()->fail();
+    return out.Stream() && !out.Stream()->fail();
 }
 
 bool POStreamIO::IsValid() {
     try {
-        if (input)
+        if (in.Stream())
             CheckInput();
         else
             CheckOutput();
@@ -111,53 +106,27 @@ bool POStreamIO::IsValid() {
     }
 }
 
-// The copy of the pointer keeps the stream alive should something close this object meanwhile.
-std::shared_ptr<std::istream> POStreamIO::CheckedInput() const {
-    auto source = input;
-    if (!source || !source->good()) throw StreamStateError(messages::kBadStreamState);
-    source->peek();
-    if (source->eof()) throw StreamStateError(messages::kEndOfFile);
-    return source;
-}
-
-std::shared_ptr<std::ostream> POStreamIO::CheckedOutput() const {
-    auto target = output;
-    if (!target || !target->good()) throw StreamStateError(messages::kBadStreamState);
-    return target;
-}
-
-void POStreamIO::CheckInput() const {
-    const bool inArea = inputBuffer && input->good() && BufferArea::Readable(*inputBuffer) != 0;
-    if (!inArea) CheckedInput();
-}
-
 void POStreamIO::RaiseBadStream() {
     throw StreamStateError(messages::kBadStreamState);
 }
 
 std::streampos POStreamIO::GetPosition() {
-    return CheckedInput()->tellg();
+    return in.Checked()->tellg();
 }
 
 void POStreamIO::Seek(std::streampos position) {
-    CheckedInput()->seekg(position);
+    in.Checked()->seekg(position);
 }
 
 void POStreamIO::ReadRaw(void* target, std::uint64_t count) {
-    if (count <= BufferArea::kLargestCopy && TakeBytes(target, static_cast<std::size_t>(count)))
+    if (count <= BufferArea::kLargestCopy && in.TakeBytes(target, static_cast<std::size_t>(count)))
         return;
-    CheckedInput()->read(static_cast<char*>(target), static_cast<std::streamsize>(count));
-}
-
-void POStreamIO::WriteRawSlowly(const void* bytes, std::uint64_t count) {
-    const auto target = CheckedOutput();
-    if (count != 0)
-        target->write(static_cast<const char*>(bytes), static_cast<std::streamsize>(count));
+    in.Checked()->read(static_cast<char*>(target), static_cast<std::streamsize>(count));
 }
 
 template <typename T>
 void POStreamIO::ReadValueSlowly(T& value) {
-    const auto source = CheckedInput();
+    const auto source = in.Checked();
     if (textMode) {
         ParseText(*source, value);
         numberMetEnd = source->eof();
@@ -170,19 +139,13 @@ template <typename T>
 void POStreamIO::WriteValueSlowly(const T& value, const std::string& separator) {
     if (!textMode) return WriteRaw(&value, sizeof value);
     CheckOutput();
-    if (kHasPrecision<T> && output->precision() != kTextPrecision)
-        output->precision(kTextPrecision);
+    if (kHasPrecision<T> && out.Stream()->precision() != kTextPrecision)
+        out.Stream()->precision(kTextPrecision);
     char text[kTextCapacity];
     char* end = FormatText(text, text + kTextCapacity, value);
     if (separator.size() == 1) *end++ = separator.front();
     WriteRaw(text, static_cast<std::uint64_t>(end - text));
     if (separator.size() > 1) WriteRaw(separator.data(), separator.size());
-}
-
-// Unlike ReadRaw without a read check: bytes that belong to a value already begun.
-void POStreamIO::ReadRest(char* target, std::uint64_t count) {
-    if (count == 0 || TakeBytes(target, count)) return;
-    if (const auto source = input) source->read(target, static_cast<std::streamsize>(count));
 }
 
 // The header calls them, and a final class inlines the header.
@@ -203,7 +166,7 @@ void POStreamIO::Read(char* buffer, std::int64_t count) {
     ReadRaw(&written, sizeof written);
     if (written != static_cast<std::uint64_t>(count))
         throw std::runtime_error(messages::kBlockSizeMismatch);
-    ReadRest(buffer, written);
+    in.ReadRest(buffer, written);
 }
 
 void POStreamIO::Write(const char* buffer, std::uint64_t count) {
@@ -223,14 +186,14 @@ void POStreamIO::ReadBinaryString(std::string& value, int limit) {
     Read(length);
     if (length < 0 || length > limit) throw std::runtime_error(messages::kBadCharacterCount);
     std::string text(static_cast<std::size_t>(length), '\0');
-    ReadRest(text.data(), text.size());
+    in.ReadRest(text.data(), text.size());
     value = text.substr(0, text.find('\0'));
 }
 
 void POStreamIO::ReadTextString(std::string& value, char terminator, int limit) {
     std::string text;
     for (;;) {
-        const auto source = CheckedInput();
+        const auto source = in.Checked();
         const char next = static_cast<char>(source->get());
         text.push_back(next);
         if (text.size() > static_cast<std::size_t>(limit))
@@ -252,17 +215,16 @@ void POStreamIO::Write(const std::string& value, const std::string& separator) {
     WriteRaw(separator.data(), separator.size());
 }
 
-std::uint64_t POStreamIO::InputLeft() const {
-    if (inputBuffer == nullptr) return 0;
-    const std::streamoff here = inputBuffer->pubseekoff(0, std::ios::cur, std::ios::in);
-    if (here < 0 || static_cast<std::uint64_t>(here) >= inputLength) return 0;
-    return inputLength - static_cast<std::uint64_t>(here);
-}
-
-void POStreamIO::SkipWhiteSpace() {
-    if (inputBuffer == nullptr) return;
-    const auto isSpace = [](int c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
-    while (input->good() && isSpace(input->peek())) input->get();
+void POStreamIO::SkipNumbers(std::uint64_t count) {
+    WordScan scan(count);
+    while (count != 0 && !scan.Done()) {
+        if (!in.HasMore()) {
+            numberMetEnd = scan.InWord();
+            RaiseBadStream();
+        }
+        in.TakeOver([&scan](const char* begin, const char* end) { return scan.Over(begin, end); });
+        if (scan.MetForeign()) RaiseBadStream();
+    }
 }
 
 #define FIELDSTORE_STREAM_CLASS POStreamIO

@@ -6,6 +6,7 @@
 #include "streams/FileExists.h"
 #include "streams/Platform.h"
 #include "streams/RetryPause.h"
+#include "streams/StopRequest.h"
 #include "streams/StreamErrors.h"
 
 using namespace fieldstore;
@@ -17,6 +18,7 @@ void POWindowsFileLocker::Lock() {
     for (int attempt = 1; attempt < retryCount; ++attempt) {
         reason = platform::CreateExclusively(lockFileName);
         if (!reason) return;
+        StopIfRequested();
         const auto pause = PauseFromSeconds(retryInterval);
         if (reason != std::errc::file_exists)
             Pause(pause);
@@ -28,6 +30,7 @@ void POWindowsFileLocker::Lock() {
 
 bool POWindowsFileLocker::TakeDuring(LockClaim::Time pause, LockClaim& claim) const {
     while (pause.count() > 0) {
+        StopIfRequested();
         const bool isNext = claim.IsNext();
         pause -= claim.Nap(pause);
         if (!isNext || platform::IdentityOf(lockFileName)) continue;

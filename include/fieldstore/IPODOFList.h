@@ -73,8 +73,16 @@ public:
     /// Reserved; returns 0.
     virtual int Reserved() = 0;
 
-    /// The number of distinct degrees of freedom, counted kind by kind over kinds 1 to 3 and over
-    /// records not owned by the last block; computed once and then kept.
+    /// The number of distinct degrees of freedom, as far as the records tell them apart.
+    ///
+    /// SetRecords() and LoadRecords() add up the lengths of the ranges of all four kinds with an
+    /// owner from 0 to below `lastBlock`. Of records that have the same entry 3, if that is 0 or
+    /// more, the first one alone counts: they stand for one shared range, of whatever kind they are
+    /// and wherever they begin. So give ranges that are not shared different identifiers in entry
+    /// 3, over all kinds, or negative ones. The count is stored with the list.
+    ///
+    /// Only where it is not known (-1 in the file) it is counted from the ranges, kind by kind over
+    /// kinds 1 to 3 and over records with an owner below GetLastBlock(), and then kept.
     virtual int GetDistinctDOFCount() = 0;
 
     /// The number of blocks; -1 while unknown.

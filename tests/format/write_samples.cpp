@@ -3,7 +3,7 @@
 // and CLASS-two.bin or .txt with two commits and a version text; and a blocked DOF list. Status 1
 // when a commit fails.
 
-#include "samples.h"
+#include "tests/samples/Samples.h"
 
 namespace {
 

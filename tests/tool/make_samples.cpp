@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <iostream>
 
-#include "tests/samples.h"
+#include "tests/samples/Samples.h"
 
 // Writes a file of every class in both modes, and a DOF list in blocks, as a host does: what the
 // tests of the tool look at. Appending classes get two bodies.

@@ -76,12 +76,37 @@ TEST_F(PhysicsTest, BothOrientationsOfModesOfTheCircleAreFound) {
 TEST_F(PhysicsTest, AdaptiveMeshesBeatUniformOnesAtAReentrantCorner) {
     // First Neumann eigenvalue of three unit squares, as published, scaled to squares of 10 mm.
     const double exact = std::sqrt(1.475621824) / 0.010;
-    Solve("--shape lshape --refine uniform --passes 4 --tolerance 1e-12");
+    Solve("--shape lshape --divisions 8 --refine uniform --passes 4 --tolerance 1e-12");
     const double uniformError = Cutoffs(0, 1).back() / exact - 1;
     const std::size_t uniformNodes = NodeCount();
-    Solve("--shape lshape --tolerance 1e-5 --force");
+    Solve("--shape lshape --divisions 8 --tolerance 1e-5 --force");
     EXPECT_LT(std::abs(Cutoffs(0, 1).back() / exact - 1), uniformError / 4);
     EXPECT_LT(NodeCount(), uniformNodes / 4);
+}
+
+TEST_F(PhysicsTest, TheFieldOfTheFirstModeIsACosineAcrossTheGuide) {
+    Solve("--width 20 --height 10 --divisions 8 --modes 2 --passes 2");
+    auto metrics = Load<IPOSolutionMetrics>();
+    std::vector<double> xyz;
+    std::vector<std::uint32_t> ids;
+    metrics->GetNodes(xyz, ids);
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+        std::vector<double> field;
+        std::vector<std::uint32_t> passes;
+        metrics->GetValues(5, ids[i], 1, field, passes);
+        ASSERT_EQ(field.size(), 2U) << ids[i];
+        EXPECT_NEAR(field[0], std::cos(pi * xyz[3 * i] / 0.020), 2e-3) << ids[i];
+    }
+}
+
+TEST_F(PhysicsTest, MoreDivisionsNeverMakeACoarserFirstMesh) {
+    std::size_t before = 0;
+    for (const int divisions : {1, 2, 4, 6, 8, 12}) {
+        Solve("--passes 1 --tolerance 0.1 --force --divisions " + std::to_string(divisions));
+        EXPECT_GE(NodeCount(), before) << divisions;
+        before = NodeCount();
+    }
+    EXPECT_EQ(before, 12U * 6 * 4 + 12 * 2 + 6 * 2 + 1);  // corners and edges of 12 x 6 cells
 }
 
 TEST_F(PhysicsTest, PassesEndWhenTheFirstCutoffChangesByLessThanTheTolerance) {

@@ -83,6 +83,7 @@ TEST_F(StoreTest, DegreesOfFreedomAreMappedAndListedByPartition) {
         EXPECT_EQ(list->GetTotal2(), 108 - 24);
         EXPECT_EQ(list->GetTotal3(), 48);
         EXPECT_EQ(list->GetTotal4(), 153);
+        EXPECT_EQ(list->GetDistinctDOFCount(), 153);
         EXPECT_EQ(list->GetBlockDOFCount((2 * block + 2) % 8), 0) << "of another block";
         for (const int partition : {2 * block, 2 * block + 1}) {
             // The cuts run through the median element, so that no part gets much more than another.

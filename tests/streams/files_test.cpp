@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // File streams, locks and data-service streams.
 
-#include <sys/stat.h>
-
 #include <limits>
 
 #include "streams/PODataServiceIO.h"
 #include "streams/POStreamFileIO.h"
 #include "streams/POWindowsFileLocker.h"
-#include "support.h"
+#include "tests/support.h"
 
 namespace {
 

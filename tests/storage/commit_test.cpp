@@ -12,8 +12,8 @@
 
 #include "core/AppendMark.h"
 #include "core/POBase.h"
-#include "samples.h"
-#include "support.h"
+#include "tests/samples/Samples.h"
+#include "tests/support.h"
 
 namespace {
 

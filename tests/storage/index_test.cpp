@@ -2,7 +2,7 @@
 // The bookmark index and its block.
 
 #include "core/POIndex.h"
-#include "support.h"
+#include "tests/support.h"
 
 namespace {
 
