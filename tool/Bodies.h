@@ -26,7 +26,6 @@ using Doubles = std::vector<double>;
 // it could be read: whether it makes sense is for Rules.h, and for the load of the class itself.
 
 struct ModeInfoBody : ModeInfoLayout {
-    static constexpr bool kLoadsAsStored = true;  // one body is what a load gives
     using Record = std::pair<std::pair<int, Complex>, std::vector<Complex>>;
     std::map<std::pair<std::int64_t, int>, std::vector<Record>> modes;
 
@@ -34,7 +33,6 @@ struct ModeInfoBody : ModeInfoLayout {
 };
 
 struct DOFMapBody : DOFMapLayout {
-    static constexpr bool kLoadsAsStored = true;
     std::vector<std::vector<std::pair<int, double>>> rows;
     Ints types;
 
@@ -42,14 +40,12 @@ struct DOFMapBody : DOFMapLayout {
 };
 
 struct CircuitMatricesBody : CircuitMatricesLayout {
-    static constexpr bool kLoadsAsStored = true;
     std::map<std::pair<std::int64_t, int>, Doubles> matrices;
 
     std::size_t Entries() const { return matrices.size(); }
 };
 
 struct MeshTreeBody : MeshTreeLayout {
-    static constexpr bool kLoadsAsStored = true;
     std::set<std::pair<int, int>> idPairs;
     std::set<int> ids;
 
@@ -62,7 +58,6 @@ inline std::size_t Records(const Ints& entries, int width) {
 }
 
 struct DOFListBody : DOFListLayout {
-    static constexpr bool kLoadsAsStored = true;
     int distinctCount = 0, header1 = 0, total4 = 0, total2 = 0, total3 = 0, total1 = 0;
     int width4 = 0, width2 = 0, width3 = 0, width1 = 0;
     Ints records4, records2, records3, records1;
@@ -75,7 +70,6 @@ struct DOFListBody : DOFListLayout {
 
 /// Of a list that was read from a damaged file, the blocks that are not whole are missing.
 struct BlockedDOFListBody : BlockedDOFListLayout {
-    static constexpr bool kLoadsAsStored = true;
     int distinctCount = 0, header1 = 0;
     int width1 = 0, width2 = 0, width3 = 0, width4 = 0;
     int total4 = 0, total2 = 0, total3 = 0, total1 = 0;
@@ -102,7 +96,6 @@ struct BlockedDOFListBody : BlockedDOFListLayout {
 };
 
 struct BinaryTreeBody : BinaryTreeLayout {
-    static constexpr bool kLoadsAsStored = true;
     int tag = 0, idCount = 0, levelCount = 0, leafCount = 0;
     std::vector<std::uint64_t> leafCounts1, leafCounts2, leafCounts3, leafCounts4, leafCounts5;
     std::map<int, Ints> nodeItems, mappedItems;
@@ -112,7 +105,6 @@ struct BinaryTreeBody : BinaryTreeLayout {
 };
 
 struct PortCircuitDOFsBody : PortCircuitDOFsLayout {
-    static constexpr bool kLoadsAsStored = true;
     int portDOFCount = 0, offsetDOFCount = 0, circuitDOFCount1 = 0, circuitDOFCount2 = 0;
     std::map<int, int> dofTable;
 
@@ -120,7 +112,6 @@ struct PortCircuitDOFsBody : PortCircuitDOFsLayout {
 };
 
 struct SolutionMetricsBody : SolutionMetricsLayout {
-    static constexpr bool kLoadsAsStored = false;
     int headerId = 0, headerField1 = 0, headerField2 = 0, headerField3 = 0, headerField4 = 0;
     std::map<int, std::pair<int, int>> definitions;
     std::map<std::pair<int, std::pair<int, int>>, Doubles> values;
@@ -132,7 +123,6 @@ struct SolutionMetricsBody : SolutionMetricsLayout {
 };
 
 struct AssemblyInfoBody : AssemblyInfoLayout {
-    static constexpr bool kLoadsAsStored = false;
     Ints elements;
     std::map<int, Ints> nodes1, nodes2, nodes3;
 

@@ -85,7 +85,9 @@ void BodyReader::ReadBlocks(BlockedDOFListBody& body) {
     index.ParseIndex(block);
     std::memcpy(&body.announced, block.data(), sizeof body.announced);
     const FieldPlace indexPlace = layout.fields.back();
-    layout.fields.push_back({"blocks", stream.Tell(), 0, {}, {}, {}});
+    const Field blocks{"blocks", {{{"block"}}}};
+    layout.fields.push_back({blocks.name, stream.Tell(), 0, {}, {}, {}});
+    filter = slice.Of(blocks);
     // A writer fills the index in when all blocks are written. They stand in a row, so those that
     // a dead writer left can be found without it.
     const bool unfinished = index.GetBookmarkCount() == 0;
@@ -139,6 +141,16 @@ void BodyReader::ReadBlock(BlockedDOFListBody& body, int number, std::int64_t bo
                     (possible ? "the file ends inside " : "impossible count in ") + name + ": " +
                         std::to_string(count) + (count == 1 ? " record" : " records") +
                         " of width " + std::to_string(width) + " should follow");
+    }
+    if (!filter.Has(number)) {
+        std::uint64_t bytes = 0;
+        for (std::size_t k = 0; k < counts.size(); ++k)
+            bytes += sizeof(std::uint64_t) +  // the length of the array
+                     sizeof(int) * static_cast<std::uint64_t>(counts[k]) *
+                         static_cast<std::uint64_t>(body.Widths()[k]);
+        stream.SkipBytes(bytes);
+        layout.end = std::max(layout.end, stream.Tell());
+        return;
     }
     auto arrays = DOFBlock::ReadArrays(stream, counts, body.Widths());
     RequireGood();

@@ -9,19 +9,26 @@
 #include <string_view>
 #include <vector>
 
+#include "streams/Limits.h"
 #include "streams/POStreamFileIO.h"
 #include "streams/StreamMessages.h"
 #include "tool/Bodies.h"
+#include "tool/Slice.h"
+#include "tool/StreamedBodies.h"
 #include "tool/Walk.h"
 
 namespace fieldstore::tool {
 
+/// Whether the last number of a text file must have something behind it.
+enum class LastNumber { Ended, Trusted };
+
 /// Why the bytes from an offset on are not what they should be.
 struct Fault : std::runtime_error {
-    Fault(std::uint64_t where, bool isCut, const std::string& cause)
-        : std::runtime_error(cause), offset(where), cut(isCut) {}
+    Fault(std::uint64_t where, bool isCut, const std::string& cause, bool onlyLastNumber = false)
+        : std::runtime_error(cause), offset(where), cut(isCut), lastNumber(onlyLastNumber) {}
     std::uint64_t offset;
-    bool cut;  // they are, as far as they go: the file ends too early
+    bool cut;         // they are, as far as they go: the file ends too early
+    bool lastNumber;  // nothing is missing, unless digits of the last number
 };
 
 /// Where a field stands in the file. Only fields of several entries have more than an offset.
@@ -56,8 +63,11 @@ struct Layout {
 /// After a Fault the stream is anywhere, and no further body can be read.
 class BodyReader {
 public:
-    /// Requires: an open input, which outlives the reader, and the length of its file.
-    BodyReader(POStreamFileIO& input, std::uint64_t size) : stream(input), fileSize(size) {}
+    /// Requires: an open input, which outlives the reader, and the length of its file. Entries
+    /// that the slice does not want are passed over.
+    BodyReader(POStreamFileIO& input, std::uint64_t size, Slice wanted = {},
+               LastNumber last = LastNumber::Ended)
+        : stream(input), fileSize(size), slice(std::move(wanted)), lastNumber(last) {}
 
     /// Reads one body from the stream's position; raises Fault. Of a list in blocks, the body then
     /// has those that are whole. Requires: a new body.
@@ -75,6 +85,7 @@ public:
     template <typename T>
     void operator()(const Field& field, T& value) {
         layout.fields.push_back({field.name, NextOffset(), 0, {}, {}, {}});
+        filter = slice.Of(field);
         ReadField(value);
         RequireGood();
     }
@@ -112,9 +123,21 @@ private:
     void ReadField(std::set<T>& value);
     template <typename T>
     void ReadField(std::vector<std::vector<T>>& value);
+    // Fields whose values stay in the file: what the keys lead to is passed over.
+    template <typename K, typename V>
+    void ReadField(StreamedMap<K, V>& value);
+    template <typename T>
+    void ReadField(StreamedRows<T>& value);
+    template <typename T>
+    void ReadField(SortedSet<T>& value);
+    template <typename T>
+    Extent<std::vector<T>> SkipValue(const std::vector<T>* type);
+    template <typename T>
+    std::uint64_t SkipElements();
 
+    /// `notesEntries`: whether the offset of each will be noted.
     template <typename Entry>
-    std::uint64_t ReadCount();
+    std::uint64_t ReadCount(bool notesEntries = true);
     Fault ImpossibleCount(std::uint64_t offset, std::uint64_t count, std::uint64_t least,
                           std::uint64_t left) const;
     /// Notes where the entry begins that comes next.
@@ -128,6 +151,9 @@ private:
 
     POStreamFileIO& stream;
     std::uint64_t fileSize;
+    Slice slice;
+    LastNumber lastNumber;
+    KeyFilter filter;  // of the field at hand
     Layout layout;
     std::uint64_t entryOffset = 0;
     bool firstBody = true;
@@ -141,8 +167,8 @@ Layout BodyReader::Guarded(const Action& action) {
     try {
         action();
         // A number that touches the end of the file may have lost digits.
-        if (stream.IsTextMode() && stream.NumberMetEnd())
-            throw Fault(entryOffset, true, "the file ends inside a number");
+        if (stream.IsTextMode() && stream.NumberMetEnd() && lastNumber == LastNumber::Ended)
+            throw Fault(entryOffset, true, "the file ends inside a number", true);
     } catch (const Fault&) {
         throw;
     } catch (const std::ios_base::failure&) {
@@ -178,6 +204,7 @@ void BodyReader::ReadField(std::map<K, V>& value) {
         ReadPart(mapped);
         RequireGood();
         NoteOrder(value, key, i);
+        if (!filter.Has(key)) continue;
         if constexpr (kExistingKey<std::map<K, V>> == ExistingKey::Replace)
             value.insert_or_assign(value.end(), std::move(key), std::move(mapped));
         else
@@ -196,6 +223,76 @@ void BodyReader::ReadField(std::set<T>& value) {
         NoteOrder(value, element, i);
         value.insert(value.end(), element);
     }
+}
+
+/// Elements of fixed size are not looked at.
+template <typename T>
+std::uint64_t BodyReader::SkipElements() {
+    std::uint64_t count = 0;
+    stream.Read(count);
+    if (count > kMaxStreamCount) throw std::runtime_error(messages::kBadValueCount);
+    if (stream.IsTextMode())
+        stream.SkipNumbers(count * kNumbers<T>);
+    else
+        stream.SkipBytes(count * tool::kFixedSize<T>);
+    return count;
+}
+
+template <typename T>
+Extent<std::vector<T>> BodyReader::SkipValue(const std::vector<T>* /*type*/) {
+    Extent<std::vector<T>> extent;
+    if constexpr (tool::kFixedSize<T> != 0) {
+        extent.count = SkipElements<T>();
+    } else {
+        using Head = typename T::first_type;
+        stream.Read(extent.count);
+        if (extent.count > kMaxStreamCount) throw std::runtime_error(messages::kBadValueCount);
+        for (std::uint64_t i = 0; i < extent.count; ++i) {
+            if (stream.IsTextMode())
+                stream.SkipNumbers(kNumbers<Head>);
+            else
+                stream.SkipBytes(tool::kFixedSize<Head>);
+            const auto inner = SkipElements<typename T::second_type::value_type>();
+            if (i == 0) extent.inner = inner;
+            if (extent.inner != inner) extent.inner = kUneven;
+        }
+    }
+    return extent;
+}
+
+template <typename K, typename V>
+void BodyReader::ReadField(StreamedMap<K, V>& value) {
+    const auto count = ReadCount<std::pair<K, V>>(false);
+    if (!filter.IsActive()) value.Reserve(count);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        entryOffset = NextOffset();
+        K key{};
+        ReadEach<K>(stream, 1, [&key](const K& read) { key = read; });
+        const auto extent = SkipValue(static_cast<const V*>(nullptr));
+        RequireGood();
+        value.CountEntry();
+        if (filter.Has(key)) value.Add({key, entryOffset, extent});
+    }
+    value.EndBody();
+}
+
+template <typename T>
+void BodyReader::ReadField(StreamedRows<T>& value) {
+    const auto count = ReadCount<std::vector<T>>(false);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        entryOffset = NextOffset();
+        if (i == 0) value.Place(entryOffset);
+        value.Add(SkipElements<T>());
+        RequireGood();
+    }
+}
+
+template <typename T>
+void BodyReader::ReadField(SortedSet<T>& value) {
+    const auto count = ReadCount<T>(false);
+    ReadElements(static_cast<std::vector<T>&>(value), count);
+    RequireGood();
+    value.Normalise();
 }
 
 template <typename T>
@@ -248,7 +345,7 @@ void BodyReader::ReadField(std::vector<std::vector<T>>& value) {
 
 /// A count that the rest of the file cannot hold is recognised before anything is read for it.
 template <typename Entry>
-std::uint64_t BodyReader::ReadCount() {
+std::uint64_t BodyReader::ReadCount(bool notesEntries) {
     const std::uint64_t offset = NextOffset();
     std::uint64_t count = 0;
     stream.Read(count);
@@ -260,7 +357,8 @@ std::uint64_t BodyReader::ReadCount() {
     if (count > left / least) throw ImpossibleCount(offset, count, least, left);
     FieldPlace& place = layout.fields.back();
     if (!text) place.entrySize = kFixedSize<Entry>;
-    if (place.entrySize == 0) place.entries.reserve(static_cast<std::size_t>(count));
+    if (place.entrySize == 0 && notesEntries)
+        place.entries.reserve(static_cast<std::size_t>(count));
     return count;
 }
 

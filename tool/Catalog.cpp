@@ -12,7 +12,7 @@ namespace {
 
 template <typename Body>
 Kind MakeKind() {
-    return {&Body::kTraits, std::is_same_v<Body, BlockedDOFListBody>, Body::kLoadsAsStored,
+    return {&Body::kTraits, std::is_same_v<Body, BlockedDOFListBody>,
             [] { return AnyBody(Body()); }};
 }
 

@@ -16,9 +16,8 @@ namespace fieldstore::tool {
 /// which is two. Never changes.
 struct Kind {
     const ClassTraits* traits;
-    bool blocked;        // the second form of its class
-    bool loadsAsStored;  // a load of one body gives that body
-    AnyBody (*make)();   // a new body of the kind
+    bool blocked;       // the second form of its class
+    AnyBody (*make)();  // a new body of the kind
 
     std::string_view ClassName() const { return traits->name; }
     bool Appends() const { return (traits->persistFlags & kAppend) != 0; }

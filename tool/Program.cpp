@@ -2,7 +2,7 @@
 #include "tool/Program.h"
 
 #include "fieldstore/version.h"
-#include "tool/Visible.h"
+#include "tool/Commands.h"
 
 namespace fieldstore::tool {
 
@@ -12,30 +12,26 @@ std::string VersionNumber() {
            std::to_string(FIELDSTORE_VERSION_PATCH);
 }
 
-void DefineProgram(CLI::App& program, Action& action) {
-    program.name(kProgramName);
-    program.description("Look at, check, convert, compare and rescue result files");
-    program.set_version_flag("--version", std::string(kProgramName) + " " + VersionNumber());
-    program.footer(
-        "fieldstore COMMAND --help tells more, with examples.\n\n"
-        "Exit status: 0 done, 1 check found problems or diff differences, 2 trouble, as with a\n"
-        "wrong command line.\n\n"
-        "Environment:\n"
-        "  NO_COLOR                   when set, no colours on a terminal\n"
-        "  TMPDIR                     where show, diff and dump put a merged object for a moment\n"
-        "  FIELDSTORE_PROGRESS_DELAY  milliseconds before a progress bar shows (1000)\n\n"
-        "Examples:\n"
-        "  fieldstore ls results/\n"
-        "  fieldstore check results/\n"
-        "  fieldstore repair torn.dat -o whole.dat");
-    // What was typed may be a file name of someone else's.
-    program.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
-        return Visible(error.what()) + "\nRun with --help for more information.\n";
-    });
-    for (const auto add : {&AddLs, &AddShow, &AddDump, &AddBuild, &AddCheck, &AddRepair,
-                           &AddCompact, &AddConvert, &AddMerge, &AddDiff, &AddUnlock})
-        add(program, action);
-    program.require_subcommand(1);
+const std::vector<CommandEntry>& Commands() {
+    static const std::vector<CommandEntry> commands{
+        {"ls", "List result files: what each is and its state", &DefineLs},
+        {"show", "Show the data for people", &DefineShow},
+        {"dump", "Write the data for other programs", &DefineDump},
+        {"build", "Write a result file from JSON", &DefineBuild},
+        {"check", "Check files against every rule of their class", &DefineCheck},
+        {"repair", "Keep the whole bodies, drop damaged ones", &DefineRepair},
+        {"labels", "Start a file of names for the types in a directory", &DefineLabels},
+        {"compact", "Merge appended bodies into one", &DefineCompact},
+        {"convert", "Change between text and binary", &DefineConvert},
+        {"merge", "Put the bodies of several files into one", &DefineMerge},
+        {"diff", "Tell what differs between two files", &DefineDiff},
+        {"seal", "Note digests of every body, by which a change shows", &DefineSeal},
+        {"verify", "Compare files with their seals", &DefineVerify},
+        {"watch", "Follow files as they grow", &DefineWatch},
+        {"unlock", "Remove the lock that a dead writer left", &DefineUnlock},
+        {"help", "List commands and extensions, or explain one", &DefineHelp},
+    };
+    return commands;
 }
 
 }  // namespace fieldstore::tool

@@ -12,12 +12,13 @@
 namespace fieldstore::tool {
 namespace {
 
-constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU};
+constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGPIPE};
 
-// What the handler reads, which must not lock: an output, a scratch file and a marker at the most.
+// What the handler reads, which must not lock. An export has a few hundred outputs open at the
+// most.
 using Name = std::atomic<const char*>;
 static_assert(Name::is_always_lock_free);
-std::array<Name, 8> names{};
+std::array<Name, 512> names{};
 
 extern "C" void RemoveAndEnd(int number) {
     for (const Name& name : names)

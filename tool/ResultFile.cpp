@@ -14,6 +14,7 @@
 #include "core/POVersion.h"
 #include "fieldstore/fieldstore.h"
 #include "tool/Error.h"
+#include "tool/Joining.h"
 #include "tool/Progress.h"
 #include "tool/SideFiles.h"
 #include "tool/Terminal.h"
@@ -26,14 +27,16 @@ namespace {
 struct Reading {
     std::size_t kind;
     bool text;
-    bool versioned;  // its first line is taken for a version line
+    bool versioned;           // its first line is taken for a version line
+    std::uint64_t begin = 0;  // of the first body to be read
 };
 
 // Zero bytes read as bodies without data in some classes. A file system may leave millions of them
 // behind a crash; a host never writes that many.
 constexpr std::size_t kMostEmptyBodies = 1000;
 
-bool IsEmpty(const AnyBody& any) {
+template <typename Any>
+bool IsEmpty(const Any& any) {
     return std::visit([](const auto& body) { return body.Entries() == 0; }, any);
 }
 
@@ -66,25 +69,41 @@ std::uint64_t LastVouched(const ResultFile& file) {
     if (!file.Info().Appends()) return file.size;
     ObjectStorage storage;
     storage.fileName = file.path;
-    return std::min(storage.LengthBeforePowerCut().value_or(file.size), file.size);
+    return std::min(storage.AcknowledgedLength().value_or(file.size), file.size);
+}
+
+template <typename Any, std::size_t... I>
+Any NewBody(std::size_t kind, std::index_sequence<I...> /*kinds*/) {
+    constexpr std::array<Any (*)(), sizeof...(I)> makers{
+        [] { return Any(std::in_place_index<I>); }...};
+    return makers[kind]();
+}
+/// A new body of a kind, in memory or streamed.
+template <typename Any>
+Any NewBody(std::size_t kind) {
+    return NewBody<Any>(kind, std::make_index_sequence<std::variant_size_v<Any>>());
 }
 
 /// Reads bodies until the file ends or something is wrong; both end up in `file`. Returns the body
-/// that came last, which may lack something.
-AnyBody ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& visit) {
+/// that came last, which may lack something. `visit` may be empty.
+template <typename Any>
+Any ReadBodies(ResultFile& file, const Reading& reading,
+               const std::function<void(Any& body, const Layout& layout)>& visit,
+               const Slice& slice = {}) {
     POStreamFileIO stream(reading.text, file.path, POStreamIO::InputPreparer([](auto&) {}));
     stream.AcceptEmptyVectorAtEnd();
     stream.OpenInput();
     if (!stream.IsGood()) throw Error(file.path, "cannot be opened", "Check its permissions.");
     file.kind = reading.kind;
     file.text = reading.text;
-    AnyBody any;
+    Any any;
     if (reading.versioned) file.version = POVersion::ReadLine(stream, "\n");
     if (reading.versioned && !file.version) return any;
+    if (reading.begin != 0) stream.Seek(reading.begin);
     file.begin = stream.Tell();
     const Progress progress("Reading " + file.path, file.path, file.size);
     const auto lastVouched = LastVouched(file);
-    BodyReader reader(stream, file.size);
+    BodyReader reader(stream, file.size, slice, file.lastNumber);
     try {
         for (;;) {
             if (reading.text) stream.SkipWhiteSpace();
@@ -93,14 +112,15 @@ AnyBody ReadBodies(ResultFile& file, const Reading& reading, const BodyVisitor& 
             if (here >= file.size) throw Fault(here, true, "the file ends before its body");
             if (here >= lastVouched)
                 throw Fault(here, true,
-                            "the power went, or a machine did, while the rest was appended");
+                            "the rest was being appended when the power went, or one of several "
+                            "ranks died");
             if (!file.Info().Appends() && !file.bodies.empty())
                 throw Fault(here, false,
                             std::to_string(file.size - here) + " bytes follow the body");
-            any = file.Info().make();
+            any = NewBody<Any>(file.kind);
             const Layout layout = std::visit([&](auto& body) { return reader.Read(body); }, any);
             if (const auto* list = std::get_if<BlockedDOFListBody>(&any))
-                file.blockCount = static_cast<int>(list->blocks.size());
+                file.blockCount = list->announced;
             const auto entries = std::visit([](auto& body) { return body.Entries(); }, any);
             file.bodies.push_back({layout.begin, layout.end, entries});
             if (IsEmpty(any) && DropEmptyRun(file)) break;
@@ -180,12 +200,47 @@ void RequireFile(const std::string& path) {
     const auto status = fs::status(path, error);
     if (!fs::exists(status)) throw Error(path, "there is no such file", "Check the path.");
     if (fs::is_directory(status))
-        throw Error(path, "is a directory", "Name a file in it; ls and check take directories.");
+        throw Error(
+            path, "is a directory",
+            "Name a file in it; ls, check, diff, dump, convert and compact take directories.");
     if (!fs::is_regular_file(status))
         throw Error(path, "is not a regular file", "Copy what it gives to a file first.");
     if (access(path.c_str(), R_OK) != 0)
         throw Error(path, std::string("cannot be read: ") + std::strerror(errno),
                     "Check its permissions.");
+}
+
+/// Reads a file in each way in which it may be meant, and tells what it is by the one that explains
+/// it best. `read(file, reading)` reads, and returns what to do when that is the best one so far.
+template <typename Read>
+ResultFile BestReading(ResultFile best, std::vector<std::size_t> kinds, const Read& read) {
+    RequireFile(best.path);
+    best.size = fs::file_size(best.path);
+    best.guessed = kinds.empty();
+    if (kinds.empty()) kinds = AllKinds();
+    best.kind = kinds.front();
+    const ResultFile blank = best;
+    int bestRank = 0;
+    const Front front(best.path);
+    for (const Reading& reading : ReadingsOf(kinds)) {
+        if (!front.Allows(reading)) continue;
+        ResultFile file = blank;
+        const auto keep = read(file, reading);
+        if (reading.versioned && !file.version) continue;
+        const int rank =
+            blank.size == 0 && (blank.guessed || !file.Info().Appends()) ? 1 : Rank(file);
+        const bool farther = rank == bestRank && Reach(file) > Reach(best);
+        if (rank > bestRank || farther) {
+            bestRank = rank;
+            best = std::move(file);
+            keep();
+        }
+        if (bestRank == 5) break;
+    }
+    best.state = StateOf(bestRank, best.guessed);
+    if (best.size == 0 && best.state == State::Unreadable)
+        best.fault.emplace(0, true, "it is empty");
+    return best;
 }
 
 std::shared_ptr<IPOBase> MakeObject(const ResultFile& file) {
@@ -196,6 +251,33 @@ std::shared_ptr<IPOBase> MakeObject(const ResultFile& file) {
     object->SetFileName(file.path);
     object->CreateStorageInterface(file.text ? IPOBase::eReadText : IPOBase::eReadBinary, false);
     return object;
+}
+
+void RequireNotTorn(const ResultFile& file) {
+    if (file.state != State::Torn) return;
+    RaiseFault(file, "Save its whole bodies first: fieldstore repair " + file.path + " -o OUT");
+}
+
+/// Visitor that looks for a field whose keys have all that a slice asks for.
+struct SliceFits {
+    const Slice& slice;
+    bool fits = false;
+    template <typename T>
+    void operator()(const Field& field, const T& /*value*/) {
+        fits = fits || slice.Names(field);
+    }
+};
+
+/// Of these kinds the ones whose keys a slice can choose among.
+std::vector<std::size_t> KindsOfSlice(const std::vector<std::size_t>& kinds, const Slice& slice) {
+    std::vector<std::size_t> fitting;
+    for (const std::size_t kind : kinds) {
+        const AnyBody body = NewBody<AnyBody>(kind);
+        SliceFits visitor{slice};
+        std::visit([&visitor](const auto& fields) { fields.Visit(fields, visitor); }, body);
+        if (slice.IsEmpty() || visitor.fits) fitting.push_back(kind);
+    }
+    return fitting;
 }
 
 }  // namespace
@@ -212,37 +294,17 @@ std::size_t ResultFile::Entries() const {
            savedEntries;
 }
 
-ResultFile Inspect(const std::string& path, const std::string& className) {
-    auto kinds = className.empty() ? KindsOfFileName(fs::path(path).filename().string())
-                                   : KindsOfClass(className);
-    RequireFile(path);
-    ResultFile best;
-    best.path = path;
-    best.size = fs::file_size(path);
-    best.guessed = kinds.empty();
-    if (kinds.empty()) kinds = AllKinds();
-    best.kind = kinds.front();
-    const ResultFile blank = best;
-    int bestRank = 0;
-    const Front front(path);
-    for (const Reading& reading : ReadingsOf(kinds)) {
-        if (!front.Allows(reading)) continue;
-        ResultFile file = blank;
-        ReadBodies(file, reading, {});
-        if (reading.versioned && !file.version) continue;
-        const int rank =
-            blank.size == 0 && (blank.guessed || !file.Info().Appends()) ? 1 : Rank(file);
-        const bool farther = rank == bestRank && Reach(file) > Reach(best);
-        if (rank > bestRank || farther) {
-            bestRank = rank;
-            best = std::move(file);
-        }
-        if (bestRank == 5) break;
-    }
-    best.state = StateOf(bestRank, best.guessed);
-    if (best.size == 0 && best.state == State::Unreadable)
-        best.fault.emplace(0, true, "it is empty");
-    return best;
+ResultFile Inspect(const std::string& path, const std::string& className, LastNumber lastNumber) {
+    const auto kinds = className.empty() ? KindsOfFileName(fs::path(path).filename().string())
+                                         : KindsOfClass(className);
+    ResultFile unread;
+    unread.path = path;
+    unread.named = !className.empty();
+    unread.lastNumber = lastNumber;
+    return BestReading(unread, kinds, [](ResultFile& file, const Reading& reading) {
+        ReadBodies<AnyBody>(file, reading, {});
+        return [] {};
+    });
 }
 
 void RaiseFault(const ResultFile& file, const std::string& remedy) {
@@ -256,7 +318,9 @@ void RaiseFault(const ResultFile& file, const std::string& remedy) {
         throw Error(
             file.path,
             "not a file of class " + name + ", neither text nor binary: " + file.fault->what(),
-            "Name the right class with --class.", file.fault->offset);
+            file.named ? "Is it of another class, or damaged from its beginning on?"
+                       : "Name the right class with --class.",
+            file.fault->offset);
     }
     throw Error(file.path, file.fault->what(), remedy, file.fault->offset);
 }
@@ -269,8 +333,7 @@ ResultFile InspectReadable(const std::string& path, const std::string& className
 
 ResultFile InspectWhole(const std::string& path, const std::string& className) {
     ResultFile file = InspectReadable(path, className);
-    if (file.state == State::Torn)
-        RaiseFault(file, "Save its whole bodies first: fieldstore repair " + path + " -o OUT");
+    RequireNotTorn(file);
     return file;
 }
 
@@ -279,16 +342,28 @@ void ForEachBody(const ResultFile& file, const BodyVisitor& visit) {
     ResultFile again;
     again.path = file.path;
     again.size = file.bodies.back().end;
-    ReadBodies(again, {file.kind, file.text, file.version.has_value()}, visit);
+    again.lastNumber = file.lastNumber;
+    ReadBodies<AnyBody>(again, {file.kind, file.text, file.version.has_value()}, visit);
     if (again.fault || again.bodies.size() != file.bodies.size())
         throw Error(file.path, "does not give the same as before", "Is it being written?");
+}
+
+ResultFile ReadFrom(const ResultFile& known, std::uint64_t begin, std::uint64_t end,
+                    const BodyVisitor& visit, AnyBody* last) {
+    ResultFile rest;
+    rest.path = known.path;
+    rest.size = end;
+    rest.lastNumber = known.lastNumber;
+    AnyBody any = ReadBodies<AnyBody>(rest, {known.kind, known.text, false, begin}, visit);
+    if (last != nullptr) *last = std::move(any);
+    return rest;
 }
 
 AnyBody SavedBlocks(const ResultFile& file) {
     ResultFile again;
     again.path = file.path;
     again.size = file.size;
-    AnyBody any = ReadBodies(again, {file.kind, file.text, file.version.has_value()}, {});
+    AnyBody any = ReadBodies<AnyBody>(again, {file.kind, file.text, file.version.has_value()}, {});
     auto& list = std::get<BlockedDOFListBody>(any);
     if (list.blocks.empty()) throw Error(file.path, "no block is whole", "");
     for (int number = 0; number < list.blocks.rbegin()->first; ++number) list.blocks[number];
@@ -331,23 +406,38 @@ void StoreLoaded(const ResultFile& file, TemporaryFile& target) {
     target.TakeReplacement();
 }
 
-AnyBody LoadedBody(const ResultFile& file) {
-    AnyBody loaded = file.Info().make();
-    const auto take = [&loaded](AnyBody& body, const Layout&) { loaded = std::move(body); };
-    if (file.bodies.size() == 1 && file.Info().loadsAsStored) {
-        ForEachBody(file, take);
-        return loaded;
-    }
-    if (file.bodies.empty()) return loaded;
-    // Bodies are merged by the object itself, which hands its data out only into storage.
-    TemporaryFile scratch((fs::temp_directory_path() / "fieldstore-").string());
-    StoreLoaded(file, scratch);
-    ResultFile merged = file;
-    merged.path = scratch.Path();
-    merged.bodies = {{0, fs::file_size(scratch.Path()), 0}};
-    ForEachBody(merged, take);
-    scratch.Remove();
+LoadedFile LoadWhole(const std::string& path, const std::string& className, const Slice& slice) {
+    auto kinds = className.empty() ? KindsOfFileName(fs::path(path).filename().string())
+                                   : KindsOfClass(className);
+    // Where nothing tells the class, all of the file has to be looked at.
+    const bool guessed = kinds.empty();
+    if (guessed) kinds = {InspectWhole(path).kind};
+    const std::string name(Kinds()[kinds.front()].ClassName());
+    kinds = KindsOfSlice(kinds, slice);
+    if (kinds.empty())
+        throw NoSuchKey(path, "a " + name + " has no such key: " + slice.Options(),
+                        "Select by what its tables show; --block wants a list stored in blocks.");
+    LoadedFile loaded;
+    ResultFile unread;
+    unread.path = path;
+    unread.named = !className.empty();
+    loaded.file = BestReading(unread, kinds, [&](ResultFile& file, const Reading& reading) {
+        const auto joined = std::make_shared<Joined>(path, NewBody<AnyStreamed>(reading.kind));
+        ReadBodies<AnyStreamed>(
+            file, reading, [&](AnyStreamed& body, const Layout&) { joined->Add(std::move(body)); },
+            slice);
+        return [&loaded, joined] { loaded.data = std::move(joined->data); };
+    });
+    loaded.file.guessed = guessed;
+    if (loaded.file.state == State::Unreadable) RaiseFault(loaded.file, "");
+    RequireNotTorn(loaded.file);
+    FinishJoining(loaded.data, loaded.file);
     return loaded;
+}
+
+AnyBody LoadedFile::InMemory() const {
+    const Progress progress("Loading " + file.path, file.path, file.size);
+    return tool::InMemory(data);
 }
 
 std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
@@ -355,7 +445,7 @@ std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
     for (const auto& path : paths) {
         std::error_code none, gone;
         if (!fs::is_directory(path, none)) {
-            expanded.push_back({path, true});
+            expanded.push_back({path, true, ""});
             continue;
         }
         std::vector<std::string> found;
@@ -370,7 +460,7 @@ std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
         std::sort(found.begin(), found.end());
         for (auto& file : found)
             expanded.push_back(
-                {file, !KindsOfFileName(fs::path(file).filename().string()).empty()});
+                {file, !KindsOfFileName(fs::path(file).filename().string()).empty(), path});
     }
     return expanded;
 }

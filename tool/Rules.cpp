@@ -61,7 +61,7 @@ private:
             });
             if (count != 0)
                 findings.Note(layout.Of(field.name), "values are not finite numbers",
-                              Text(count) + " in " + std::string(field.name));
+                              ": " + Text(count) + " in " + std::string(field.name));
         }
     };
 };

@@ -14,6 +14,7 @@
 #include "streams/LockClaim.h"
 #include "streams/Writer.h"
 #include "tool/Error.h"
+#include "tool/Labels.h"
 
 namespace fieldstore::tool {
 namespace fs = std::filesystem;
@@ -87,8 +88,9 @@ std::string Told(const std::optional<Writer>& writer, const std::string& what,
 bool IsSideFile(const std::string& name) {
     const auto extension = fs::path(name).extension();
     const bool isClaim = extension == kClaimSuffix && IsLock(fs::path(name).stem());
-    return isClaim || IsLock(name) || extension == ".err" || extension == AppendMarkPathFor("") ||
-           ParseReplacementName(name) || IsTemporary(name);
+    return isClaim || IsLock(name) || extension == ".err" || extension == kSealSuffix ||
+           extension == AppendMarkPathFor("") || ParseReplacementName(name) || IsTemporary(name) ||
+           name == kLabelsName;
 }
 
 std::string NameOf(const Writer& writer) {

@@ -11,8 +11,9 @@ namespace fieldstore::tool {
 
 // What the library (core/SideFiles.h) and this tool put beside a data file.
 inline constexpr const char* kTemporarySuffix = ".tmp";  // and six characters: this tool's output
+inline constexpr const char* kSealSuffix = ".seal";
 
-/// Whether a file of that name is one of these, or a log, rather than a data file.
+/// Whether a file of that name is one of these, a log, or labels, rather than a data file.
 bool IsSideFile(const std::string& name);
 
 /// A writer for people: process 4711 on node7.

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <numeric>
 
 #include "tool/Progress.h"
 
@@ -56,17 +57,21 @@ bool Confirmed(const std::string& question) {
 }
 
 std::string Table::Text(const std::string& indent) const {
+    constexpr std::size_t screen = 80;
     std::vector<std::size_t> widths;
     for (const auto& row : rows) {
+        if (row.size() == 1) continue;
         widths.resize(std::max(widths.size(), row.size()));
         for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
     }
+    const std::size_t cells = std::accumulate(widths.begin(), widths.end(), indent.size());
+    const std::size_t gap = cells + 2 * widths.size() > screen + 2 ? 1 : 2;
     std::string text;
     for (const auto& row : rows) {
         text += indent;
         for (std::size_t i = 0; i < row.size(); ++i) {
             text += row[i];
-            if (i + 1 < row.size()) text.append(widths[i] - Width(row[i]) + 2, ' ');
+            if (i + 1 < row.size()) text.append(widths[i] - Width(row[i]) + gap, ' ');
         }
         text += '\n';
     }

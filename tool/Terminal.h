@@ -25,7 +25,8 @@ void Say(const Error& error);
 /// Asks on the terminal; false when there is none.
 bool Confirmed(const std::string& question);
 
-/// Rows of cells in columns as wide as their widest cell; rows may have fewer cells than others.
+/// Rows of cells in columns as wide as their widest cell; rows may have fewer cells than others. A
+/// row of one cell is a line of its own. Columns move closer where the lines get too long.
 class Table {
 public:
     void Add(std::vector<std::string> cells) { rows.push_back(std::move(cells)); }

@@ -76,6 +76,12 @@ inline constexpr std::size_t kLeastText = kIsComplex<T> ? 4 : 2;
 template <typename A, typename B>
 inline constexpr std::size_t kLeastText<std::pair<A, B>> = kLeastText<A> + kLeastText<B>;
 
+/// Numbers that a value of fixed size consists of, as they stand in text.
+template <typename T>
+inline constexpr std::uint64_t kNumbers = kIsComplex<T> ? 2 : 1;
+template <typename A, typename B>
+inline constexpr std::uint64_t kNumbers<std::pair<A, B>> = kNumbers<A> + kNumbers<B>;
+
 /// Calls `visit` for every number in a value, however deep.
 template <typename T, typename Visit>
 void ForNumbers(const T& value, const Visit& visit) {

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "tool/Error.h"
+#include "tool/Extensions.h"
 #include "tool/Program.h"
 #include "tool/RemovedOnSignal.h"
 #include "tool/Terminal.h"
@@ -12,14 +13,12 @@ namespace fieldstore::tool {
 namespace {
 
 int Run(int count, char** arguments) {
-    CLI::App program;
-    Action action;
-    DefineProgram(program, action);
-    try {
-        program.parse(count, arguments);
-    } catch (const CLI::ParseError& error) {
-        return program.exit(error) == 0 ? kDone : kTrouble;
-    }
+    const std::vector<std::string> words(arguments + 1, arguments + count);
+    Program program;
+    if (!words.empty() && !program.Knows(words.front()))
+        if (const auto extension = FindExtension(words.front()))
+            BecomeExtension(*extension, {words.begin() + 1, words.end()});
+    const Action action = program.Parse(words);
     const int status = action();
     if (std::cout.flush()) return status;
     throw Error("standard output", "cannot be written", "Is the disk full?");
@@ -30,8 +29,8 @@ int Run(int count, char** arguments) {
 
 int main(int count, char** arguments) {
     using namespace fieldstore::tool;
-    // A closed pipe and a file that may grow no further are errors of the output, not the end.
-    std::signal(SIGPIPE, SIG_IGN);
+    // A file that may grow no further is an error of the output, not the end. A closed pipe is the
+    // end.
     std::signal(SIGXFSZ, SIG_IGN);
     RemoveFilesOnSignals();
     try {

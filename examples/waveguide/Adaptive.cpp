@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Adaptive.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "Assembly.h"
@@ -17,12 +18,21 @@ constexpr double refinedShare = 0.75;
 /// A mesh with more nodes than this is not refined further; an eigenvalue solve takes seconds then.
 constexpr std::size_t largestNodeCount = 40000;
 
-/// Refines until the TM problem, the smaller one, has enough unknowns for the modes asked for.
 Mesh FineEnough(Mesh mesh, const Model& model) {
-    const std::size_t needed = UnknownsFor(static_cast<std::size_t>(model.modeCount));
-    while (CountFree(FreeNodes(BuildSpace(mesh, model.order))) < needed)
-        mesh = RefineUniformly(mesh);
+    while (!IsFineEnough(mesh, model)) mesh = RefineUniformly(mesh);
     return mesh;
+}
+
+/// The sign that an eigenvector comes with says nothing: the first of the values that are nearly
+/// the largest becomes positive.
+std::vector<double> Normalised(const Eigen::VectorXd& vector) {
+    constexpr double nearly = 0.999;
+    const double largest = vector.cwiseAbs().maxCoeff();
+    const auto* first =
+        std::find_if(vector.data(), vector.data() + vector.size(),
+                     [&](double value) { return std::abs(value) >= nearly * largest; });
+    const Eigen::VectorXd scaled = vector / std::copysign(largest, *first);
+    return {scaled.data(), scaled.data() + scaled.size()};
 }
 
 Pass SolvePass(const Model& model, const Mesh& mesh) {
@@ -42,9 +52,9 @@ Pass SolvePass(const Model& model, const Mesh& mesh) {
     pass.modes = LowestModes(pass.cutoffs, count);
     for (const Mode& mode : pass.modes) {
         const auto& vectors = pairs[static_cast<std::size_t>(mode.family)].vectors;
-        pass.indicators.push_back(ErrorIndicators(pass.space,
-                                                  vectors.col(static_cast<Eigen::Index>(mode.rank)),
-                                                  mode.cutoff * mode.cutoff));
+        const Eigen::VectorXd field = vectors.col(static_cast<Eigen::Index>(mode.rank));
+        pass.indicators.push_back(ErrorIndicators(pass.space, field, mode.cutoff * mode.cutoff));
+        pass.fields.push_back(Normalised(field));
     }
     return pass;
 }
@@ -59,6 +69,11 @@ Mesh NextMesh(const SolveSettings& settings, const Mesh& mesh, const Pass& pass)
 }
 
 }  // namespace
+
+bool IsFineEnough(const Mesh& mesh, const Model& model) {
+    return CountFree(FreeNodes(BuildSpace(mesh, model.order))) >=
+           UnknownsFor(static_cast<std::size_t>(model.modeCount));
+}
 
 void RunPasses(const SolveSettings& settings, Mesh mesh,
                const std::function<void(const Pass&)>& onPass) {

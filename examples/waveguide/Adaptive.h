@@ -20,10 +20,15 @@ struct Pass {
     std::vector<Mode> modes;    ///< the modeCount lowest of both
     /// Per mode, then per element: estimated relative error of k_c^2.
     std::vector<std::vector<double>> indicators;
+    /// Per mode, then per node: longitudinal field, largest magnitude 1.
+    std::vector<std::vector<double>> fields;
     double change = 0;       ///< relative, of the first cutoff since the last pass; 1 in the first
     bool converged = false;  ///< the change is below the tolerance
     bool isLast = false;
 };
+
+/// Whether the TM problem, the smaller one, has enough unknowns for the modes asked for.
+bool IsFineEnough(const Mesh& mesh, const Model& model);
 
 /// Solves on `mesh` and on finer meshes until the first cutoff changes by less than the tolerance,
 /// the passes are used up, or the next mesh would be too large; hands every pass to `onPass`.

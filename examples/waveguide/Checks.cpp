@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Checks.h"
 
+#include <cmath>
 #include <iomanip>
 #include <sstream>
 
@@ -14,6 +15,7 @@ std::string Column(double value, int width, int precision) {
 
 std::string Fixed(double value, int width, int decimals) {
     std::ostringstream text;
+    if (std::abs(value) * std::pow(10, decimals) < 0.5) value = 0;  // it would be shown as -0.000
     text << std::fixed << std::setw(width) << std::setprecision(decimals) << value;
     return text.str();
 }

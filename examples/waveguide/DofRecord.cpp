@@ -22,8 +22,11 @@ IPODOFList::Source SourceOf(const IPODOFList::Records& records) {
     };
 }
 
-/// Runs of nodes of one kind with successive numbers and the same owner.
-IPODOFList::Records RangesOf(const Space& space, const SpatialTree& tree, DofKind kind) {
+/// Runs of nodes of one kind with successive numbers and the same owner. Their identifiers count on
+/// from `firstId`: the library takes ranges of one identifier for one that is shared, of whatever
+/// kind they are.
+IPODOFList::Records RangesOf(const Space& space, const SpatialTree& tree, DofKind kind,
+                             std::size_t firstId) {
     IPODOFList::Records records;
     for (std::size_t n = 0; n < space.positions.size(); ++n) {
         if (KindOf(space, n) != kind) continue;
@@ -32,7 +35,7 @@ IPODOFList::Records RangesOf(const Space& space, const SpatialTree& tree, DofKin
         if (!records.empty() && records.back()[0] == owner && records.back()[2] == node - 1) {
             records.back()[2] = node;
         } else {
-            records.push_back({owner, node, node, static_cast<int>(records.size())});
+            records.push_back({owner, node, node, static_cast<int>(firstId + records.size())});
         }
     }
     return records;
@@ -114,7 +117,11 @@ void WriteDofMap(const Store& store, const Space& space) {
 
 void WriteDofList(const Store& store, const Space& space, const SpatialTree& tree) {
     std::array<IPODOFList::Records, 4> records;
-    for (std::size_t kind = 0; kind < 3; ++kind) records[kind] = RangesOf(space, tree, kinds[kind]);
+    std::size_t id = 0;
+    for (std::size_t kind = 0; kind < 3; ++kind) {
+        records[kind] = RangesOf(space, tree, kinds[kind], id);
+        id += records[kind].size();
+    }
     records[3] = PartitionsOf(tree);
 
     // The list files entry 3 as total 1, entry 1 as total 2, entry 2 as total 3, entry 0 as
@@ -127,7 +134,8 @@ void WriteDofList(const Store& store, const Space& space, const SpatialTree& tre
     };
     auto list = store.ForWriting<IPODOFList>();
     list->SetSelectedBlock(-1);
-    list->SetRecords(tree.LeafCount() / 2 - 1, space.order, totals,
+    // No partition is the last block's own, so that all nodes are counted.
+    list->SetRecords(tree.LeafCount(), space.order, totals,
                      {rangeWidth, rangeWidth, rangeWidth, partitionWidth}, size(0),
                      SourceOf(records[0]), size(1), SourceOf(records[1]), size(2),
                      SourceOf(records[2]), size(3), SourceOf(records[3]), {});
@@ -148,6 +156,7 @@ DofListRecord ReadDofList(const Store& store) {
     auto list = LoadBlock(store, 0);
     DofListRecord record;
     record.totals = {list->GetTotal1(), list->GetTotal2(), list->GetTotal3(), list->GetTotal4()};
+    record.distinctCount = list->GetDistinctDOFCount();
     const int blockCount = list->GetBlockCount();
     record.blocks.push_back(Extract(*list, 0));
     for (int block = 1; block < blockCount; ++block)

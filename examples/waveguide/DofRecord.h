@@ -49,6 +49,7 @@ struct DofBlock {
 };
 
 struct DofListRecord {
+    int distinctCount = 0;        ///< of nodes, as the library counts them
     std::array<int, 4> totals{};  ///< corners, edge nodes, fixed nodes, all
     std::vector<DofBlock> blocks;
 };

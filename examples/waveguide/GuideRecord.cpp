@@ -102,15 +102,21 @@ void ReadMatrices(const Store& store, std::size_t size, GuideRecord& guide) {
 
 }  // namespace
 
-void AppendModes(const Store& store, const Model& model, const std::vector<Mode>& modes,
-                 const std::vector<double>& frequencies) {
+std::shared_ptr<IPOModeInfo> FilledModes(const Store& store, const Model& model,
+                                         const std::vector<Mode>& modes,
+                                         const std::vector<double>& frequencies) {
     // A fresh object per commit: a second commit would append the first frequencies again.
     auto modeInfo = store.ForWriting<IPOModeInfo>(fieldstore::Locking::On);
     for (const double frequency : frequencies) {
         for (int port = 0; port < portCount; ++port)
             AddPort(*modeInfo, model, modes, frequency, port);
     }
-    store.Commit(modeInfo);
+    return modeInfo;
+}
+
+void AppendModes(const Store& store, const Model& model, const std::vector<Mode>& modes,
+                 const std::vector<double>& frequencies) {
+    store.Commit(FilledModes(store, model, modes, frequencies));
 }
 
 void WriteSection(const Store& store, const Model& model, const std::vector<Mode>& modes,

@@ -3,6 +3,7 @@
 #define WAVEGUIDE_GUIDERECORD_H
 
 #include <Eigen/Core>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -13,10 +14,15 @@ namespace waveguide {
 
 constexpr int portCount = 2;
 
-/// Appends the modal data of some frequencies, both ports, under the lock, in one commit.
+/// The modal data of some frequencies, both ports, ready to be appended under the lock.
 ///
 /// Voltages and currents of a mode are vectors with an entry per mode of the port; waves of
 /// different modes do not mix, so that only the mode's own entry differs from 0.
+std::shared_ptr<IPOModeInfo> FilledModes(const Store& store, const Model& model,
+                                         const std::vector<Mode>& modes,
+                                         const std::vector<double>& frequencies);
+
+/// Appends them in one commit.
 void AppendModes(const Store& store, const Model& model, const std::vector<Mode>& modes,
                  const std::vector<double>& frequencies);
 

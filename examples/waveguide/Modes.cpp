@@ -23,6 +23,10 @@ double Mode::CutoffFrequency() const {
     return cutoff * lightSpeed / (2 * pi);
 }
 
+std::string ShortName(const Mode& mode) {
+    return Name(mode.family) + ("#" + std::to_string(mode.rank + 1));
+}
+
 std::vector<Mode> LowestModes(const FamilyCutoffs& cutoffs, std::size_t count) {
     std::vector<Mode> modes;
     for (const Family family : families) {
@@ -48,8 +52,8 @@ Wave WaveAt(const Mode& mode, double frequency, double lossTangent) {
 }
 
 PortValues ValuesAtPort(const Wave& wave, int port, double length) {
-    const Complex voltage = std::sqrt(wave.impedance);
-    const Complex current = 1.0 / voltage;
+    const Complex voltage = std::sqrt(2.0 * wave.impedance);
+    const Complex current = voltage / wave.impedance;
     if (port == 0) return {voltage, current};
     const Complex decay = std::exp(-wave.gamma * length);
     return {voltage * decay, -current * decay};

@@ -5,6 +5,7 @@
 #include <array>
 #include <complex>
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "Settings.h"
@@ -25,6 +26,9 @@ struct Mode {
     double CutoffFrequency() const;  ///< hertz, of the empty guide
 };
 
+/// Family and number, as TE#1.
+std::string ShortName(const Mode& mode);
+
 /// Cutoff wave numbers of the TE and of the TM modes, each ascending.
 using FamilyCutoffs = std::array<std::vector<double>, 2>;
 
@@ -40,8 +44,9 @@ struct Wave {
 
 Wave WaveAt(const Mode& mode, double frequency, double lossTangent);
 
-/// Modal voltage and current of a wave of unit power, |V I| = 1 W, that enters the guide at port 0
-/// and leaves it matched at port 1, `length` metres on. Currents count into the guide.
+/// Modal voltage and current (peak values) of a wave of unit power, |V I| / 2 = 1 W, that enters
+/// the guide at port 0 and leaves it matched at port 1, `length` metres on. Currents count into the
+/// guide.
 struct PortValues {
     Complex voltage;
     Complex current;

@@ -56,6 +56,22 @@ double Deviation(const FamilyCutoffs& a, const FamilyCutoffs& b) {
     return largest.Value();
 }
 
+/// The largest relative difference between k_c^2 of the modes and the Rayleigh quotients of their
+/// fields.
+double FieldDeviation(const RunRecord& run, const Pencil& pencil) {
+    Largest largest;
+    for (std::size_t m = 0; m < run.fields.size(); ++m) {
+        const auto size = static_cast<Eigen::Index>(run.fields[m].size());
+        if (size != pencil.mass.rows()) return 1;
+        const Eigen::Map<const Eigen::VectorXd> field(run.fields[m].data(), size);
+        const double quotient =
+            field.dot(pencil.stiffness * field) / field.dot(pencil.mass * field);
+        const double cutoff = LowestModes(run.Cutoffs(), run.fields.size())[m].cutoff;
+        largest.AddRelative(quotient, cutoff * cutoff);
+    }
+    return largest.Value();
+}
+
 void CheckArea(const Model& model, double area, Checks& checks) {
     const double expected = AreaOf(model.section);
     if (expected == 0) return;
@@ -82,7 +98,7 @@ std::vector<KnownMode> KnownModes(const Model& model, const FamilyCutoffs& cutof
     std::vector<KnownMode> known;
     for (const Mode& mode : modes) {
         const auto& list = references[static_cast<std::size_t>(mode.family)];
-        KnownMode entry = {mode, Name(mode.family) + ("#" + std::to_string(mode.rank + 1)), 0, 0};
+        KnownMode entry = {mode, ShortName(mode), 0, 0};
         if (mode.rank < list.size()) {
             const Reference& reference = list[mode.rank];
             entry.reference = reference.cutoff;
@@ -168,6 +184,8 @@ void ReportCutoffs(const RunRecord& run, const Space& space, const MapRows& dofM
     }
     checks.Within(Deviation(again, run.Cutoffs()), 1e-8,
                   "solving again from the loaded data gives the stored cutoffs");
+    checks.Within(FieldDeviation(run, pencil), 1e-8,
+                  "the stored field of every mode has the stored cutoff");
     if (isAnyKnown)
         checks.Within(excess.Value(), 1,
                       "the cutoffs are the reference ones, in units of their limits");

@@ -141,7 +141,8 @@ bool ListAgrees(const Space& space, const DofListRecord& list) {
         }
         if (counts != list.blocks[b].dofCounts) return false;
     }
-    return totals == list.totals && totals[3] == static_cast<int>(seen.size());
+    return totals == list.totals && totals[3] == static_cast<int>(seen.size()) &&
+           totals[3] == list.distinctCount;
 }
 
 bool PartitionsAgree(const MeshRecord& mesh, const DofListRecord& list) {

@@ -17,7 +17,8 @@ struct Quantity {
     int resolve;
 };
 
-// Entities: 1 the run, 2 a pass, 3 an element, 4 a mode. The index is the pass, 0 for the run.
+// Entities: 1 the run, 2 a pass, 3 an element, 4 a mode, 5 a node. The index is the pass, 0 for the
+// run.
 constexpr Quantity kGeometry = {1, 1, 6, IPOSolutionMetrics::eReplace};
 constexpr Quantity kSweep = {1, 2, 3, IPOSolutionMetrics::eReplace};
 constexpr Quantity kSettings = {1, 3, 6, IPOSolutionMetrics::eReplace};
@@ -33,6 +34,11 @@ constexpr Quantity kCutoff = {4, 1, 1, IPOSolutionMetrics::eReplace};
 constexpr Quantity quantities[] = {kGeometry,         kSweep,         kSettings,  kNodeCountSum,
                                    kNodeCountMaximum, kNodeCountMean, kPassSizes, kIndicatorSum,
                                    kIndicatorMaximum, kIndicator,     kCutoff};
+
+/// The longitudinal field of every mode at a node.
+Quantity Field(const Model& model) {
+    return {5, 1, static_cast<std::uint32_t>(model.modeCount), IPOSolutionMetrics::eReplace};
+}
 
 /// The id of an entity of which there is one.
 constexpr std::uint32_t single = 1;
@@ -83,6 +89,14 @@ void AddIndicators(PassWriter& writer, const Pass& pass) {
     for (const double indicator : perElement) {
         writer.ForPass(kIndicatorSum, single, {indicator});
         writer.ForPass(kIndicatorMaximum, single, {indicator});
+    }
+}
+
+void AddFields(PassWriter& writer, const Model& model, const Pass& pass) {
+    for (std::size_t node = 0; node < pass.space.positions.size(); ++node) {
+        std::vector<double> values;
+        for (const auto& field : pass.fields) values.push_back(field[node]);
+        writer.ForPass(Field(model), static_cast<std::uint32_t>(node) + 1, values);
     }
 }
 
@@ -194,6 +208,13 @@ void ReadGraph(IPOSolutionMetrics& metrics, RunRecord& run) {
     for (std::size_t i = 0; i < ids.size(); ++i)
         run.positions[static_cast<int>(ids[i])] = {xyz[3 * i], xyz[3 * i + 1]};
 
+    run.fields.resize(static_cast<std::size_t>(run.model.modeCount));
+    for (const std::uint32_t id : ids) {
+        const auto series = Series(metrics, Field(run.model), id);
+        for (std::size_t m = 0; m < run.fields.size(); ++m)
+            run.fields[m].push_back(series.rbegin()->second[m]);
+    }
+
     std::vector<int> flat;
     metrics.GetEdges(flat);
     for (std::size_t i = 0; i + 2 < flat.size(); i += 3) {
@@ -220,9 +241,12 @@ void WritePass(const Store& store, const Model& model, const Pass& pass) {
     // A fresh object per pass: an append class writes all that it holds with every commit.
     auto metrics = store.ForWriting<IPOSolutionMetrics>();
     // All bodies of a file must define the same quantities.
-    for (const Quantity& quantity : quantities)
+    const auto define = [&metrics](const Quantity& quantity) {
         metrics->DefineValues(quantity.entityType, quantity.valueType, quantity.count,
                               quantity.resolve);
+    };
+    for (const Quantity& quantity : quantities) define(quantity);
+    define(Field(model));
 
     PassWriter writer(*metrics, static_cast<std::uint32_t>(pass.number));
     AddModel(writer, model, pass.converged);
@@ -238,7 +262,10 @@ void WritePass(const Store& store, const Model& model, const Pass& pass) {
         for (std::size_t rank = 0; rank < cutoffs.size(); ++rank)
             writer.ForPass(kCutoff, ModeId(family, rank), {cutoffs[rank]});
     }
-    if (pass.isLast) AddGraph(*metrics, pass.space);
+    if (pass.isLast) {
+        AddFields(writer, model, pass);
+        AddGraph(*metrics, pass.space);
+    }
     store.Commit(metrics);
 }
 

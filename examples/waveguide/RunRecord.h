@@ -12,7 +12,7 @@
 namespace waveguide {
 
 /// Appends a pass to the solution metrics: the model, sizes, cutoffs and error indicators, and
-/// with the last pass also the nodes and edges of its mesh.
+/// with the last pass also the nodes and edges of its mesh, and the fields of the modes there.
 ///
 /// Every pass is a body of its own. A load merges the bodies, which is where the sums, maxima and
 /// means over the passes come from; it needs the edges, so that a run that was broken off before
@@ -39,6 +39,7 @@ struct RunRecord {
     double nodeCountSum = 0;  ///< over the passes, as merged by the load
     double nodeCountMaximum = 0;
     double nodeCountMean = 0;
+    std::vector<std::vector<double>> fields;   ///< per mode, then per node
     std::map<int, Point> positions;            ///< by node id, from 1
     std::vector<Edge> edges;                   ///< by ascending edge id, as node ids
     std::map<int, std::size_t> neighborCount;  ///< by node id

@@ -96,6 +96,13 @@ void Store::DeleteResults(bool replace) const {
         if (fs::is_directory(path)) Fail(path, "a directory is in the way", "remove it");
         object->DeleteStorage();
     }
+    if (!fs::exists(LabelsPath())) return;
+    if (!replace)
+        Fail(LabelsPath(), "the file is in the way",
+             "choose another directory, or replace it with --force");
+    std::error_code error;
+    if (!fs::remove(LabelsPath(), error))
+        Fail(LabelsPath(), "the file cannot be removed (" + error.message() + ")", "remove it");
 }
 
 void Store::PrepareWriting(IPOBase& object, fieldstore::Locking locking) const {

@@ -28,6 +28,9 @@ public:
 
     const std::string& Directory() const { return directory_; }
 
+    /// Where the file lies that tells what the numbers of types mean.
+    std::string LabelsPath() const { return directory_ + "/labels.json"; }
+
     /// An object of the class, pointed at its file in the directory.
     template <typename Interface>
     std::shared_ptr<Interface> NewObject() const {

@@ -2,8 +2,9 @@
 //
 // Modes of a hollow metallic waveguide by finite elements, kept in a result store.
 //
-// Build (Debian packages libeigen3-dev, libspectra-dev, libcli11-dev):
-//   cmake -S . -B build -DFIELDSTORE_BUILD_WAVEGUIDE=ON && cmake --build build
+// Build (Debian packages g++, cmake, make, libeigen3-dev, libspectra-dev, libcli11-dev):
+//   cmake -S . -B build -DFIELDSTORE_BUILD_WAVEGUIDE=ON -DFIELDSTORE_BUILD_TESTS=OFF
+//   cmake --build build --target waveguide
 //
 // Sample runs:
 //   waveguide solve out                                      # WR-90 over X band
@@ -11,6 +12,7 @@
 //   waveguide solve out --force --shape ridged --ridge-width 6 --ridge-gap 4
 //   waveguide solve out --force --shape lshape --order 1 --tolerance 1e-4
 //   waveguide solve out --force --mesh section.msh --frequencies 8e9:12e9:401
+//   mpirun -n 4 waveguide solve out --force                  # the ranks share the sweep
 //   waveguide report out                                     # a process of its own; status 1 on
 //                                                            # any mismatch
 //
@@ -41,8 +43,10 @@
 #include "DofRecord.h"
 #include "GmshReader.h"
 #include "GuideRecord.h"
+#include "LabelsFile.h"
 #include "MeshRecord.h"
 #include "Progress.h"
+#include "Ranks.h"
 #include "Report.h"
 #include "ReportCutoffs.h"
 #include "RunRecord.h"
@@ -84,13 +88,22 @@ Pass SolveAndStorePasses(const SolveSettings& settings, const Store& store, Mesh
     return last;
 }
 
-void Solve(const SolveSettings& settings) {
+/// The mesh of the first pass. A structured one has as many divisions as asked for, or as it takes
+/// for the modes.
+Mesh FirstMesh(const SolveSettings& settings) {
+    if (!settings.meshFile.empty()) return ReadGmsh(settings.meshFile, settings.meshUnit);
+    for (int divisions = settings.divisions;; ++divisions) {
+        Mesh mesh = StructuredMesh(settings.model.section, divisions);
+        if (IsFineEnough(mesh, settings.model)) return mesh;
+    }
+}
+
+void Solve(const SolveSettings& settings, const Ranks& ranks) {
     const auto start = std::chrono::steady_clock::now();
     const Model& model = settings.model;
 
     // 1. The first mesh. It comes before the store, so that a wrong mesh file destroys nothing.
-    Mesh mesh = settings.meshFile.empty() ? StructuredMesh(model.section, settings.divisions)
-                                          : ReadGmsh(settings.meshFile, settings.meshUnit);
+    Mesh mesh = FirstMesh(settings);
     const Store store = Store::Create(settings.directory, settings.replace);
     std::cout << "Section: " << Describe(model.section)
               << "\nPasses (k_c in rad/m, relative error):" << std::endl;
@@ -106,10 +119,14 @@ void Solve(const SolveSettings& settings) {
     WriteMesh(store, last.space, tree);
     WriteDofMap(store, last.space);
     WriteDofList(store, last.space, tree);
+    WriteLabels(store, last.modes);
 
-    // 4. The guide section over frequency: matrices here, modal data by worker processes.
+    // 4. The guide section over frequency: matrices here, modal data by worker processes or ranks.
     WriteSection(store, model, last.modes, last.space.positions.size());
-    RunSweep(settings.directory, model.sweep, settings.workers);
+    if (ranks.AreMany())
+        ranks.Sweep(settings.directory);
+    else
+        RunSweep(settings.directory, model.sweep, settings.workers);
 
     const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
     std::cout << "Stored " << model.modeCount << " modes at " << model.sweep.points
@@ -117,10 +134,14 @@ void Solve(const SolveSettings& settings) {
               << " s). Next: waveguide report " << store.Directory() << std::endl;
 }
 
-Status Run(const Command& command) {
+Status Run(const Command& command, const Ranks& ranks) {
+    if (!ranks.IsFirst()) {
+        if (command.kind == Command::Kind::Solve) ranks.Sweep(command.solve.directory);
+        return Status::Success;
+    }
     switch (command.kind) {
         case Command::Kind::Solve:
-            Solve(command.solve);
+            Solve(command.solve, ranks);
             return Status::Success;
         case Command::Kind::Report:
             return Report(command.directory, std::cout);
@@ -138,13 +159,14 @@ Status Run(const Command& command) {
 
 int main(int argc, char** argv) {
     using waveguide::Status;
+    const waveguide::Ranks ranks(argc, argv);
     try {
-        return static_cast<int>(waveguide::Run(waveguide::ParseCommandLine(argc, argv)));
+        return static_cast<int>(waveguide::Run(waveguide::ParseCommandLine(argc, argv), ranks));
     } catch (const waveguide::Failure& failure) {
         std::cerr << "waveguide: " << failure.what() << "\n";
-        return static_cast<int>(failure.status());
+        return ranks.End(failure.status());
     } catch (const std::exception& error) {
         std::cerr << "waveguide: unexpected failure: " << error.what() << "\n";
-        return static_cast<int>(Status::Solver);
+        return ranks.End(Status::Solver);
     }
 }

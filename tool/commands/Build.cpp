@@ -6,6 +6,7 @@
 
 #include "tool/BodyWriter.h"
 #include "tool/Commands.h"
+#include "tool/Error.h"
 #include "tool/OutputFile.h"
 #include "tool/Progress.h"
 #include "tool/formats/Json.h"
@@ -63,24 +64,22 @@ int RunBuild(const BuildOptions& options) {
 
 }  // namespace
 
-void AddBuild(CLI::App& program, Action& action) {
+void DefineBuild(CommandLine& command) {
     const auto options = std::make_shared<BuildOptions>();
-    auto* command = program.add_subcommand("build", "Write a result file from JSON");
-    command->alias("load-json");
-    command->add_option("JSON", options->input, "JSON as dump writes it; - for standard input")
-        ->required();
-    command->add_option("-o,--output", options->output, "The result file")->required();
-    command->add_option("--to", options->mode, "Mode instead of the document's")
-        ->check(CLI::IsMember({"text", "binary"}));
-    command->add_flag("--unchecked", options->unchecked, "Also what a host could not load");
-    AddForceOption(*command, options->force);
-    command->footer(
+    command.AlsoCalled("load-json");
+    command.Argument("JSON", options->input, "JSON as dump writes it; - for standard input");
+    command.Value("-o,--output", options->output, "The result file").Required();
+    command.Value("--to", options->mode, "Mode instead of the document's")
+        .AnyOf({"text", "binary"});
+    command.Flag("--unchecked", options->unchecked, "Also what a host could not load");
+    command.ForceOption(options->force);
+    command.Explain(
         "What dump --format json wrote becomes the same file again, byte for byte.\n\n"
         "Exit status: 0; 2 when nothing was written.\n\n"
         "Examples:\n"
         "  fieldstore dump modeinfo.dat > modes.json\n"
         "  fieldstore build modes.json -o modeinfo.dat --force");
-    command->callback([=, &action] { action = [=] { return RunBuild(*options); }; });
+    command.Runs([options] { return RunBuild(*options); });
 }
 
 }  // namespace fieldstore::tool

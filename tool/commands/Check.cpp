@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
 
 #include "core/ResultCode.h"
+#include "tool/AcrossFiles.h"
 #include "tool/Commands.h"
+#include "tool/Error.h"
 #include "tool/LockMarker.h"
 #include "tool/Progress.h"
 #include "tool/Rules.h"
+#include "tool/Seal.h"
 #include "tool/SideFiles.h"
 #include "tool/Terminal.h"
 #include "tool/formats/Json.h"
@@ -69,6 +73,15 @@ void CheckTail(const ResultFile& file, Findings& findings) {
                          "leaves them out");
 }
 
+/// A value that differs reads as well as any other; only the seal knows.
+void CheckSeal(const ResultFile& file, Findings& findings) {
+    const auto seal = ReadSeal(file.path);
+    if (!seal) return;
+    for (const Finding& finding : FindingsOf(*seal, Compare(file.path, *seal)))
+        finding.problem ? findings.Problem(finding.offset, finding.text)
+                        : findings.Note(finding.offset, finding.text);
+}
+
 void CheckBodies(const ResultFile& file, Findings& findings) {
     const auto rules = RulesOf(file.kind, findings);
     ForEachBody(file, [&](AnyBody& body, const Layout& layout) { rules->Body(body, layout); });
@@ -77,6 +90,7 @@ void CheckBodies(const ResultFile& file, Findings& findings) {
         findings.Problem(file.fault->offset, file.fault->what(), "; " + WhatRepairSaves(file));
     }
     CheckTail(file, findings);
+    CheckSeal(file, findings);
     if (!file.fault || !file.bodies.empty()) {
         const Progress progress("Checking " + file.path);
         rules->Finish();
@@ -97,14 +111,20 @@ void CheckBodies(const ResultFile& file, Findings& findings) {
     for (const auto& line : LeftBeside(file.path)) findings.Note(0, line);
 }
 
-Verdict CheckFile(const std::string& path, const CheckOptions& options) {
+bool IsNamedByDefault(const ResultFile& file) {
+    return std::filesystem::path(file.path).filename() == file.Info().traits->fileName;
+}
+
+Verdict CheckFile(const NamedPath& path, const CheckOptions& options) {
     constexpr std::size_t few = 5;
     Verdict verdict;
-    verdict.file.path = path;
+    verdict.file.path = path.path;
     try {
-        verdict.file = InspectReadable(path, options.className);
+        verdict.file = InspectReadable(path.path, options.className);
         Findings findings(options.full ? std::string::npos : few);
         CheckBodies(verdict.file, findings);
+        if (!path.directory.empty() && findings.Problems() == 0 && IsNamedByDefault(verdict.file))
+            CheckAcross(verdict.file, findings);
         verdict.findings = findings.List();
         verdict.problems = findings.Problems();
     } catch (const Error& error) {
@@ -160,7 +180,7 @@ int RunCheck(const CheckOptions& options) {
     int status = kDone;
     Json verdicts = Json::array();
     for (const NamedPath& path : ExpandPaths(options.paths)) {
-        const Verdict verdict = CheckFile(path.path, options);
+        const Verdict verdict = CheckFile(path, options);
         if (!path.given && verdict.Status() == kTrouble) {
             Say(Error("left out", *verdict.trouble, ""));
             continue;
@@ -177,23 +197,22 @@ int RunCheck(const CheckOptions& options) {
 
 }  // namespace
 
-void AddCheck(CLI::App& program, Action& action) {
+void DefineCheck(CommandLine& command) {
     const auto options = std::make_shared<CheckOptions>();
-    auto* command =
-        program.add_subcommand("check", "Check files against every rule of their class");
-    command->add_option("PATH", options->paths, "Files, or directories of files")->required();
-    AddClassOption(*command, options->className);
-    command->add_flag("--full", options->full, "Every finding; else five of each rule");
-    command->add_flag("--json", options->json, "A JSON array for programs");
-    command->footer(
+    command.Arguments("PATH", options->paths, "Files, or directories of files");
+    command.ClassOption(options->className);
+    command.Flag("--full", options->full, "Every finding; else five of each rule");
+    command.Flag("--json", options->json, "A JSON array for programs");
+    command.Explain(
         "Reads everything, and loads the file as a host does. Problems come with their byte\n"
         "offset; notes are good to know and do not change the status. Files in a directory that\n"
-        "are no result files are left out.\n\n"
+        "are no result files are left out; those under their default names are held against each\n"
+        "other, too.\n\n"
         "Exit status: 0 sound, 1 problems found, 2 a file could not be read.\n\n"
         "Examples:\n"
         "  fieldstore check results/\n"
         "  fieldstore check --json --full results/solutiondata.dat");
-    command->callback([=, &action] { action = [=] { return RunCheck(*options); }; });
+    command.Runs([options] { return RunCheck(*options); });
 }
 
 }  // namespace fieldstore::tool

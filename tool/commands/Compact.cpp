@@ -3,6 +3,8 @@
 
 #include "tool/Commands.h"
 #include "tool/Copy.h"
+#include "tool/Directory.h"
+#include "tool/Error.h"
 #include "tool/OutputFile.h"
 #include "tool/Terminal.h"
 
@@ -16,35 +18,44 @@ struct CompactOptions {
     bool force = false;
 };
 
-int RunCompact(const CompactOptions& options) {
-    RequireNotInput(options.output, {options.input});
-    const ResultFile file = InspectWhole(options.input, options.className);
-    OutputFile output(options.output, options.force);
+void CompactFile(const std::string& input, const std::string& out, const CompactOptions& options) {
+    RequireNotInput(out, {input});
+    const ResultFile file = InspectWhole(input, options.className);
+    OutputFile output(out, options.force);
     if (file.Info().Appends())
         StoreLoaded(file, output);
     else
-        output.Fill([&file](std::ostream& out) { CopyBodies(file, true, out); });
+        output.Fill([&file](std::ostream& stream) { CopyBodies(file, true, stream); });
     output.Publish();
-    Say(Counted(file.bodies.size(), "body", "bodies") + " became one");
-    return kDone;
+    Say((input == options.input ? "" : input + ": ") +
+        Counted(file.bodies.size(), "body", "bodies") + " became one");
+}
+
+int RunCompact(const CompactOptions& options) {
+    return ForFileOrDirectory(options.input, options.className, options.output,
+                              [&options](const std::string& input, const std::string& output) {
+                                  CompactFile(input, output, options);
+                              });
 }
 
 }  // namespace
 
-void AddCompact(CLI::App& program, Action& action) {
+void DefineCompact(CommandLine& command) {
     const auto options = std::make_shared<CompactOptions>();
-    auto* command = program.add_subcommand("compact", "Merge appended bodies into one");
-    command->add_option("FILE", options->input, "The result file")->required();
-    command->add_option("-o,--output", options->output, "The file to write")->required();
-    AddClassOption(*command, options->className);
-    AddForceOption(*command, options->force);
-    command->footer(
+    command.Argument("FILE", options->input, "The result file, or a directory of them");
+    command.Value("-o,--output", options->output, "The file to write, or the directory").Required();
+    command.ClassOption(options->className);
+    command.ForceOption(options->force);
+    command.Explain(
         "Loads the file as a host does and stores it again, so that a load of either gives the\n"
-        "same. The file of a class that does not append has one body and is copied.\n\n"
+        "same. The file of a class that does not append has one body and is copied. Of a "
+        "directory,\n"
+        "every result file gives one of its name.\n\n"
         "Exit status: 0; 2 when nothing was written.\n\n"
         "Examples:\n"
-        "  fieldstore compact modeinfo.dat -o small.dat");
-    command->callback([=, &action] { action = [=] { return RunCompact(*options); }; });
+        "  fieldstore compact modeinfo.dat -o small.dat\n"
+        "  fieldstore compact results/ -o small/");
+    command.Runs([options] { return RunCompact(*options); });
 }
 
 }  // namespace fieldstore::tool

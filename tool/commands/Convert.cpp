@@ -3,6 +3,8 @@
 
 #include "tool/BodyWriter.h"
 #include "tool/Commands.h"
+#include "tool/Directory.h"
+#include "tool/Error.h"
 #include "tool/OutputFile.h"
 #include "tool/ResultFile.h"
 #include "tool/Terminal.h"
@@ -18,41 +20,49 @@ struct ConvertOptions {
     bool force = false;
 };
 
-int RunConvert(const ConvertOptions& options) {
-    RequireNotInput(options.output, {options.input});
-    const ResultFile file = InspectWhole(options.input, options.className);
+void ConvertFile(const std::string& input, const std::string& out, const ConvertOptions& options) {
+    RequireNotInput(out, {input});
+    const ResultFile file = InspectWhole(input, options.className);
     const bool text = options.mode == "text";
     if (text && file.Info().blocked)
         throw Error(file.path, "a DOF list in blocks has no text form", "Keep it binary.");
-    OutputFile output(options.output, options.force);
+    OutputFile output(out, options.force);
     BodyWriter writer(output, text, file.version);
     ForEachBody(file, [&writer](const AnyBody& body, const Layout&) { writer.Write(body); });
     writer.Close();
-    RequireLoads(InspectWhole(output.Path(), file.ClassName()), options.output);
+    RequireLoads(InspectWhole(output.Path(), file.ClassName()), out);
     output.Publish();
-    if (text && !file.text) Say("text keeps 16 digits: a value may differ in its last bit");
-    return kDone;
+    if (text && !file.text)
+        Say((input == options.input ? "" : input + ": ") +
+            "text keeps 16 digits: a value may differ in its last bit");
+}
+
+int RunConvert(const ConvertOptions& options) {
+    return ForFileOrDirectory(options.input, options.className, options.output,
+                              [&options](const std::string& input, const std::string& output) {
+                                  ConvertFile(input, output, options);
+                              });
 }
 
 }  // namespace
 
-void AddConvert(CLI::App& program, Action& action) {
+void DefineConvert(CommandLine& command) {
     const auto options = std::make_shared<ConvertOptions>();
-    auto* command = program.add_subcommand("convert", "Change between text and binary");
-    command->add_option("FILE", options->input, "The result file")->required();
-    command->add_option("-o,--output", options->output, "The file to write")->required();
-    command->add_option("--to", options->mode, "text or binary")
-        ->required()
-        ->check(CLI::IsMember({"text", "binary"}));
-    AddClassOption(*command, options->className);
-    AddForceOption(*command, options->force);
-    command->footer(
+    command.Argument("FILE", options->input, "The result file, or a directory of them");
+    command.Value("-o,--output", options->output, "The file to write, or the directory").Required();
+    command.Value("--to", options->mode, "text or binary").Required().AnyOf({"text", "binary"});
+    command.ClassOption(options->className);
+    command.ForceOption(options->force);
+    command.Explain(
         "Keeps bodies apart, as they are. Text has 16 digits, so a value may differ in its last\n"
-        "bit; a DOF list in blocks is binary alone.\n\n"
+        "bit; a DOF list in blocks is binary alone. Of a directory, every result file gives one "
+        "of\n"
+        "its name.\n\n"
         "Exit status: 0; 2 when nothing was written.\n\n"
         "Examples:\n"
-        "  fieldstore convert circuitmatrices.dat --to text -o matrices.txt");
-    command->callback([=, &action] { action = [=] { return RunConvert(*options); }; });
+        "  fieldstore convert circuitmatrices.dat --to text -o matrices.txt\n"
+        "  fieldstore convert results/ --to binary -o binary/");
+    command.Runs([options] { return RunConvert(*options); });
 }
 
 }  // namespace fieldstore::tool

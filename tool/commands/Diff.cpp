@@ -5,7 +5,10 @@
 #include <memory>
 
 #include "tool/Commands.h"
+#include "tool/Directory.h"
+#include "tool/Error.h"
 #include "tool/Progress.h"
+#include "tool/SliceOptions.h"
 #include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
@@ -20,9 +23,11 @@ struct DiffOptions {
     double absolute = 0;
     std::size_t limit = 100;
     bool json = false;
+    SliceWords slice;
 };
 
 struct Difference {
+    std::string file;  // its name, where directories are compared
     std::string path;
     std::string first;
     std::string second;
@@ -45,8 +50,10 @@ public:
     }
     void Differ(const std::string& a, const std::string& b) {
         ++count;
-        if (options.limit == 0 || shown.size() < options.limit) shown.push_back({path, a, b});
+        if (options.limit == 0 || shown.size() < options.limit) shown.push_back({file, path, a, b});
     }
+    /// The name of the file that the differences to come are in.
+    void Enter(const std::string& name) { file = name; }
     std::size_t Count() const { return count; }
     const std::vector<Difference>& Shown() const { return shown; }
 
@@ -71,6 +78,7 @@ private:
     void CompareVectors(const std::vector<T>& a, const std::vector<T>& b, const Label* labels);
 
     const DiffOptions& options;
+    std::string file;
     std::string path;
     std::size_t count = 0;
     std::vector<Difference> shown;
@@ -169,8 +177,10 @@ struct FieldFinder {
 struct FieldComparer {
     Comparer& comparer;
     const FieldFinder& other;
+    const Slice& slice;
     template <typename T>
     void operator()(const Field& field, const T& value) {
+        if (!slice.Names(field)) return;
         comparer.At(std::string(field.name), [&] {
             comparer.Compare(value, *static_cast<const T*>(other.fields.at(field.name)),
                              field.parts.data());
@@ -178,7 +188,12 @@ struct FieldComparer {
     }
 };
 
-void CompareFiles(const ResultFile& a, const ResultFile& b, Comparer& comparer) {
+void CompareFiles(const std::string& pathA, const std::string& pathB, const std::string& className,
+                  const Slice& slice, Comparer& comparer) {
+    const LoadedFile loadedA = LoadWhole(pathA, className, slice);
+    const LoadedFile loadedB = LoadWhole(pathB, className, slice);
+    const ResultFile& a = loadedA.file;
+    const ResultFile& b = loadedB.file;
     if (a.kind != b.kind) {
         const auto name = [](const ResultFile& file) {
             return file.ClassName() + (file.Info().blocked ? " in blocks" : "");
@@ -189,58 +204,94 @@ void CompareFiles(const ResultFile& a, const ResultFile& b, Comparer& comparer) 
         comparer.At("version", [&] {
             comparer.Differ(a.version.value_or("none"), b.version.value_or("none"));
         });
-    const AnyBody first = LoadedBody(a);
-    const AnyBody second = LoadedBody(b);
+    const AnyBody first = loadedA.InMemory();
+    const AnyBody second = loadedB.InMemory();
     const Progress progress("Comparing " + a.path + " with " + b.path);
     FieldFinder finder;
     std::visit([&finder](const auto& body) { body.Visit(body, finder); }, second);
-    FieldComparer visitor{comparer, finder};
+    FieldComparer visitor{comparer, finder, slice};
     std::visit([&visitor](const auto& body) { body.Visit(body, visitor); }, first);
+}
+
+/// Pairs the files of two directories by name. Returns the status but for differences.
+int CompareDirectories(const DiffOptions& options, const Slice& slice, Comparer& comparer) {
+    const auto first = ResultFilesIn(options.first, options.className);
+    const auto second = ResultFilesIn(options.second, options.className);
+    std::vector<std::string> names;
+    std::set_union(first.begin(), first.end(), second.begin(), second.end(),
+                   std::back_inserter(names));
+    return ForEachName(names, [&](const std::string& name) {
+        comparer.Enter(name);
+        if (!std::binary_search(second.begin(), second.end(), name))
+            return comparer.Differ("present", "missing");
+        if (!std::binary_search(first.begin(), first.end(), name))
+            return comparer.Differ("missing", "present");
+        try {
+            CompareFiles(PathIn(options.first, name), PathIn(options.second, name),
+                         options.className, slice, comparer);
+        } catch (const NoSuchKey&) {
+            // The slice is one of other files.
+        }
+    });
+}
+
+int Compare(const DiffOptions& options, Comparer& comparer) {
+    const Slice slice = ParseSlice(options.slice);
+    if (IsDirectory(options.first) && IsDirectory(options.second))
+        return CompareDirectories(options, slice, comparer);
+    CompareFiles(options.first, options.second, options.className, slice, comparer);
+    return kDone;
 }
 
 int RunDiff(const DiffOptions& options) {
     Comparer comparer(options);
-    CompareFiles(InspectWhole(options.first, options.className),
-                 InspectWhole(options.second, options.className), comparer);
-    Json json{{"same", comparer.Count() == 0},
+    const int status = Compare(options, comparer);
+    Json json{{"same", comparer.Count() == 0 && status == kDone},
               {"count", comparer.Count()},
               {"differences", Json::array()}};
-    for (const auto& [path, a, b] : comparer.Shown()) {
+    for (const auto& [file, path, a, b] : comparer.Shown()) {
+        std::string where = file;
+        where += file.empty() || path.empty() ? "" : ": ";
+        where += path;
         if (!options.json)
-            std::cout << Visible(path) << ": " << Visible(a) << " | " << Visible(b) << '\n';
-        json["differences"].push_back({{"path", path}, {"first", a}, {"second", b}});
+            std::cout << Visible(where) << ": " << Visible(a) << " | " << Visible(b) << '\n';
+        Json difference{{"path", path}, {"first", a}, {"second", b}};
+        if (!file.empty()) difference["file"] = file;
+        json["differences"].push_back(difference);
     }
     if (options.json)
         std::cout << ReportText(json);
     else if (comparer.Count() > comparer.Shown().size())
         std::cout << "... " << Counted(comparer.Count(), "difference", "differences")
                   << " in all; --limit 0 shows them\n";
+    if (status != kDone) return status;
     return comparer.Count() == 0 ? kDone : kFound;
 }
 
 }  // namespace
 
-void AddDiff(CLI::App& program, Action& action) {
+void DefineDiff(CommandLine& command) {
     const auto options = std::make_shared<DiffOptions>();
-    auto* command = program.add_subcommand("diff", "Tell what differs between two files");
-    command->add_option("A", options->first, "A result file")->required();
-    command->add_option("B", options->second, "Another one of the class")->required();
-    AddClassOption(*command, options->className);
-    command->add_option("--rtol", options->relative, "Relative tolerance: |a-b| <= atol + rtol*|b|")
-        ->check(CLI::NonNegativeNumber);
-    command->add_option("--atol", options->absolute, "Absolute tolerance")
-        ->check(CLI::NonNegativeNumber);
-    command->add_option("--limit", options->limit, "Differences shown at most; 0 shows all")
-        ->capture_default_str();
-    command->add_flag("--json", options->json, "A JSON object for programs");
-    command->footer(
+    command.Argument("A", options->first, "A result file, or a directory of them");
+    command.Argument("B", options->second, "Another one of the class, or another directory");
+    command.ClassOption(options->className);
+    command.Value("--rtol", options->relative, "Relative tolerance: |a-b| <= atol + rtol*|b|")
+        .NotNegative();
+    command.Value("--atol", options->absolute, "Absolute tolerance").NotNegative();
+    command.Value("--limit", options->limit, "Differences shown at most; 0 shows all").WithPreset();
+    command.Flag("--json", options->json, "A JSON object for programs");
+    DescribeSlice(command, options->slice);
+    command.Explain(
         "Compares what a host has after a load, so that neither the mode nor the number of bodies\n"
-        "matters. Not-a-numbers are equal.\n\n"
+        "matters. Not-a-numbers are equal. Files of directories are paired by name. Of a slice, "
+        "only\n"
+        "fields whose entries have such keys are compared.\n\n"
         "Exit status: 0 same, 1 different, 2 trouble.\n\n"
         "Examples:\n"
         "  fieldstore diff before/modeinfo.dat after/modeinfo.dat --rtol 1e-9\n"
-        "  fieldstore diff a.dat b.dat --class POModeInfo --json");
-    command->callback([=, &action] { action = [=] { return RunDiff(*options); }; });
+        "  fieldstore diff a.dat b.dat --class POModeInfo --json\n"
+        "  fieldstore diff before/ after/ --frequency 10GHz");
+    command.Runs([options] { return RunDiff(*options); });
 }
 
 }  // namespace fieldstore::tool

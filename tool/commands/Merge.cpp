@@ -4,6 +4,7 @@
 #include "tool/BodyWriter.h"
 #include "tool/Commands.h"
 #include "tool/Copy.h"
+#include "tool/Error.h"
 #include "tool/OutputFile.h"
 
 namespace fieldstore::tool {
@@ -59,16 +60,13 @@ int RunMerge(const MergeOptions& options) {
 
 }  // namespace
 
-void AddMerge(CLI::App& program, Action& action) {
+void DefineMerge(CommandLine& command) {
     const auto options = std::make_shared<MergeOptions>();
-    auto* command = program.add_subcommand("merge", "Put the bodies of several files into one");
-    command->add_option("FILE", options->inputs, "Files of one appending class")
-        ->required()
-        ->expected(1, -1);
-    command->add_option("-o,--output", options->output, "The file to write")->required();
-    AddClassOption(*command, options->className);
-    AddForceOption(*command, options->force);
-    command->footer(
+    command.Arguments("FILE", options->inputs, "Files of one appending class");
+    command.Value("-o,--output", options->output, "The file to write").Required();
+    command.ClassOption(options->className);
+    command.ForceOption(options->force);
+    command.Explain(
         "The result is what it would be had all writers committed to one file, in that order: a\n"
         "load keeps the first modes and the last matrix of a key, combines metrics, and refuses\n"
         "an element that comes twice, in which case nothing is written. The mode and the version\n"
@@ -76,7 +74,7 @@ void AddMerge(CLI::App& program, Action& action) {
         "Exit status: 0; 2 when nothing was written.\n\n"
         "Examples:\n"
         "  fieldstore merge rank0/solutiondata.dat rank1/solutiondata.dat -o solutiondata.dat");
-    command->callback([=, &action] { action = [=] { return RunMerge(*options); }; });
+    command.Runs([options] { return RunMerge(*options); });
 }
 
 }  // namespace fieldstore::tool

@@ -10,7 +10,10 @@
 #include "tool/BodyWriter.h"
 #include "tool/Commands.h"
 #include "tool/Copy.h"
+#include "tool/Error.h"
 #include "tool/OutputFile.h"
+#include "tool/RemovedOnSignal.h"
+#include "tool/Rescue.h"
 #include "tool/Terminal.h"
 #include "tool/WritersKeptOut.h"
 #include "tool/formats/Json.h"
@@ -27,6 +30,17 @@ struct RepairOptions {
     bool inPlace = false;
     bool force = false;
     bool json = false;
+    bool entries = false;
+    bool trustLastNumber = false;
+};
+
+constexpr const char* kTrustAdvice =
+    "the last line has no end, so its number may lack digits; --trust-last-number keeps the body";
+
+/// What is there, and what of it can be kept.
+struct Damaged {
+    ResultFile file;
+    Rescue rescue;
 };
 
 /// The damaged bytes under the first of FILE.bak, FILE.bak1 ... that is free; they go with the
@@ -75,7 +89,6 @@ private:
 /// What was kept and lost of a file.
 struct Outcome {
     std::vector<int> lostBlocks;
-    std::uint64_t lostBytes = 0;  // when not blocks
     std::string backup;
     bool loads = false;
 };
@@ -89,16 +102,21 @@ std::vector<int> LostBlocks(const ResultFile& file) {
     return lost;
 }
 
-Json OutcomeJson(const ResultFile& file, const Outcome& outcome) {
+Json OutcomeJson(const Damaged& damaged, const Outcome& outcome) {
+    const auto& [file, rescue] = damaged;
     Json json{{"path", file.path},
               {"class", file.ClassName()},
               {"mode", file.Mode()},
-              {"keptBodies", file.bodies.size()},
-              {"keptEntries", file.Entries()},
+              {"keptBodies", rescue.bodies.size()},
+              {"keptEntries", rescue.Entries() + file.savedEntries},
               {"loads", outcome.loads}};
     if (file.savedBlocks.empty()) {
-        json["keptBytes"] = file.WholeEnd();
-        json["lostBytes"] = outcome.lostBytes;
+        json["keptBytes"] = file.size - rescue.LostBytes();
+        json["lostBytes"] = rescue.LostBytes();
+        json["lostRanges"] = Json::array();
+        for (const LostRange& range : rescue.lost)
+            json["lostRanges"].push_back(
+                {{"begin", range.begin}, {"end", range.end}, {"savedEntries", range.saved}});
     } else {
         json["keptBlocks"] = file.savedBlocks;
         json["lostBlocks"] = outcome.lostBlocks;
@@ -120,8 +138,27 @@ std::string NumbersText(const std::vector<int>& numbers) {
     return text;
 }
 
-void PrintOutcome(const ResultFile& file, const Outcome& outcome) {
-    const auto entries = " with " + Counted(file.Entries(), "entry", "entries");
+/// bytes 0 to 67 and 134 to 201: those that are in no lost range.
+std::string KeptRanges(const Damaged& damaged) {
+    std::string text;
+    std::uint64_t at = 0;
+    const auto add = [&](std::uint64_t end) {
+        if (at < end)
+            text +=
+                (text.empty() ? "" : " and ") + std::to_string(at) + " to " + std::to_string(end);
+    };
+    for (const LostRange& range : damaged.rescue.lost) {
+        add(range.begin);
+        at = range.end;
+    }
+    add(damaged.file.size);
+    return text.empty() ? "no bytes" : "bytes " + text;
+}
+
+void PrintOutcome(const Damaged& damaged, const Outcome& outcome) {
+    const auto& [file, rescue] = damaged;
+    const auto entries =
+        " with " + Counted(rescue.Entries() + file.savedEntries, "entry", "entries");
     const auto cause =
         file.fault ? ": at byte " + std::to_string(file.fault->offset) + ", " + file.fault->what()
                    : "";
@@ -134,28 +171,89 @@ void PrintOutcome(const ResultFile& file, const Outcome& outcome) {
         if (!outcome.lostBlocks.empty() && outcome.lostBlocks.front() < file.savedBlocks.back())
             Say("a lost block before a kept one is an empty block now");
     } else {
-        std::cout << "kept " << Counted(file.bodies.size(), "body", "bodies") << entries
-                  << ", bytes 0 to " << file.WholeEnd() << '\n';
-        if (outcome.lostBytes == 0)
-            std::cout << "lost nothing: the file was whole\n";
-        else
-            std::cout << "lost bytes " << file.WholeEnd() << " to " << file.size << " ("
-                      << ReadableSize(outcome.lostBytes) << ')' << cause << '\n';
+        std::cout << "kept " << Counted(rescue.bodies.size(), "body", "bodies") << entries << ", "
+                  << KeptRanges(damaged) << '\n';
+        if (rescue.lost.empty()) std::cout << "lost nothing: the file was whole\n";
+        for (const LostRange& range : rescue.lost) {
+            std::cout << "lost bytes " << range.begin << " to " << range.end << " ("
+                      << ReadableSize(range.end - range.begin) << ')';
+            // The reading ended once; what else is lost is not as it was sealed, or no body.
+            if (&range == &rescue.lost.front()) std::cout << cause;
+            if (range.saved != 0)
+                std::cout << "; saved " << Counted(range.saved, "entry", "entries") << " of them";
+            std::cout << '\n';
+        }
     }
     if (!outcome.backup.empty()) std::cout << "backup " << Visible(outcome.backup) << '\n';
 }
 
-/// Reads a file of which something can be kept.
-ResultFile InspectDamaged(const RepairOptions& options) {
-    ResultFile file = InspectReadable(options.input, options.className);
-    if (file.bodies.empty() && file.savedBlocks.empty() && file.state == State::Torn)
-        RaiseFault(file, "No whole body comes before, so there is nothing to keep.");
-    return file;
+std::optional<Seal> SealOf(const std::string& path) {
+    try {
+        return ReadSeal(path);
+    } catch (const Error& error) {
+        Say(error);
+        Say("goes on without the seal");
+        return std::nullopt;
+    }
 }
 
-Outcome Save(const ResultFile& file, const OutputFile& output) {
+/// By the seal of an appended file; its class and mode are known even when nothing can be read.
+Damaged DamagedBySeal(ResultFile file, const Seal& seal) {
+    file.kind = KindsOfClass(seal.className).front();
+    if (file.state == State::Unreadable || file.text != seal.text) {
+        file.text = seal.text;
+        file.begin = seal.HeadLength();
+        file.bodies.clear();
+    }
+    file.state = State::Torn;
+    return {file, RescueBySeal(file, seal)};
+}
+
+/// Where even the first body cannot be read, the mode is not known either.
+Damaged DamagedAtFirst(ResultFile file) {
+    Rescue rescue = RescueByRecognition(file);
+    if (rescue.bodies.empty()) {
+        ResultFile other = file;
+        other.text = !file.text;
+        other.begin = 0;
+        Rescue found = RescueByRecognition(other);
+        if (!found.bodies.empty()) return {std::move(other), std::move(found)};
+    }
+    return {std::move(file), std::move(rescue)};
+}
+
+/// Reads a file of which something can be kept.
+Damaged InspectDamaged(const RepairOptions& options) {
+    const auto seal = SealOf(options.input);
+    const bool sealed =
+        seal && Kinds()[KindsOfClass(seal->className).front()].Appends() && !seal->bodies.empty();
+    ResultFile file = Inspect(
+        options.input, options.className.empty() && sealed ? seal->className : options.className,
+        options.trustLastNumber ? LastNumber::Trusted : LastNumber::Ended);
+    const bool known = sealed || (file.Info().Appends() && !file.guessed);
+    if (file.state == State::Unreadable && !known) RaiseFault(file, "");
+    Damaged damaged;
+    if (sealed)
+        damaged = DamagedBySeal(file, *seal);
+    else if (file.bodies.empty() && known && file.fault)
+        damaged = DamagedAtFirst(file);
+    else
+        damaged = {file, RescueByRecognition(file)};
+    if (options.entries) SaveEntries(damaged.file, damaged.rescue);
+    const bool nothing =
+        damaged.rescue.bodies.empty() && damaged.rescue.Entries() == 0 && file.savedBlocks.empty();
+    if (nothing && file.fault)
+        RaiseFault(file, file.fault->lastNumber ? kTrustAdvice
+                                                : "No body is whole, so there is nothing to keep.");
+    if (file.fault && file.fault->lastNumber) Say(file.path + ": " + kTrustAdvice);
+    return damaged;
+}
+
+Outcome Save(const Damaged& damaged, const OutputFile& output) {
+    const ResultFile& file = damaged.file;
     if (file.savedBlocks.empty()) {
-        output.Fill([&file](std::ostream& out) { CopyBodies(file, true, out); });
+        output.Fill(
+            [&damaged](std::ostream& out) { CopyRescued(damaged.file, damaged.rescue, out); });
     } else {
         BodyWriter writer(output, false, file.version);
         writer.Write(SavedBlocks(file));
@@ -164,16 +262,15 @@ Outcome Save(const ResultFile& file, const OutputFile& output) {
     Outcome outcome;
     outcome.loads = LoadResult(InspectWhole(output.Path(), file.ClassName())) == 0;
     outcome.lostBlocks = LostBlocks(file);
-    if (file.state == State::Torn) outcome.lostBytes = file.size - file.WholeEnd();
     return outcome;
 }
 
 /// Comes before anything is replaced: who does not learn what is lost keeps all of it.
-void Report(const RepairOptions& options, const ResultFile& file, const Outcome& outcome) {
+void Report(const RepairOptions& options, const Damaged& damaged, const Outcome& outcome) {
     if (options.json)
-        std::cout << ReportText(OutcomeJson(file, outcome));
+        std::cout << ReportText(OutcomeJson(damaged, outcome));
     else
-        PrintOutcome(file, outcome);
+        PrintOutcome(damaged, outcome);
     if (!std::cout.flush())
         throw Error("standard output", "cannot be written, so nothing is repaired",
                     "Is the disk full?");
@@ -182,22 +279,24 @@ void Report(const RepairOptions& options, const ResultFile& file, const Outcome&
 
 void RepairInto(const RepairOptions& options) {
     RequireNotInput(options.output, {options.input});
-    const ResultFile file = InspectDamaged(options);
+    const Damaged damaged = InspectDamaged(options);
     OutputFile output(options.output, options.force);
-    Report(options, file, Save(file, output));
+    Report(options, damaged, Save(damaged, output));
     output.Publish();
 }
 
 void RepairInPlace(const RepairOptions& options) {
     WritersKeptOut writers(options.input, options.lockDirectory);  // whose work looks like a tear
     const auto before = FileIdentity::Of(options.input);
-    const ResultFile file = InspectDamaged(options);
+    const Damaged damaged = InspectDamaged(options);
     const std::string path = BehindLinks(options.input);
     OutputFile output(path, true);
-    Outcome outcome = Save(file, output);
+    Outcome outcome = Save(damaged, output);
     Backup backup(path);
     outcome.backup = backup.Name();
-    Report(options, file, outcome);
+    Report(options, damaged, outcome);
+    // From here on all of it happens, or nothing; a closed pipe can wait.
+    const HeldSignals untilDone;
     output.Publish([&] {
         writers.RequireNoAppend();
         if (FileIdentity::Of(options.input) != before || FileIdentity::Of(path) != before)
@@ -223,20 +322,26 @@ int RunRepair(const RepairOptions& options) {
 
 }  // namespace
 
-void AddRepair(CLI::App& program, Action& action) {
+void DefineRepair(CommandLine& command) {
     const auto options = std::make_shared<RepairOptions>();
-    auto* command = program.add_subcommand("repair", "Keep the whole bodies, drop a torn tail");
-    command->add_option("FILE", options->input, "The damaged file")->required();
-    command->add_option("-o,--output", options->output, "The repaired file");
-    command->add_flag("--in-place", options->inPlace,
-                      "Replace FILE, which stays as FILE.bak; takes the writers' lock");
-    AddLockDirectoryOption(*command, options->lockDirectory);
-    AddClassOption(*command, options->className);
-    AddForceOption(*command, options->force);
-    command->add_flag("--json", options->json, "What was kept and lost, for programs");
-    command->footer(
+    command.Argument("FILE", options->input, "The damaged file");
+    command.Value("-o,--output", options->output, "The repaired file");
+    command.Flag("--in-place", options->inPlace,
+                 "Replace FILE, which stays as FILE.bak; takes the writers' lock");
+    command.LockDirectoryOption(options->lockDirectory);
+    command.ClassOption(options->className);
+    command.ForceOption(options->force);
+    command.Flag("--entries", options->entries,
+                 "Save whole entries of damaged bodies too; modes and matrices in text");
+    command.Flag("--trust-last-number", options->trustLastNumber,
+                 "Take the last number of a text file for whole although its line has no end");
+    command.Flag("--json", options->json, "What was kept and lost, for programs");
+    command.Explain(
         "Tells what was kept and what was lost. Bytes are copied, never changed; of a DOF list in\n"
-        "blocks, every whole block is kept, under a new index. In place, nothing is replaced when\n"
+        "blocks, every whole block is kept, under a new index. Bodies behind a damaged one are "
+        "kept\n"
+        "when the file has a seal, or when they are bodies beyond doubt. In place, nothing is "
+        "replaced when\n"
         "the file has changed since it was read, or when the mark of an append stands and you "
         "have\n"
         "not said where the writers' locks are.\n\n"
@@ -244,7 +349,7 @@ void AddRepair(CLI::App& program, Action& action) {
         "Examples:\n"
         "  fieldstore repair solutiondata.dat -o saved.dat\n"
         "  fieldstore repair --in-place modeinfo.dat");
-    command->callback([=, &action] { action = [=] { return RunRepair(*options); }; });
+    command.Runs([options] { return RunRepair(*options); });
 }
 
 }  // namespace fieldstore::tool

@@ -7,8 +7,11 @@
 
 #include "core/FrequencyKey.h"
 #include "tool/Commands.h"
+#include "tool/Error.h"
+#include "tool/Labels.h"
 #include "tool/LockMarker.h"
 #include "tool/Progress.h"
+#include "tool/SliceOptions.h"
 #include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
@@ -19,8 +22,7 @@ struct ShowOptions {
     std::string input;
     std::string className;
     bool full = false;
-    std::optional<double> frequency;
-    std::map<std::string, std::int64_t> parts;  // wanted values of the keys' parts, by label
+    SliceWords slice;
 };
 
 template <typename T>
@@ -54,6 +56,7 @@ public:
             else
                 size = static_cast<double>(number);
             ++count;
+            isReal = isReal || kIsReal<Number>;
             if (!std::isfinite(size)) return void(++strange);
             least = std::min(least, size);
             most = std::max(most, size);
@@ -66,9 +69,10 @@ public:
     }
     std::string Text() const {
         std::string text = Counted(count, "number", "numbers");
-        if (count != strange)
-            text +=
-                ", " + Range() + ", mean " + Rounded(sum / static_cast<double>(count - strange));
+        if (count != strange) text += ", " + Range();
+        // The mean of ids means nothing.
+        if (count != strange && isReal)
+            text += ", mean " + Rounded(sum / static_cast<double>(count - strange));
         return strange == 0 ? text : text + ", " + std::to_string(strange) + " not finite";
     }
     std::size_t Count() const { return count; }
@@ -76,12 +80,19 @@ public:
 private:
     std::size_t count = 0, strange = 0;
     double least = HUGE_VAL, most = -HUGE_VAL, sum = 0;
+    bool isReal = false;
 };
+
+std::string ComplexText(const Complex& value) {
+    const std::string imaginary = Rounded(value.imag());
+    return Rounded(value.real()) + (imaginary.front() == '-' ? "" : "+") + imaginary + "j";
+}
 
 /// Visitor that prints the fields of a body for people.
 class FieldPrinter {
 public:
-    explicit FieldPrinter(const ShowOptions& chosen) : options(chosen) {}
+    FieldPrinter(const ShowOptions& chosen, const Slice& wanted, const Labels& named)
+        : options(chosen), slice(wanted), names(named) {}
     ~FieldPrinter() { FlushScalars(); }
     FieldPrinter(const FieldPrinter&) = delete;
     FieldPrinter& operator=(const FieldPrinter&) = delete;
@@ -89,48 +100,53 @@ public:
     template <typename T>
     void operator()(const Field& field, const T& value) {
         if constexpr (!kIsContainer<T>) {
-            if (options.parts.empty())
+            if (slice.IsEmpty())
                 scalars.Add({std::string(field.name), ToJson(value, field.parts.data()).dump()});
         } else {
-            if (!IsWanted(field)) return;
-            matched = true;
+            if (!slice.Names(field)) return;
             FlushScalars();
-            PrintContainer(field, value);
+            if constexpr (std::is_same_v<T, decltype(ModeInfoBody::modes)>)
+                PrintModes(field, value);
+            else
+                PrintContainer(field, value);
         }
     }
-    /// Whether a field had the parts that are asked for.
-    bool Matched() const { return matched; }
 
 private:
     static constexpr std::size_t kEnds = 5;  // entries shown at either end
-
-    bool IsWanted(const Field& field) const {
-        return std::all_of(options.parts.begin(), options.parts.end(), [&field](const auto& part) {
-            return std::any_of(field.parts.begin(), field.parts.end(),
-                               [&part](const Label& label) { return label.name == part.first; });
-        });
-    }
 
     void FlushScalars() {
         std::cout << scalars.Text();
         scalars = Table();
     }
 
+    void PrintTypes(const Field& field, const std::map<std::int64_t, Statistics>& byType) const {
+        for (const auto& [type, ofType] : byType) {
+            std::cout << "  type " << type << Meaning(field.name, "type", static_cast<int>(type))
+                      << ": " << ofType.Text() << '\n';
+        }
+    }
+
     template <typename T>
     void PrintContainer(const Field& field, const T& value) {
         std::vector<const typename T::value_type*> chosen;
         Statistics statistics;
+        std::map<std::int64_t, Statistics> byType;
         {
             const Progress progress("Summing up " + std::string(field.name));
             for (const auto& entry : value) {
-                if (!EntryIsWanted(field, entry)) continue;
                 chosen.push_back(&entry);
                 TakeValues(entry, statistics);
+                if constexpr (IsMap<T>::value)
+                    if (const auto type = TypeOf(field, entry.first))
+                        TakeValues(entry, byType[*type]);
             }
         }
         std::cout << field.name << ": " << Counted(chosen.size(), "entry", "entries");
-        if (statistics.Count() != 0) std::cout << "; " << statistics.Text();
+        // Quantities of several types have no statistics in common.
+        if (byType.size() < 2 && statistics.Count() != 0) std::cout << "; " << statistics.Text();
         std::cout << '\n';
+        if (byType.size() > 1) PrintTypes(field, byType);
         if constexpr (std::is_arithmetic_v<typename T::value_type>) return PrintNumbers(value);
         PrintRanges(field, chosen);
         Table table;
@@ -145,6 +161,76 @@ private:
         std::cout << table.Text("  ");
     }
 
+    /// The part of a key that tells what the values are; nothing when they are alike.
+    template <typename K>
+    static std::optional<std::int64_t> TypeOf(const Field& field, const K& key) {
+        std::optional<std::int64_t> type;
+        if (field.name == "definitions") return type;
+        ForLeaves(key, [&](const auto& part, std::size_t i) {
+            if (field.parts[i].name == "type") type = static_cast<std::int64_t>(part);
+        });
+        return type;
+    }
+
+    /// Quantity by quantity, and what an engineer compares over frequency.
+    void PrintModes(const Field& field, const decltype(ModeInfoBody::modes)& modes) const {
+        Statistics gamma, voltage, current;
+        std::vector<
+            const std::pair<const std::pair<std::int64_t, int>, std::vector<ModeInfoBody::Record>>*>
+            chosen;
+        std::size_t rows = 0;
+        std::optional<Progress> progress("Summing up " + std::string(field.name));
+        for (const auto& entry : modes) {
+            chosen.push_back(&entry);
+            for (const auto& [head, data] : entry.second) {
+                const std::size_t half = data.size() / 2;
+                gamma.Take(head.second);
+                for (std::size_t i = 0; i < half; ++i) {
+                    voltage.Take(data[i]);
+                    current.Take(data[half + i]);
+                }
+                rows += std::max<std::size_t>(half, 1);
+            }
+        }
+        progress.reset();
+        std::cout << field.name << ": " << Counted(modes.size(), "entry", "entries") << '\n';
+        PrintRanges(field, chosen);
+        if (gamma.Count() == 0) return;
+        std::cout << "  |gamma|: " << gamma.Text() << "\n  |V|: " << voltage.Text()
+                  << "\n  |I|: " << current.Text() << '\n';
+        Table table;
+        table.Add({"frequency", "port", "mode", "group", "gamma", "index", "V", "I", "Z"});
+        std::size_t row = 0;
+        for (const auto* entry : chosen)
+            for (std::size_t mode = 0; mode < entry->second.size(); ++mode)
+                AddModeRows(entry->first, mode, entry->second[mode], rows, row, table);
+        std::cout << table.Text("  ");
+    }
+
+    /// Several rows for a mode with several voltages.
+    void AddModeRows(const std::pair<std::int64_t, int>& key, std::size_t mode,
+                     const ModeInfoBody::Record& record, std::size_t rows, std::size_t& row,
+                     Table& table) const {
+        const auto& [head, data] = record;
+        const std::size_t half = data.size() / 2;
+        for (std::size_t i = 0; i < std::max<std::size_t>(half, 1); ++i, ++row) {
+            if (!options.full && rows > 2 * kEnds && row >= kEnds && row < rows - kEnds) {
+                if (row == kEnds) table.Add({"..."});
+                continue;
+            }
+            std::vector<std::string> cells{std::to_string(key.first), std::to_string(key.second),
+                                           std::to_string(mode), std::to_string(head.first),
+                                           ComplexText(head.second)};
+            if (half != 0) {
+                cells.insert(
+                    cells.end(),
+                    {std::to_string(i), ComplexText(data[i]), ComplexText(data[half + i]),
+                     data[half + i] == Complex() ? "-" : ComplexText(data[i] / data[half + i])});
+            }
+            table.Add(cells);
+        }
+    }
+
     template <typename T>
     void PrintNumbers(const T& value) const {
         constexpr std::size_t few = 2 * kEnds;
@@ -157,24 +243,6 @@ private:
             if (i++ == few && hidden) std::cout << " ...";
         }
         std::cout << '\n';
-    }
-
-    template <typename Entry>
-    bool EntryIsWanted(const Field& field, const Entry& entry) const {
-        bool wanted = true;
-        if constexpr (IsPair<Entry>::value) {
-            ForLeaves(entry, [&](const auto& part, std::size_t i) {
-                if constexpr (std::is_integral_v<std::decay_t<decltype(part)>>) {
-                    const auto found = options.parts.find(std::string(field.parts[i].name));
-                    const std::int64_t value =
-                        field.parts[i].isId
-                            ? static_cast<std::int64_t>(static_cast<std::uint32_t>(part))
-                            : static_cast<std::int64_t>(part);
-                    if (found != options.parts.end() && found->second != value) wanted = false;
-                }
-            });
-        }
-        return wanted;
     }
 
     /// The values are what a key leads to, or else the entry itself.
@@ -223,8 +291,16 @@ private:
             const bool inner = kIsContainer<std::decay_t<decltype(part)>> && !field.parts[i].isId;
             const Label* labels = field.parts.data() + (inner ? kLeaves<Entry> : i);
             cells.push_back(PartText(part, IsPair<Entry>::value ? labels : field.parts.data()));
+            if constexpr (std::is_same_v<std::decay_t<decltype(part)>, int>)
+                cells.back() += Meaning(field.name, field.parts[i].name, part);
         });
         table.Add(cells);
+    }
+
+    /// The name of a number behind it, where it has one.
+    std::string Meaning(std::string_view field, std::string_view part, int value) const {
+        const std::string meaning = names.Meaning(field, part, value);
+        return meaning.empty() ? "" : " " + Visible(meaning);
     }
 
     template <typename T>
@@ -242,17 +318,16 @@ private:
     }
 
     const ShowOptions& options;
+    const Slice& slice;
+    const Labels& names;
     Table scalars;
-    bool matched = false;
 };
 
-int RunShow(ShowOptions options) {
-    if (options.frequency) {
-        const auto key = FrequencyKey(*options.frequency);
-        if (!key) throw Error("", "this frequency cannot be stored", "");
-        options.parts["frequency"] = *key;
-    }
-    const ResultFile file = InspectWhole(options.input, options.className);
+int RunShow(const ShowOptions& options) {
+    const Slice slice = ParseSlice(options.slice);
+    const LoadedFile loaded = LoadWhole(options.input, options.className, slice);
+    const ResultFile& file = loaded.file;
+    const Labels labels = Labels::Beside(file.path);
     std::cout << Visible(file.path) << ": " << file.ClassName() << (file.guessed ? " (guess)" : "")
               << ", " << file.Mode() << ", " << Counted(file.bodies.size(), "body", "bodies")
               << ", " << ReadableSize(file.size);
@@ -260,40 +335,32 @@ int RunShow(ShowOptions options) {
     if (const auto lock = FindLock(file.path))
         std::cout << ", locked for " << ReadableTime(lock->age);
     std::cout << '\n';
-    const AnyBody body = LoadedBody(file);
-    FieldPrinter printer(options);
+    const AnyBody body = loaded.InMemory();
+    FieldPrinter printer(options, slice, labels);
     std::visit([&printer](const auto& fields) { fields.Visit(fields, printer); }, body);
-    if (options.parts.empty() || printer.Matched()) return kDone;
-    throw Error(file.path, "a " + file.ClassName() + " has no such key",
-                "Select by what its tables show; --block wants a list stored in blocks.");
+    return kDone;
 }
 
 }  // namespace
 
-void AddShow(CLI::App& program, Action& action) {
+void DefineShow(CommandLine& command) {
     const auto options = std::make_shared<ShowOptions>();
-    auto* command = program.add_subcommand("show", "Show the data for people");
-    command->add_option("FILE", options->input, "The result file")->required();
-    AddClassOption(*command, options->className);
-    command->add_flag("--full", options->full, "All entries and values, not the first and last");
-    command->add_option("--frequency", options->frequency, "Only this frequency");
-    const auto select = [&](const std::string& name, const std::string& text) {
-        command->add_option_function<std::int64_t>(
-            "--" + name, [options, name](std::int64_t value) { options->parts[name] = value; },
-            text);
-    };
-    select("port", "Only this port");
-    select("block", "Only this block of a DOF list");
-    select("entity", "Only this entity of solution metrics");
-    command->footer(
+    command.Argument("FILE", options->input, "The result file");
+    command.ClassOption(options->className);
+    command.Flag("--full", options->full, "All entries and values, not the first and last");
+    DescribeSlice(command, options->slice);
+    command.Explain(
         "Shows what a host has after a load, so appended bodies are merged: sizes, ranges, the\n"
-        "first and last entries, and statistics of the values. Complex values count by their\n"
-        "magnitude. For programs there is dump.\n\n"
+        "first and last entries, and statistics of each quantity; of modes, gamma, V, I and Z.\n"
+        "Complex values count by their magnitude. Of a slice, only fields whose entries have such\n"
+        "keys are shown. Types have the names of a labels.json beside the file. For programs "
+        "there\n"
+        "is dump.\n\n"
         "Exit status: 0; 2 when the file cannot be read.\n\n"
         "Examples:\n"
         "  fieldstore show solutiondata.dat\n"
-        "  fieldstore show modeinfo.dat --frequency 10e9 --port 1 --full");
-    command->callback([=, &action] { action = [=] { return RunShow(*options); }; });
+        "  fieldstore show modeinfo.dat --frequency 8GHz:12GHz --port 1 --full");
+    command.Runs([options] { return RunShow(*options); });
 }
 
 }  // namespace fieldstore::tool

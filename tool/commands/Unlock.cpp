@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "tool/Commands.h"
+#include "tool/Error.h"
 #include "tool/LockMarker.h"
 #include "tool/SideFiles.h"
 #include "tool/Terminal.h"
@@ -96,14 +97,13 @@ int RunUnlock(const UnlockOptions& options) {
 
 }  // namespace
 
-void AddUnlock(CLI::App& program, Action& action) {
+void DefineUnlock(CommandLine& command) {
     const auto options = std::make_shared<UnlockOptions>();
-    auto* command = program.add_subcommand("unlock", "Remove the lock that a dead writer left");
-    command->add_option("PATH", options->path, "The data file, or its .lck marker")->required();
-    AddLockDirectoryOption(*command, options->lockDirectory);
-    command->add_flag("--force", options->force, "Remove the marker without asking");
-    command->add_flag("--json", options->json, "A JSON object for programs");
-    command->footer(
+    command.Argument("PATH", options->path, "The data file, or its .lck marker");
+    command.LockDirectoryOption(options->lockDirectory);
+    command.Flag("--force", options->force, "Remove the marker without asking");
+    command.Flag("--json", options->json, "A JSON object for programs");
+    command.Explain(
         "Shows the marker's age, and the writers that their side files name, and asks before it\n"
         "removes it; not while one of these runs on this machine. A writer holds its lock from "
         "the\n"
@@ -117,7 +117,7 @@ void AddUnlock(CLI::App& program, Action& action) {
         "Examples:\n"
         "  fieldstore unlock results/modeinfo.dat\n"
         "  fieldstore unlock --force results/modeinfo.lck");
-    command->callback([=, &action] { action = [=] { return RunUnlock(*options); }; });
+    command.Runs([options] { return RunUnlock(*options); });
 }
 
 }  // namespace fieldstore::tool

@@ -2,78 +2,132 @@
 #include <algorithm>
 
 #include "tool/Error.h"
+#include "tool/formats/RowFormatter.h"
 #include "tool/formats/Tables.h"
 
 namespace fieldstore::tool {
 namespace {
 
-void PutCell(std::ostream& out, double value) {
-    out << NumberText(value);
-}
-void PutCell(std::ostream& out, const char* value) {
-    out << value;
-}
-template <typename T>
-void PutCell(std::ostream& out, T value) {
-    out << value;
-}
-
-template <typename First, typename... Rest>
-void PutRow(std::ostream& out, const First& first, const Rest&... rest) {
-    PutCell(out, first);
-    ((out << ',', PutCell(out, rest)), ...);
-    out << '\n';
-}
-
 std::uint32_t Unsigned(int stored) {
     return static_cast<std::uint32_t>(stored);
 }
 
-void Put(const ModeInfoBody& body, std::ostream& out) {
-    out << "frequency,port,mode,group,value_re,value_im,part,index,re,im\n";
-    for (const auto& [key, records] : body.modes) {
-        for (std::size_t mode = 0; mode < records.size(); ++mode) {
-            const auto& [head, data] = records[mode];
-            const std::size_t half = data.size() / 2;
-            for (std::size_t i = 0; i < 2 * half; ++i)
-                PutRow(out, key.first, key.second, mode, head.first, head.second.real(),
-                       head.second.imag(), i < half ? "voltage" : "current", i % half,
-                       data[i].real(), data[i].imag());
+/// Names of columns that are numbered, each with a comma in front.
+std::string Numbered(const std::string& name, std::size_t count) {
+    std::string names;
+    for (std::size_t i = 0; i < count; ++i) names += "," + name + std::to_string(i);
+    return names;
+}
+
+/// The numbers of a row, and empty cells up to that many.
+void PutCells(const double* values, std::size_t count, std::size_t columns, RowText& text) {
+    for (std::size_t i = 0; i < columns; ++i) {
+        text.Put(",");
+        if (i < count) text.Put(values[i]);
+    }
+    text.Put("\n");
+}
+
+using ModeEntry = std::pair<std::pair<std::int64_t, int>, std::vector<ModeInfoBody::Record>>;
+
+void PutModes(const ModeEntry& entry, std::size_t /*columns*/, RowText& text) {
+    const auto& [key, records] = entry;
+    for (std::size_t mode = 0; mode < records.size(); ++mode) {
+        const auto& [head, data] = records[mode];
+        RowText front;
+        front.PutRow(key.first, key.second, mode, head.first, head.second.real(),
+                     head.second.imag());
+        front.Text().back() = ',';
+        const std::size_t half = data.size() / 2;
+        for (std::size_t i = 0; i < half; ++i) {
+            text.Put(front.Text());
+            text.PutRow(i, data[i].real(), data[i].imag(), data[half + i].real(),
+                        data[half + i].imag());
         }
     }
 }
 
-void Put(const CircuitMatricesBody& body, std::ostream& out) {
-    out << "frequency,type,row,column,value\n";
-    for (const auto& [key, values] : body.matrices) {
-        std::size_t dimension = 0;
-        while ((dimension + 1) * (dimension + 1) <= values.size()) ++dimension;
-        for (std::size_t i = 0; i < values.size(); ++i)
-            PutRow(out, key.first, key.second, i / dimension, i % dimension, values[i]);
+void Put(const StreamedModeInfo& body, std::ostream& out) {
+    out << "frequency,port,mode,group,gamma_re,gamma_im,index,voltage_re,voltage_im,current_re,"
+           "current_im\n";
+    RowFormatter<ModeEntry> rows(out, &PutModes);
+    body.modes.ForEach([&rows](const auto& key, const auto& records) {
+        std::size_t numbers = 0;
+        for (const auto& record : records) numbers += 2 * record.second.size();
+        rows.Add(key, records, numbers);
+    });
+    rows.Finish();
+}
+
+using MatrixEntry = std::pair<std::pair<std::int64_t, int>, Doubles>;
+
+/// That of the largest square that so many values fill.
+std::size_t Dimension(std::uint64_t values) {
+    std::size_t dimension = 0;
+    while ((dimension + 1) * (dimension + 1) <= values) ++dimension;
+    return dimension;
+}
+
+void PutMatrix(const MatrixEntry& entry, std::size_t columns, RowText& text) {
+    const auto& [key, values] = entry;
+    const std::size_t dimension = Dimension(values.size());
+    for (std::size_t row = 0; row * dimension < values.size(); ++row) {
+        const std::size_t begin = row * dimension;
+        text.PutRow(key.first, key.second, row);
+        text.Text().pop_back();
+        PutCells(values.data() + begin, std::min(dimension, values.size() - begin), columns, text);
     }
 }
 
-void Put(const SolutionMetricsBody& body, std::ostream& out) {
-    out << "type,index,entity,component,value\n";
-    for (const auto& [key, values] : body.values)
-        for (std::size_t i = 0; i < values.size(); ++i)
-            PutRow(out, key.first, Unsigned(key.second.first), Unsigned(key.second.second), i,
-                   values[i]);
+void Put(const StreamedMatrices& body, std::ostream& out) {
+    std::size_t columns = 0;
+    body.matrices.ForKeys([&columns](const auto& /*key*/, const auto& extent) {
+        columns = std::max(columns, Dimension(extent.count));
+    });
+    out << "frequency,type,row" << Numbered("column", columns) << '\n';
+    RowFormatter<MatrixEntry> rows(out, &PutMatrix, columns);
+    body.matrices.ForEach(
+        [&rows](const auto& key, const Doubles& values) { rows.Add(key, values, values.size()); });
+    rows.Finish();
+}
+
+using MetricEntry = std::pair<std::pair<int, std::pair<int, int>>, Doubles>;
+
+void PutMetric(const MetricEntry& entry, std::size_t columns, RowText& text) {
+    const auto& [key, values] = entry;
+    text.PutRow(key.first, Unsigned(key.second.first), Unsigned(key.second.second));
+    text.Text().pop_back();
+    PutCells(values.data(), values.size(), columns, text);
+}
+
+void Put(const StreamedMetrics& body, std::ostream& out) {
+    std::size_t columns = 0;
+    body.values.ForKeys([&columns](const auto& /*key*/, const auto& extent) {
+        columns = std::max(columns, static_cast<std::size_t>(extent.count));
+    });
+    out << "type,index,entity" << Numbered("value", columns) << '\n';
+    RowFormatter<MetricEntry> rows(out, &PutMetric, columns);
+    body.values.ForEach([&rows](const auto& key, const Doubles& values) {
+        rows.Add(key, values, values.size() + 3);
+    });
+    rows.Finish();
 }
 
 void Put(const PortCircuitDOFsBody& body, std::ostream& out) {
-    out << "position,dof,kind,number\n";
+    RowText text;
+    text.Put("position,dof,kind,number\n");
     const std::int64_t ports = std::max(body.portDOFCount, 0);
     const std::int64_t start = std::int64_t{body.portDOFCount} + body.offsetDOFCount;
     const std::int64_t end = start + body.circuitDOFCount1 + body.circuitDOFCount2;
     for (const auto& [position, dof] : body.dofTable) {
         if (position >= 0 && position < ports)
-            PutRow(out, position, dof, "port", position + 1);
+            text.PutRow(position, dof, "port", position + 1);
         else if (position >= start && position < end)
-            PutRow(out, position, dof, "circuit", position - start + 1);
+            text.PutRow(position, dof, "circuit", position - start + 1);
         else
-            PutRow(out, position, dof, "offset", "");
+            text.PutRow(position, dof, "offset", "");
     }
+    out << text.Text();
 }
 
 template <typename Body>
@@ -83,8 +137,8 @@ void Put(const Body& /*body*/, std::ostream& /*out*/) {
 
 }  // namespace
 
-void DumpCsv(const AnyBody& any, std::ostream& out) {
-    std::visit([&out](const auto& body) { Put(body, out); }, any);
+void DumpCsv(const AnyStreamed& data, std::ostream& out) {
+    std::visit([&out](const auto& body) { Put(body, out); }, data);
 }
 
 }  // namespace fieldstore::tool

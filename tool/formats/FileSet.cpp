@@ -15,8 +15,7 @@ bool FileSet::IsDirectory() const {
     return !directory.empty() && (directory.back() == '/' || fs::is_directory(directory, none));
 }
 
-void FileSet::Write(const std::string& name,
-                    const std::function<void(std::ostream&)>& write) const {
+std::string FileSet::PathOf(const std::string& name) const {
     if (directory.empty() || directory == "-")
         throw Error("", "this gives several files", "Name a directory for them with -o DIR.");
     std::error_code error;
@@ -24,7 +23,12 @@ void FileSet::Write(const std::string& name,
     if (!fs::is_directory(directory))
         throw Error(directory, "is no directory and cannot be made one",
                     "Name a directory with -o DIR.");
-    WriteTo((fs::path(directory) / name).string(), replace, write);
+    return (fs::path(directory) / name).string();
+}
+
+void FileSet::Write(const std::string& name,
+                    const std::function<void(std::ostream&)>& write) const {
+    WriteTo(PathOf(name), replace, write);
 }
 
 void FileSet::WriteSingle(const std::string& name,

@@ -68,6 +68,21 @@ std::string LosslessJson(const std::string& text) {
     }
 }
 
+/// What comes before the bodies.
+void PutHead(const ResultFile& file, std::ostream& out) {
+    out << "{\n  \"class\": " << Json(file.ClassName()) << ",\n  \"mode\": " << Json(file.Mode());
+    if (KindsOfClass(file.ClassName()).size() > 1)
+        out << ",\n  \"form\": " << Json(file.Info().blocked ? "blocked" : "whole");
+    if (file.version) out << ",\n  \"version\": " << LosslessJson(*file.version);
+    out << ",\n  \"bodies\": [";
+}
+
+void PutBody(const AnyBody& any, std::ostream& out) {
+    FieldDumper dumper(out);
+    std::visit([&dumper](const auto& body) { body.Visit(body, dumper); }, any);
+    out << "\n    }";
+}
+
 }  // namespace
 
 Json ToJson(double value) {
@@ -100,20 +115,21 @@ double DoubleFromJson(const Json& json) {
 }
 
 void DumpJson(const ResultFile& file, std::ostream& out) {
-    out << "{\n  \"class\": " << Json(file.ClassName()) << ",\n  \"mode\": " << Json(file.Mode());
-    if (KindsOfClass(file.ClassName()).size() > 1)
-        out << ",\n  \"form\": " << Json(file.Info().blocked ? "blocked" : "whole");
-    if (file.version) out << ",\n  \"version\": " << LosslessJson(*file.version);
-    out << ",\n  \"bodies\": [";
+    PutHead(file, out);
     const char* separator = "\n    {";
     ForEachBody(file, [&](const AnyBody& any, const Layout&) {
         out << separator;
         separator = ",\n    {";
-        FieldDumper dumper(out);
-        std::visit([&dumper](const auto& body) { body.Visit(body, dumper); }, any);
-        out << "\n    }";
+        PutBody(any, out);
     });
     out << (file.bodies.empty() ? "]\n}\n" : "\n  ]\n}\n");
+}
+
+void DumpJson(const ResultFile& file, const AnyBody& body, std::ostream& out) {
+    PutHead(file, out);
+    out << "\n    {";
+    PutBody(body, out);
+    out << "\n  ]\n}\n";
 }
 
 std::string ReportText(const Json& report) {

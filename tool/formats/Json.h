@@ -132,6 +132,8 @@ std::string ReportText(const Json& report);
 /// Writes a file's bodies as one JSON document, an entry of a field to a line, a body at a time.
 /// Requires: a file that is not unreadable.
 void DumpJson(const ResultFile& file, std::ostream& out);
+/// Writes one body as the only one of a file.
+void DumpJson(const ResultFile& file, const AnyBody& body, std::ostream& out);
 
 /// The head of such a document.
 struct JsonHead {

@@ -1,145 +1,107 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <numeric>
-
+#include "streams/FileStreams.h"
 #include "tool/Error.h"
-#include "tool/Walk.h"
+#include "tool/OutputFile.h"
+#include "tool/formats/Arrays.h"
 #include "tool/formats/Tables.h"
 
 namespace fieldstore::tool {
 namespace {
 
-template <typename T>
-const char* TypeName() {
-    if constexpr (kIsComplex<T>) return "<c16";
-    if constexpr (std::is_same_v<T, double>) return "<f8";
-    if constexpr (std::is_same_v<T, std::uint64_t>) return "<u8";
-    if constexpr (std::is_same_v<T, std::int64_t>) return "<i8";
-    if constexpr (std::is_same_v<T, std::uint32_t>) return "<u4";
-    if constexpr (std::is_same_v<T, int>) return "<i4";
+const char* TypeName(Element type) {
+    switch (type) {
+        case Element::Int32:
+            return "<i4";
+        case Element::UInt32:
+            return "<u4";
+        case Element::Int64:
+            return "<i8";
+        case Element::UInt64:
+            return "<u8";
+        case Element::Float64:
+            return "<f8";
+        default:
+            return "<c16";
+    }
 }
 
-/// An array file of version 1.0: magic, length of the header, header, the values as they are.
-template <typename T>
-void PutArray(std::ostream& out, const std::vector<T>& values) {
-    constexpr std::size_t front = 10, unit = 64;
-    std::string header = std::string("{'descr': '") + TypeName<T>() +
-                         "', 'fortran_order': False, 'shape': (" + std::to_string(values.size()) +
-                         ",), }";
-    header.append(unit - (front + header.size() + 1) % unit, ' ');
-    header += '\n';
-    out << "\x93NUMPY\x01" << '\0' << static_cast<char>(header.size() & 0xffU)
-        << static_cast<char>(header.size() >> 8U) << header;
-    out.write(reinterpret_cast<const char*>(values.data()),
-              static_cast<std::streamsize>(values.size() * sizeof(T)));
+/// A shape as a Python tuple.
+std::string ShapeText(const std::vector<std::uint64_t>& shape) {
+    std::string text = "(";
+    for (const auto length : shape) text += std::to_string(length) + ", ";
+    if (shape.size() > 1) text.resize(text.size() - 2);
+    if (shape.size() == 1) text.pop_back();
+    return text + ")";
 }
 
-/// Visitor that takes a field apart into one array per part of its entries. A part that is itself
-/// a container gives the array of all its elements, and one of where each entry's begin.
-class ArrayDumper {
+/// An array file of version 1.0: magic, length of the header, header, the values as they are. The
+/// header has room for a first dimension that is known last.
+class NpyWriter : public ArrayWriter {
 public:
-    explicit ArrayDumper(const FileSet& set) : files(set) {}
+    NpyWriter(const std::string& path, bool replace, ArrayInfo array)
+        : file(path, replace), out(file.OpenEmptied()), info(std::move(array)) {
+        PutHeader();
+    }
 
-    template <typename T>
-    void operator()(const Field& field, const T& value) {
-        const std::string name(field.name);
-        if constexpr (!kIsContainer<T>)
-            PutValues(name, field.parts.front(), std::vector<T>{value});
-        else
-            PutContainers(name, field.parts.data(), std::vector<const T*>{&value}, false);
+    void Put(const void* values, std::size_t bytes) override {
+        out.write(static_cast<const char*>(values), static_cast<std::streamsize>(bytes));
+        written += bytes;
+        RequireWritten(out.good());
+    }
+    void Close() override {
+        if (!info.shape.empty() && info.shape.front() == ArrayInfo::kOpen) {
+            info.shape.front() = written / SizeOf(info.type) / info.RowLength();
+            out.seekp(0);
+            PutHeader();
+        }
+        RequireWritten(out.good());
+        RequireWritten(out.Buffer().Close());
+        file.Publish();
     }
 
 private:
-    template <typename T>
-    void Write(const std::string& name, const std::vector<T>& values) const {
-        files.Write(name + ".npy", [&](std::ostream& out) { PutArray(out, values); });
+    static constexpr std::size_t kHeader = 128;
+
+    void PutHeader() {
+        constexpr std::size_t front = 10;
+        std::string header = std::string("{'descr': '") + TypeName(info.type) +
+                             "', 'fortran_order': False, 'shape': " + ShapeText(info.shape) + ", }";
+        header.resize(kHeader - front - 1, ' ');
+        header += '\n';
+        out << "\x93NUMPY\x01" << '\0' << static_cast<char>(header.size() & 0xffU)
+            << static_cast<char>(header.size() >> 8U) << header;
+    }
+    void RequireWritten(bool done) {
+        if (done) return;
+        throw Error(file.Path(), "cannot be written whole: " + out.File().Error().message(),
+                    "Make room or choose another place.");
     }
 
-    /// Several containers of one type, laid end to end.
-    template <typename T>
-    void PutContainers(const std::string& name, const Label* labels,
-                       const std::vector<const T*>& containers, bool nested) const {
-        using Element = typename T::value_type;
-        if (nested) {
-            std::vector<std::uint64_t> begins{0};
-            for (const T* container : containers)
-                begins.push_back(begins.back() + container->size());
-            Write(name + ".begin", begins);
-        }
-        std::vector<const Element*> elements;
-        if constexpr (std::is_arithmetic_v<Element> || kIsComplex<Element>) {
-            std::vector<Element> values;
-            for (const T* container : containers)
-                values.insert(values.end(), container->begin(), container->end());
-            PutValues(name, *labels, values);
-        } else {
-            for (const T* container : containers)
-                for (const Element& element : *container) elements.push_back(&element);
-            PutElements(name, labels, elements);
-        }
+    OutputFile file;
+    OutputFileStream out;
+    ArrayInfo info;
+    std::uint64_t written = 0;  // bytes
+};
+
+/// A file per array, named after its path.
+class NpySink : public ArraySink {
+public:
+    explicit NpySink(const FileSet& set) : files(set) {}
+    std::unique_ptr<ArrayWriter> Begin(const ArrayInfo& info) override {
+        std::string name;
+        for (const auto& part : info.path) name += part + ".";
+        return std::make_unique<NpyWriter>(files.PathOf(name + "npy"), files.Replaces(), info);
     }
 
-    template <typename Element>
-    void PutElements(const std::string& name, const Label* labels,
-                     const std::vector<const Element*>& elements) const {
-        if constexpr (IsPair<Element>::value)
-            PutLeaves<Element>(name, labels, elements, [](const Element* e) { return e; });
-        else
-            PutContainers(name, labels, elements, true);
-    }
-
-    /// The parts of nested pairs; `get` leads from an element to the pair at hand.
-    template <typename Pair, typename Element, typename Get>
-    void PutLeaves(const std::string& name, const Label* labels,
-                   const std::vector<const Element*>& elements, const Get& get,
-                   std::size_t number = 0) const {
-        using First = std::remove_const_t<typename Pair::first_type>;
-        PutLeaf<First>(
-            name, labels, elements, [&](const Element* e) { return &get(e)->first; }, number);
-        PutLeaf<typename Pair::second_type>(
-            name, labels, elements, [&](const Element* e) { return &get(e)->second; },
-            number + kLeaves<First>);
-    }
-
-    template <typename Leaf, typename Element, typename Get>
-    void PutLeaf(const std::string& name, const Label* labels,
-                 const std::vector<const Element*>& elements, const Get& get,
-                 std::size_t number) const {
-        if constexpr (IsPair<Leaf>::value) {
-            PutLeaves<Leaf>(name, labels, elements, get, number);
-        } else {
-            const std::string part = name + "." + std::string(labels[number].name);
-            if constexpr (kIsContainer<Leaf>) {
-                std::vector<const Leaf*> leaves;
-                leaves.reserve(elements.size());
-                for (const Element* element : elements) leaves.push_back(get(element));
-                const auto* inner = labels[number].isId ? labels + number : labels + number + 1;
-                PutContainers(part, inner, leaves, true);
-            } else {
-                std::vector<Leaf> leaves;
-                leaves.reserve(elements.size());
-                for (const Element* element : elements) leaves.push_back(*get(element));
-                PutValues(part, labels[number], leaves);
-            }
-        }
-    }
-
-    template <typename T>
-    void PutValues(const std::string& name, const Label& label,
-                   const std::vector<T>& values) const {
-        if constexpr (std::is_same_v<T, int>)
-            if (label.isId)
-                return Write(name, std::vector<std::uint32_t>(values.begin(), values.end()));
-        Write(name, values);
-    }
-
+private:
     const FileSet& files;
 };
 
 }  // namespace
 
-void DumpNpy(const AnyBody& any, const FileSet& files) {
-    ArrayDumper dumper(files);
-    std::visit([&dumper](const auto& body) { body.Visit(body, dumper); }, any);
+void DumpNpy(const AnyStreamed& data, const FileSet& files) {
+    NpySink sink(files);
+    PutArrays(data, sink);
 }
 
 }  // namespace fieldstore::tool

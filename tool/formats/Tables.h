@@ -8,6 +8,7 @@
 
 #include "tool/Bodies.h"
 #include "tool/Error.h"
+#include "tool/StreamedBodies.h"
 
 namespace fieldstore::tool {
 
@@ -20,6 +21,9 @@ public:
 
     /// Writes one file of the set, made with its directory.
     void Write(const std::string& name, const std::function<void(std::ostream&)>& write) const;
+    /// Where a file of that name belongs; makes the directory.
+    std::string PathOf(const std::string& name) const;
+    bool Replaces() const { return replace; }
     /// Writes the only file of a set: to the output itself when that is no directory.
     void WriteSingle(const std::string& name,
                      const std::function<void(std::ostream&)>& write) const;
@@ -30,17 +34,22 @@ private:
     bool replace;
 };
 
+/// A format has no form for a class.
+class NoForm : public Error {
+public:
+    using Error::Error;
+};
+
 /// Raises that a format has no form for the class of a body.
 template <typename Body>
 [[noreturn]] void RefuseClass(const std::string& format) {
-    throw Error("", "there is no " + format + " of " + Body::kTraits.name,
-                "fieldstore dump --help lists the formats of each class.");
+    throw NoForm("", "there is no " + format + " of " + Body::kTraits.name,
+                 "fieldstore dump --help lists the formats of each class.");
 }
 
 // Each raises for a class that the format has no form for.
-void DumpCsv(const AnyBody& body, std::ostream& out);
-void DumpVtk(const AnyBody& body, std::ostream& out);
-void DumpNpy(const AnyBody& body, const FileSet& files);
+void DumpCsv(const AnyStreamed& data, std::ostream& out);
+void DumpNpy(const AnyStreamed& data, const FileSet& files);
 void DumpMtx(const AnyBody& body, const FileSet& files);
 
 /// The shortest text that reads back as the same number.

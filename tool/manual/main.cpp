@@ -31,10 +31,7 @@ private:
 };
 
 void WriteManual(const std::filesystem::path& directory, const std::string& date) {
-    CLI::App program;
-    Action action;
-    DefineProgram(program, action);
-    const Manual manual = TakeApart(program);
+    const Manual manual = TakeApart(Program().Definition());
 
     const auto pages = directory / "man1";
     std::filesystem::remove_all(pages);  // with those of commands that are no more

@@ -1,0 +1,374 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <deque>
+#include <filesystem>
+#include <iostream>
+#include <list>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "tool/Chart.h"
+#include "tool/Commands.h"
+#include "tool/Error.h"
+#include "tool/Follower.h"
+#include "tool/Progress.h"
+#include "tool/SideFiles.h"
+#include "tool/Terminal.h"
+
+#if __has_include(<sys/inotify.h>)
+#include <sys/inotify.h>
+#define FIELDSTORE_HAS_INOTIFY 1
+#endif
+
+namespace fieldstore::tool {
+namespace fs = std::filesystem;
+namespace {
+
+struct WatchOptions {
+    std::vector<std::string> paths;
+    std::string className;
+    std::optional<double> seconds;
+    std::size_t last = 10;
+    bool plot = false;
+};
+
+/// Ends with Ctrl-C, or when it is told to: a pipe that the signal writes to wakes the waiting.
+class Interrupt {
+public:
+    Interrupt() {
+        if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0)
+            throw Error("", "no pipe can be made", "Close other programs.");
+        target = ends[1];
+        struct sigaction action {};
+        action.sa_handler = &Interrupt::Take;
+        action.sa_flags = static_cast<int>(SA_RESETHAND);  // who asks twice need not wait
+        sigaction(SIGINT, &action, &before[0]);
+        sigaction(SIGTERM, &action, &before[1]);
+    }
+    ~Interrupt() {
+        sigaction(SIGINT, &before[0], nullptr);
+        sigaction(SIGTERM, &before[1], nullptr);
+        for (const int end : ends) close(end);
+    }
+    Interrupt(const Interrupt&) = delete;
+    Interrupt& operator=(const Interrupt&) = delete;
+
+    int Descriptor() const { return ends[0]; }
+    bool Came() const {
+        pollfd asked{ends[0], POLLIN, 0};
+        return poll(&asked, 1, 0) > 0;
+    }
+
+private:
+    static void Take(int /*number*/) {
+        const int kept = errno;
+        const auto written = write(target, "", 1);
+        static_cast<void>(written);  // a full pipe wakes as well
+        errno = kept;
+    }
+    static inline volatile std::sig_atomic_t target = -1;
+    std::array<int, 2> ends{};
+    std::array<struct sigaction, 2> before{};
+};
+
+/// Waits until something happens in directories, or a little while where the system does not tell.
+class Changes {
+public:
+#ifdef FIELDSTORE_HAS_INOTIFY
+    explicit Changes(const std::set<std::string>& directories)
+        : descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+        constexpr std::uint32_t events =
+            IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE;
+        for (const auto& directory : directories)
+            if (inotify_add_watch(descriptor, directory.c_str(), events) < 0) allTold = false;
+    }
+    ~Changes() {
+        if (descriptor >= 0) close(descriptor);
+    }
+#else
+    explicit Changes(const std::set<std::string>& /*directories*/) {}
+#endif
+    Changes(const Changes&) = delete;
+    Changes& operator=(const Changes&) = delete;
+
+    void Wait(int interrupt, std::chrono::milliseconds most) const {
+        std::array<pollfd, 2> asked{{{interrupt, POLLIN, 0}, {descriptor, POLLIN, 0}}};
+        // Network file systems tell nothing of what other machines do.
+        constexpr std::chrono::milliseconds rest{1000}, polling{200};
+        const auto pause = std::min(most, allTold && descriptor >= 0 ? rest : polling);
+        poll(asked.data(), descriptor >= 0 ? 2 : 1, static_cast<int>(pause.count()));
+        if (descriptor < 0) return;
+        std::array<char, 4096> events{};
+        while (read(descriptor, events.data(), events.size()) > 0) {
+        }
+    }
+
+private:
+    int descriptor = -1;
+    bool allTold = true;
+};
+
+std::string Text(double value) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.6g", value);
+    return text.data();
+}
+
+std::string FrequencyText(std::int64_t frequency) {
+    constexpr std::array<std::pair<double, const char*>, 4> units{
+        {{1e12, " THz"}, {1e9, " GHz"}, {1e6, " MHz"}, {1e3, " kHz"}}};
+    const auto value = static_cast<double>(frequency);
+    for (const auto& [factor, name] : units) {
+        if (value < factor) continue;
+        std::array<char, 40> text{};
+        std::snprintf(text.data(), text.size(), "%.12g%s", value / factor, name);
+        return text.data();
+    }
+    return std::to_string(frequency) + " Hz";
+}
+
+template <typename T, typename Show>
+std::string Range(const std::set<T>& values, const std::string& one, const std::string& many,
+                  const Show& show) {
+    if (values.size() == 1) return one + " " + show(*values.begin());
+    return std::to_string(values.size()) + " " + many + " " + show(*values.begin()) + " .. " +
+           show(*values.rbegin());
+}
+
+/// What a body is about, and the number that the chart shows.
+struct News {
+    std::string text;
+    std::optional<double> value;
+};
+
+template <typename Map>
+std::string KeysText(const Map& map, const std::string& one, const std::string& many) {
+    std::set<std::int64_t> frequencies, others;
+    for (const auto& entry : map) {
+        frequencies.insert(entry.first.first);
+        others.insert(entry.first.second);
+    }
+    if (map.empty()) return "no data";
+    return Range(frequencies, "frequency", "frequencies", FrequencyText) + ", " +
+           Range(others, one, many, [](std::int64_t value) { return std::to_string(value); });
+}
+
+News NewsOf(const ModeInfoBody& body) {
+    News news{KeysText(body.modes, "port", "ports"), {}};
+    if (body.modes.empty() || body.modes.rbegin()->second.empty()) return news;
+    const Complex value = body.modes.rbegin()->second.front().first.second;
+    news.value = std::abs(value);
+    news.text += ", first mode " + Text(value.real()) + (value.imag() < 0 ? " - " : " + ") +
+                 Text(std::abs(value.imag())) + "i";
+    return news;
+}
+
+News NewsOf(const CircuitMatricesBody& body) {
+    News news{KeysText(body.matrices, "type", "types"), {}};
+    if (body.matrices.empty()) return news;
+    double largest = 0;
+    for (const double value : body.matrices.rbegin()->second)
+        largest = std::max(largest, std::abs(value));
+    news.value = largest;
+    news.text += ", largest value " + Text(largest);
+    return news;
+}
+
+/// The last pass, and the values that most of its entities have: those of elements, as a rule.
+News NewsOf(const SolutionMetricsBody& body) {
+    std::map<int, std::pair<std::uint32_t, std::vector<double>>> passes;
+    for (const auto& [key, values] : body.values) {
+        auto& [pass, numbers] = passes[key.first];
+        const auto index = static_cast<std::uint32_t>(key.second.first);
+        if (index > pass) numbers.clear();
+        if (index < pass) continue;
+        pass = index;
+        numbers.insert(numbers.end(), values.begin(), values.end());
+    }
+    const auto chosen = std::max_element(passes.begin(), passes.end(), [](auto& a, auto& b) {
+        return a.second.second.size() < b.second.second.size();
+    });
+    if (chosen == passes.end() || chosen->second.second.empty()) return {"no values", {}};
+    const auto& [pass, numbers] = chosen->second;
+    const double largest = *std::max_element(numbers.begin(), numbers.end());
+    return {"pass " + std::to_string(pass) + ", type " + std::to_string(chosen->first) + ": " +
+                Counted(numbers.size(), "value", "values") + ", largest " + Text(largest),
+            largest};
+}
+
+template <typename Body>
+News NewsOf(const Body& body) {
+    const auto entries = body.Entries();
+    return {Counted(entries, "entry", "entries"), static_cast<double>(entries)};
+}
+
+/// Lines as they come, and the chart below them.
+class Screen {
+public:
+    Screen(bool wantsChart, std::size_t mostAtFirst)
+        : plot(wantsChart), most(mostAtFirst), terminal(isatty(STDOUT_FILENO) != 0) {}
+
+    void Body(const std::string& path, const AnyBody& any, std::size_t number) {
+        News news = std::visit([](const auto& body) { return NewsOf(body); }, any);
+        auto& series = values[path];
+        if (news.value && !series.empty() && series.back() != 0) {
+            constexpr double percent = 100;
+            std::array<char, 32> change{};
+            std::snprintf(change.data(), change.size(), " (%+.3g %%)",
+                          (*news.value - series.back()) / std::abs(series.back()) * percent);
+            news.text += change.data();
+        }
+        if (news.value) series.push_back(*news.value);
+        charted = path;
+        Line(path + ": body " + std::to_string(number) + ": " + news.text);
+    }
+    void Line(const std::string& line) {
+        lines.push_back(Visible(line));
+        if (atFirst && lines.size() > most) lines.pop_front();
+    }
+    /// Shows what has come.
+    void Show() {
+        atFirst = false;
+        if (lines.empty()) return;
+        Erase();
+        for (const auto& line : lines) std::cout << line << '\n';
+        lines.clear();
+        if (plot && terminal) Draw();
+        if (!std::cout.flush())
+            throw Error("standard output", "cannot be written", "Is the disk full?");
+    }
+    void End() {
+        Show();
+        if (plot && !terminal) Draw();
+    }
+
+private:
+    void Draw() {
+        chart = Chart(values[charted]);
+        if (!chart.empty()) chart = Visible(charted) + "\n" + chart;
+        std::cout << chart;
+    }
+    void Erase() {
+        const auto height = std::count(chart.begin(), chart.end(), '\n');
+        if (height != 0 && terminal) std::cout << "\033[" << height << "A\033[J";
+        chart.clear();
+    }
+
+    bool plot;
+    std::size_t most;
+    bool terminal;
+    bool atFirst = true;
+    std::deque<std::string> lines;
+    std::map<std::string, std::vector<double>> values;
+    std::string charted, chart;
+};
+
+/// The files that the paths stand for, those that appear in directories too.
+class Watched {
+public:
+    explicit Watched(const WatchOptions& options) : className(options.className) {
+        std::error_code none;
+        for (const auto& path : options.paths) {
+            if (fs::is_directory(path, none)) {
+                directories.insert(path);
+                searched.push_back(path);
+            } else {
+                const auto parent = fs::path(path).parent_path().string();
+                directories.insert(parent.empty() ? "." : parent);
+                followers.emplace_back(path, className);
+            }
+        }
+    }
+    const std::set<std::string>& Directories() const { return directories; }
+    void Look(Screen& screen, const Interrupt& interrupt) {
+        for (const auto& directory : searched) Search(directory);
+        for (Follower& follower : followers) {
+            if (interrupt.Came()) return;
+            const auto& path = follower.Path();
+            follower.Look(
+                {[&](const AnyBody& body, std::size_t number) { screen.Body(path, body, number); },
+                 [&](const std::string& what) {
+                     screen.Line(std::string(path).append(": ").append(what));
+                 }});
+        }
+    }
+
+private:
+    void Search(const std::string& directory) {
+        std::error_code error;
+        std::set<std::string> found;
+        for (fs::directory_iterator entry(directory, error); !error && entry != fs::end(entry);
+             entry.increment(error)) {
+            const auto name = entry->path().filename().string();
+            const bool ours = !KindsOfFileName(name).empty() ||
+                              (!className.empty() && !IsSideFile(name) && name.front() != '.');
+            if (ours && known.insert(entry->path().string()).second)
+                found.insert(entry->path().string());
+        }
+        for (const auto& path : found) followers.emplace_back(path, className);
+    }
+
+    std::string className;
+    std::set<std::string> directories, known;
+    std::vector<std::string> searched;
+    std::list<Follower> followers;
+};
+
+int RunWatch(const WatchOptions& options) {
+    using Clock = std::chrono::steady_clock;
+    if (!options.className.empty()) KindsOfClass(options.className);  // raises once, for no class
+    const Interrupt interrupt;
+    const Progress::Silence silence;
+    Watched watched(options);
+    const Changes changes(watched.Directories());
+    Screen screen(options.plot, options.last);
+    constexpr double always = 1e9;
+    const auto end =
+        Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(
+                           std::min(options.seconds.value_or(always), always)));
+    while (!interrupt.Came()) {
+        watched.Look(screen, interrupt);
+        screen.Show();
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+        if (left.count() <= 0) break;
+        changes.Wait(interrupt.Descriptor(), left);
+    }
+    screen.End();
+    return kDone;
+}
+
+}  // namespace
+
+void DefineWatch(CommandLine& command) {
+    const auto options = std::make_shared<WatchOptions>();
+    command.Arguments("PATH", options->paths, "Files, or directories of files");
+    command.ClassOption(options->className);
+    command.Flag("--plot", options->plot,
+                 "A chart below the lines: indicator, first mode or largest value by body");
+    command.Value("--last", options->last, "Bodies to show of those that are there already")
+        .WithPreset();
+    command.Value("--for", options->seconds, "Seconds after which it ends; else with Ctrl-C")
+        .NotNegative();
+    command.Explain(
+        "Follows files as they grow, with a line for each new body: frequencies and ports, or the\n"
+        "pass and its largest indicator with the change since the last one. Reads only what is "
+        "new,\n"
+        "takes no locks, and goes on when a file is replaced, torn or not there yet.\n\n"
+        "Exit status: 0 after Ctrl-C or --for.\n\n"
+        "Examples:\n"
+        "  fieldstore watch results/\n"
+        "  fieldstore watch --plot results/solutiondata.dat");
+    command.Runs([options] { return RunWatch(*options); });
+}
+
+}  // namespace fieldstore::tool

@@ -1,0 +1,373 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tool/formats/Hdf5.h"
+
+#include <hdf5.h>
+#include <zlib.h>
+
+#include <array>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tool/Error.h"
+#include "tool/formats/Arrays.h"
+
+namespace fieldstore::tool {
+namespace {
+
+[[noreturn]] void RaiseFailure(const std::string& path) {
+    throw Error(path, "HDF5 cannot write it", "Make room or choose another place.");
+}
+
+/// An identifier of the library, closed with the object.
+class Id {
+public:
+    using Closer = herr_t (*)(hid_t);
+
+    Id(hid_t opened, Closer closer, const std::string& path) : id(opened), close(closer) {
+        if (id < 0) RaiseFailure(path);
+    }
+    ~Id() { close(id); }
+    Id(const Id&) = delete;
+    Id& operator=(const Id&) = delete;
+    operator hid_t() const { return id; }  // NOLINT: the library's functions take it everywhere
+
+private:
+    hid_t id;
+    Closer close;
+};
+
+void Require(herr_t result, const std::string& path) {
+    if (result < 0) RaiseFailure(path);
+}
+
+/// The checksum of the format: of big-endian words of 16 bits, the last one filled up with zero.
+std::uint32_t Fletcher32(const std::vector<unsigned char>& bytes) {
+    constexpr std::size_t wordsAtOnce = 360;  // as many as no sum overflows for
+    constexpr unsigned half = 16, low = 0xffff, byteBits = 8;
+    std::uint32_t sum = 0, sumOfSums = 0;
+    const auto fold = [](std::uint32_t value) { return (value & low) + (value >> half); };
+    const std::size_t words = bytes.size() / 2;
+    for (std::size_t i = 0; i < words;) {
+        const std::size_t end = std::min(words, i + wordsAtOnce);
+        for (; i < end; ++i) {
+            sum += static_cast<std::uint32_t>(bytes[2 * i]) << byteBits | bytes[2 * i + 1];
+            sumOfSums += sum;
+        }
+        sum = fold(sum);
+        sumOfSums = fold(sumOfSums);
+    }
+    if (bytes.size() % 2 != 0) {
+        sum += static_cast<std::uint32_t>(bytes.back()) << byteBits;
+        sumOfSums += sum;
+        sum = fold(sum);
+        sumOfSums = fold(sumOfSums);
+    }
+    return fold(sumOfSums) << half | fold(sum);
+}
+
+/// First all first bytes of the elements, then all second ones, and so on: so they deflate better.
+void Shuffle(const unsigned char* from, std::size_t elements, std::size_t size,
+             std::vector<unsigned char>& to) {
+    to.resize(elements * size);
+    for (std::size_t byte = 0; byte < size; ++byte)
+        for (std::size_t i = 0; i < elements; ++i) to[byte * elements + i] = from[i * size + byte];
+}
+
+/// Whether it was made smaller than `most`.
+bool Deflate(const std::vector<unsigned char>& from, std::size_t most,
+             std::vector<unsigned char>& to) {
+    uLongf size = compressBound(static_cast<uLong>(from.size()));
+    to.resize(size);
+    constexpr int fastest = 1;
+    if (compress2(to.data(), &size, from.data(), static_cast<uLong>(from.size()), fastest) != Z_OK)
+        return false;
+    to.resize(size);
+    return size < most;
+}
+
+/// What makes of the values of a chunk the bytes that are stored. To deflate what hardly gets
+/// smaller, as measured or computed numbers, would take ten times as long as all the rest; a
+/// sample tells, and the chunk says that it was left out.
+class ChunkFilter {
+public:
+    explicit ChunkFilter(std::size_t elementSize) : size(elementSize) {}
+
+    /// Returns the mask of the filters that were left out.
+    std::uint32_t Apply(const std::vector<unsigned char>& values,
+                        std::vector<unsigned char>& stored) {
+        constexpr std::uint32_t none = 0, shuffleAndDeflate = 3;
+        const bool deflated =
+            IsWorthIt(values) && (Shuffle(values.data(), values.size() / size, size, shuffled),
+                                  Deflate(shuffled, values.size(), stored));
+        if (!deflated) stored = values;
+        const std::uint32_t sum = Fletcher32(stored);
+        for (unsigned byte = 0; byte < sizeof sum; ++byte)
+            stored.push_back(static_cast<unsigned char>(sum >> 8U * byte));
+        return deflated ? none : shuffleAndDeflate;
+    }
+
+private:
+    bool IsWorthIt(const std::vector<unsigned char>& values) const {
+        constexpr std::size_t sampled = 2048, small = 16 * sampled;
+        if (values.size() <= small) return true;
+        const std::size_t begin = values.size() / 2 / size * size;
+        std::vector<unsigned char> sample, packed;
+        Shuffle(values.data() + begin, sampled / size, size, sample);
+        return Deflate(sample, sample.size() / 2, packed);
+    }
+
+    std::size_t size;
+    std::vector<unsigned char> shuffled;
+};
+
+hid_t TypeOf(Element type, hid_t complexType) {
+    switch (type) {
+        case Element::Int32:
+            return H5T_STD_I32LE;
+        case Element::UInt32:
+            return H5T_STD_U32LE;
+        case Element::Int64:
+            return H5T_STD_I64LE;
+        case Element::UInt64:
+            return H5T_STD_U64LE;
+        case Element::Float64:
+            return H5T_IEEE_F64LE;
+        default:
+            return complexType;
+    }
+}
+
+void PutText(hid_t object, const char* name, const std::string& text, const std::string& path) {
+    const Id type(H5Tcopy(H5T_C_S1), &H5Tclose, path);
+    Require(H5Tset_size(type, H5T_VARIABLE), path);
+    Require(H5Tset_cset(type, H5T_CSET_UTF8), path);
+    const Id space(H5Screate(H5S_SCALAR), &H5Sclose, path);
+    const Id attribute(H5Acreate2(object, name, type, space, H5P_DEFAULT, H5P_DEFAULT), &H5Aclose,
+                       path);
+    const char* const written = text.c_str();
+    Require(H5Awrite(attribute, type, &written), path);
+}
+
+/// The names of the dimensions, where h5py and the dimension scales look for them.
+void PutDimensions(hid_t dataSet, const std::vector<std::string>& names, const std::string& path) {
+    const Id type(H5Tcopy(H5T_C_S1), &H5Tclose, path);
+    Require(H5Tset_size(type, H5T_VARIABLE), path);
+    const hsize_t count = names.size();
+    const Id space(H5Screate_simple(1, &count, nullptr), &H5Sclose, path);
+    const Id attribute(
+        H5Acreate2(dataSet, "DIMENSION_LABELS", type, space, H5P_DEFAULT, H5P_DEFAULT), &H5Aclose,
+        path);
+    std::vector<const char*> texts;
+    texts.reserve(names.size());
+    for (const auto& name : names) texts.push_back(name.c_str());
+    Require(H5Awrite(attribute, type, texts.data()), path);
+}
+
+/// One array of a group. Chunks are made and filtered here and handed over as they will stand in
+/// the file.
+class Hdf5Array : public ArrayWriter {
+public:
+    Hdf5Array(hid_t group, hid_t complexType, ArrayInfo array, const std::string& filePath)
+        : info(std::move(array)),
+          path(filePath),
+          type(TypeOf(info.type, complexType)),
+          rowBytes(SizeOf(info.type) * info.RowLength()),
+          filter(SizeOf(info.type)),
+          dataSet(Create(group), &H5Dclose, path) {
+        if (!info.unit.empty()) PutText(dataSet, "units", info.unit, path);
+        if (!info.dimensions.empty()) PutDimensions(dataSet, info.dimensions, path);
+    }
+
+    void Put(const void* values, std::size_t bytes) override {
+        const auto* from = static_cast<const unsigned char*>(values);
+        while (bytes != 0) {
+            const std::size_t taken = std::min(bytes, chunkBytes - chunk.size());
+            chunk.insert(chunk.end(), from, from + taken);
+            from += taken;
+            bytes -= taken;
+            if (chunk.size() == chunkBytes) PutChunk();
+        }
+    }
+    void Close() override {
+        if (chunkRows == 0) return PutAtOnce();
+        const std::uint64_t rows = rowsPut + (rowBytes == 0 ? 0 : chunk.size() / rowBytes);
+        if (!chunk.empty()) {
+            chunk.resize(chunkBytes);
+            PutChunk();
+        }
+        if (!IsOpen()) return;
+        auto extent = Dimensions();
+        extent.front() = rows;
+        Require(H5Dset_extent(dataSet, extent.data()), path);
+    }
+
+private:
+    bool IsOpen() const { return !info.shape.empty() && info.shape.front() == ArrayInfo::kOpen; }
+    std::vector<hsize_t> Dimensions() const {
+        std::vector<hsize_t> dimensions(info.shape.begin(), info.shape.end());
+        if (IsOpen()) dimensions.front() = 0;
+        return dimensions;
+    }
+
+    hid_t Create(hid_t group) {
+        std::string name;
+        for (const auto& part : info.path) name += (name.empty() ? "" : "/") + part;
+        const Id links(H5Pcreate(H5P_LINK_CREATE), &H5Pclose, path);
+        Require(H5Pset_create_intermediate_group(links, 1), path);
+        const Id creation(H5Pcreate(H5P_DATASET_CREATE), &H5Pclose, path);
+        Require(H5Pset_obj_track_times(creation, false), path);  // the same data, the same bytes
+        auto dimensions = Dimensions();
+        auto most = dimensions;
+        if (IsOpen()) most.front() = H5S_UNLIMITED;
+        const Id space(dimensions.empty() ? H5Screate(H5S_SCALAR)
+                                          : H5Screate_simple(static_cast<int>(dimensions.size()),
+                                                             dimensions.data(), most.data()),
+                       &H5Sclose, path);
+        ChooseChunks(creation);
+        return H5Dcreate2(group, name.c_str(), type, space, links, creation, H5P_DEFAULT);
+    }
+
+    /// Whole rows, about 256 KiB of them. Single values, arrays without values and rows beyond what
+    /// a chunk may have stand in one piece.
+    void ChooseChunks(hid_t creation) {
+        constexpr std::uint64_t wished = std::uint64_t{256} << 10, most = std::uint64_t{1} << 31;
+        if (info.shape.empty() || rowBytes == 0 || rowBytes > most) return;
+        chunkRows = std::max<std::uint64_t>(wished / rowBytes, 1);
+        if (!IsOpen()) chunkRows = std::min(chunkRows, info.shape.front());
+        if (chunkRows == 0) return;
+        chunkBytes = static_cast<std::size_t>(chunkRows * rowBytes);
+        std::vector<hsize_t> dimensions(info.shape.begin(), info.shape.end());
+        dimensions.front() = chunkRows;
+        Require(H5Pset_chunk(creation, static_cast<int>(dimensions.size()), dimensions.data()),
+                path);
+        constexpr unsigned fastest = 1;
+        Require(H5Pset_shuffle(creation), path);
+        Require(H5Pset_deflate(creation, fastest), path);
+        Require(H5Pset_fletcher32(creation), path);
+    }
+
+    void PutChunk() {
+        if (IsOpen()) {
+            auto extent = Dimensions();
+            extent.front() = rowsPut + chunkRows;
+            Require(H5Dset_extent(dataSet, extent.data()), path);
+        }
+        const std::uint32_t mask = filter.Apply(chunk, stored);
+        std::vector<hsize_t> offset(info.shape.size());
+        offset.front() = rowsPut;
+        Require(
+            H5Dwrite_chunk(dataSet, H5P_DEFAULT, mask, offset.data(), stored.size(), stored.data()),
+            path);
+        rowsPut += chunkRows;
+        chunk.clear();
+    }
+
+    void PutAtOnce() {
+        if (chunk.empty()) return;
+        Require(H5Dwrite(dataSet, type, H5S_ALL, H5S_ALL, H5P_DEFAULT, chunk.data()), path);
+    }
+
+    ArrayInfo info;
+    std::string path;
+    hid_t type;
+    std::uint64_t rowBytes;
+    std::uint64_t chunkRows = 0;
+    std::size_t chunkBytes = ~std::size_t{0};
+    std::uint64_t rowsPut = 0;
+    std::vector<unsigned char> chunk, stored;
+    ChunkFilter filter;
+    Id dataSet;
+};
+
+class GroupSink : public ArraySink {
+public:
+    GroupSink(hid_t target, hid_t complexNumbers, std::string filePath)
+        : group(target), complexType(complexNumbers), path(std::move(filePath)) {}
+    std::unique_ptr<ArrayWriter> Begin(const ArrayInfo& info) override {
+        return std::make_unique<Hdf5Array>(group, complexType, info, path);
+    }
+
+private:
+    hid_t group;
+    hid_t complexType;
+    std::string path;
+};
+
+/// Calls `visit(type)` for the types of a file whose numbers may have names.
+template <typename Visit>
+void ForTypes(const AnyStreamed& data, const Visit& visit) {
+    std::set<int> types;
+    if (const auto* matrices = std::get_if<StreamedMatrices>(&data))
+        matrices->matrices.ForKeys(
+            [&types](const auto& key, const auto& /*extent*/) { types.insert(key.second); });
+    if (const auto* metrics = std::get_if<StreamedMetrics>(&data))
+        metrics->values.ForKeys(
+            [&types](const auto& key, const auto& /*extent*/) { types.insert(key.first); });
+    for (const int type : types) visit(type);
+}
+
+hid_t MakeComplexType() {
+    const hid_t type = H5Tcreate(H5T_COMPOUND, SizeOf(Element::Complex128));
+    H5Tinsert(type, "r", 0, H5T_IEEE_F64LE);
+    H5Tinsert(type, "i", sizeof(double), H5T_IEEE_F64LE);
+    return type;
+}
+
+hid_t MakeFile(const std::string& path) {
+    H5Eset_auto2(H5E_DEFAULT, nullptr, nullptr);  // the tool tells what went wrong itself
+    return H5Fcreate(path.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
+}
+
+}  // namespace
+
+class Hdf5File::Implementation {
+public:
+    explicit Implementation(const std::string& target)
+        : path(target),
+          file(MakeFile(target), &H5Fclose, target),
+          complexType(MakeComplexType(), &H5Tclose, target) {}
+
+    void Add(const std::string& name, const LoadedFile& loaded, const Labels& labels) {
+        const Id group(name == "/"
+                           ? H5Gopen2(file, "/", H5P_DEFAULT)
+                           : H5Gcreate2(file, name.c_str(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT),
+                       &H5Gclose, path);
+        PutText(group, "class", loaded.file.ClassName(), path);
+        PutText(group, "mode", loaded.file.Mode(), path);
+        if (loaded.file.version) PutText(group, "version", *loaded.file.version, path);
+        GroupSink sink(group, complexType, path);
+        PutArrays(loaded.data, sink);
+        const bool matrices = std::holds_alternative<StreamedMatrices>(loaded.data);
+        const std::string field = matrices ? "matrices" : "values";
+        ForTypes(loaded.data, [&](int type) {
+            const std::string series = field + "/type" + std::to_string(type);
+            const Id values(H5Gopen2(group, series.c_str(), H5P_DEFAULT), &H5Gclose, path);
+            const auto* own = matrices ? labels.Find(Labels::eMatrixTypes, type)
+                                       : labels.Find(Labels::eValueTypes, ValueTypeOf(type));
+            const auto label = own != nullptr ? own->name : labels.Meaning(field, "type", type);
+            if (!label.empty()) PutText(values, "label", label, path);
+            if (own != nullptr && !own->unit.empty()) PutText(values, "units", own->unit, path);
+        });
+    }
+    void Flush() { Require(H5Fflush(file, H5F_SCOPE_GLOBAL), path); }
+
+private:
+    std::string path;
+    Id file;
+    Id complexType;
+};
+
+Hdf5File::Hdf5File(const std::string& path) : file(std::make_unique<Implementation>(path)) {}
+Hdf5File::~Hdf5File() = default;
+
+void Hdf5File::Add(const std::string& group, const LoadedFile& loaded, const Labels& labels) {
+    file->Add(group, loaded, labels);
+}
+
+void Hdf5File::Close() {
+    file->Flush();
+    file.reset();
+}
+
+}  // namespace fieldstore::tool

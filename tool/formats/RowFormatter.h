@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_TOOL_FORMATS_ROW_FORMATTER_H
+#define FIELDSTORE_TOOL_FORMATS_ROW_FORMATTER_H
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <deque>
+#include <future>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace fieldstore::tool {
+
+/// Text that grows by numbers.
+class RowText {
+public:
+    void Put(std::string_view words) { text.append(words); }
+    template <typename T, typename = std::enable_if_t<std::is_arithmetic_v<T>>>
+    void Put(T number) {
+        // The shortest text that reads back as the same number.
+        std::array<char, 32> digits{};
+        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+        text.append(digits.data(), static_cast<std::size_t>(end - digits.data()));
+    }
+    /// Values with commas between them.
+    template <typename First, typename... Rest>
+    void PutRow(const First& first, const Rest&... rest) {
+        Put(first);
+        ((text += ',', Put(rest)), ...);
+        text += '\n';
+    }
+    std::string& Text() { return text; }
+
+private:
+    std::string text;
+};
+
+/// Makes text of items, pairs of a key and a value, on every core, and writes it in their order.
+/// Numbers as text are what takes
+/// the time of an export.
+template <typename Item>
+class RowFormatter {
+public:
+    using Format = void (*)(const Item& item, std::size_t columns, RowText& text);
+
+    /// `columns` is handed on to `format`.
+    RowFormatter(std::ostream& stream, Format format, std::size_t columns = 0)
+        : out(stream), formatItem(format), columnCount(columns) {}
+
+    /// `numbers` is about how many the value has.
+    void Add(const typename Item::first_type& key, const typename Item::second_type& value,
+             std::size_t numbers) {
+        // Batches come back when they are written, and keep the memory that they have.
+        if (filling.used == filling.items.size()) filling.items.emplace_back();
+        Item& item = filling.items[filling.used++];
+        item.first = key;
+        item.second = value;
+        weight += numbers;
+        if (weight >= kNumbersAtOnce) Start();
+    }
+    void Finish() {
+        Start();
+        while (!running.empty()) WriteOldest();
+    }
+
+private:
+    static constexpr std::size_t kNumbersAtOnce = std::size_t{1} << 15;
+
+    struct Batch {
+        std::vector<Item> items;
+        std::size_t used = 0;
+        RowText text;
+    };
+
+    void Start() {
+        if (filling.used == 0) return;
+        const std::size_t most = std::max(1U, std::thread::hardware_concurrency());
+        while (running.size() >= most) WriteOldest();
+        running.push_back(std::async(
+            std::launch::async,
+            [batch = std::move(filling), format = formatItem, columns = columnCount]() mutable {
+                for (std::size_t i = 0; i < batch.used; ++i)
+                    format(batch.items[i], columns, batch.text);
+                return std::move(batch);
+            }));
+        filling = {};
+        if (!spare.empty()) {
+            filling = std::move(spare.back());
+            spare.pop_back();
+        }
+        weight = 0;
+    }
+    void WriteOldest() {
+        Batch batch = running.front().get();
+        running.pop_front();
+        std::string& text = batch.text.Text();
+        out.write(text.data(), static_cast<std::streamsize>(text.size()));
+        text.clear();
+        batch.used = 0;
+        spare.push_back(std::move(batch));
+    }
+
+    std::ostream& out;
+    Format formatItem;
+    std::size_t columnCount;
+    Batch filling;
+    std::size_t weight = 0;
+    std::deque<std::future<Batch>> running;
+    std::vector<Batch> spare;
+};
+
+}  // namespace fieldstore::tool
+
+#endif
