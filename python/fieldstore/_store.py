@@ -1,0 +1,227 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Storing results from a host in Python."""
+
+from __future__ import annotations
+
+import errno
+import os
+import time
+from types import TracebackType
+from typing import Any, Dict, List, Optional, Tuple, Type
+
+from . import _fieldstore, _writers
+from ._base import Path, counted
+from ._open import CLASSES
+from .errors import LockedError, StoreError
+
+WRITERS: Dict[str, Type[_writers.Writer]] = {
+    "modes": _writers.ModesWriter,
+    "dofs": _writers.DofMapWriter,
+    "matrices": _writers.MatricesWriter,
+    "mesh": _writers.MeshTreeWriter,
+    "lists": _writers.DofListWriter,
+    "tree": _writers.BinaryTreeWriter,
+    "ports": _writers.PortsWriter,
+    "metrics": _writers.MetricsWriter,
+    "assembly": _writers.AssemblyWriter,
+}
+
+
+class Store:
+    """A directory to store results in. What is given to its nine attributes is committed at the end
+    of a ``with`` block, or by :meth:`commit`; a block that raises commits nothing.
+
+    Args:
+        path: The directory, which has to be there.
+        lock: Whether other writers are kept out of a file during its commit: always when several
+            processes may store in it.
+        lock_directory: Where the lock files lie; beside the data when None.
+        mode: ``"text"`` or ``"binary"`` for all files; None: the default of each class. A file that
+            is appended to keeps the mode that it has only if the same is given each time.
+        durable: Whether a commit waits until its data would survive a power cut.
+        version: A text at the start of new files of trees and metrics.
+
+    One commit writes one file whole or not at all. The files of several classes are written one
+    after the other: when one fails, those before it are stored, and the error tells which.
+
+    >>> with fieldstore.Store(empty, lock=True) as store:
+    ...     store.matrices.add(10e9, type=0, values=[[50.0, 1.0], [1.0, 50.0]])
+    ...     store.mesh.set(ids=[3, 1, 2], pairs=[[1, 2]])
+    >>> fieldstore.open(empty).mesh.ids
+    array([1, 2, 3], dtype=int32)
+    """
+
+    def __init__(
+        self,
+        path: Path,
+        *,
+        lock: bool = False,
+        lock_directory: Optional[Path] = None,
+        mode: Optional[str] = None,
+        durable: bool = True,
+        version: str = "",
+    ) -> None:
+        if mode not in (None, "text", "binary"):
+            raise ValueError(f"mode is {mode!r}; it can be 'text', 'binary' or None")
+        self._path = os.fspath(path)
+        _require_directory(self._path)
+        self._lock = lock
+        self._lock_directory = "" if lock_directory is None else os.path.join(lock_directory, "")
+        if self._lock_directory:
+            _require_directory(self._lock_directory)
+        self._text = None if mode is None else mode == "text"
+        self._durable = durable
+        self._version = version
+        self._writers: Dict[str, _writers.Writer] = {}
+
+    @property
+    def path(self) -> str:
+        """The directory as it was given."""
+        return self._path
+
+    def _get(self, name: str) -> Any:
+        if name not in self._writers:
+            self._writers[name] = WRITERS[name]()
+        return self._writers[name]
+
+    @property
+    def modes(self) -> _writers.ModesWriter:
+        """modeinfo.dat"""
+        writer: _writers.ModesWriter = self._get("modes")
+        return writer
+
+    @property
+    def dofs(self) -> _writers.DofMapWriter:
+        """evdofmap.dat"""
+        writer: _writers.DofMapWriter = self._get("dofs")
+        return writer
+
+    @property
+    def matrices(self) -> _writers.MatricesWriter:
+        """circuitmatrices.dat"""
+        writer: _writers.MatricesWriter = self._get("matrices")
+        return writer
+
+    @property
+    def mesh(self) -> _writers.MeshTreeWriter:
+        """evtree.dat"""
+        writer: _writers.MeshTreeWriter = self._get("mesh")
+        return writer
+
+    @property
+    def lists(self) -> _writers.DofListWriter:
+        """file2.dat"""
+        writer: _writers.DofListWriter = self._get("lists")
+        return writer
+
+    @property
+    def tree(self) -> _writers.BinaryTreeWriter:
+        """file1.dat"""
+        writer: _writers.BinaryTreeWriter = self._get("tree")
+        return writer
+
+    @property
+    def ports(self) -> _writers.PortsWriter:
+        """file3.dat"""
+        writer: _writers.PortsWriter = self._get("ports")
+        return writer
+
+    @property
+    def metrics(self) -> _writers.MetricsWriter:
+        """solutiondata.dat"""
+        writer: _writers.MetricsWriter = self._get("metrics")
+        return writer
+
+    @property
+    def assembly(self) -> _writers.AssemblyWriter:
+        """assemblyinfo.dat"""
+        writer: _writers.AssemblyWriter = self._get("assembly")
+        return writer
+
+    def commit(self) -> None:
+        """Stores what was given since the last commit, and waits for locks, up to 20 s each, and for
+        files. The attributes are new ones then, with nothing in them.
+
+        Raises:
+            LockedError: Another writer kept the lock.
+            StoreError: The library could not store a file, for the reason that it gives.
+
+        What could not be stored is kept, for another attempt.
+        """
+        stored: List[str] = []
+        for name in WRITERS:
+            writer = self._writers.get(name)
+            if writer is None or not writer.changed:
+                continue
+            path = os.path.join(self._path, CLASSES[name].file_name)
+            result, reason = writer._object.commit(
+                path, self._text, self._lock, self._lock_directory, self._durable, self._version
+            )
+            if result != 0:
+                self._fail(path, reason, stored)
+            del self._writers[name]
+            stored.append(name)
+
+    def discard(self) -> None:
+        """Forgets what was given since the last commit."""
+        self._writers.clear()
+
+    def _fail(self, path: str, reason: str, stored: List[str]) -> None:
+        if stored:
+            reason += f" Stored before: {', '.join(stored)}."
+        if "Unable to acquire file lock" not in reason:
+            raise StoreError(reason)
+        in_directory = os.path.join(self._lock_directory, os.path.basename(path))
+        marker = _fieldstore.lock_path(in_directory if self._lock_directory else path)
+        raise LockedError(path, marker, _holder_of(path, marker), reason)
+
+    def __enter__(self) -> Store:
+        return self
+
+    def __exit__(
+        self,
+        kind: Optional[Type[BaseException]],
+        error: Optional[BaseException],
+        trace: Optional[TracebackType],
+    ) -> None:
+        try:
+            if kind is None:
+                self.commit()
+        finally:
+            self.discard()
+
+    def __repr__(self) -> str:
+        changed = [name for name, writer in self._writers.items() if writer.changed]
+        return f"<fieldstore.Store {self._path!r}: {', '.join(changed) or 'nothing'} to commit>"
+
+
+def _require_directory(path: str) -> None:
+    if not os.path.exists(path):
+        raise FileNotFoundError(errno.ENOENT, os.strerror(errno.ENOENT), path)
+    if not os.path.isdir(path):
+        raise NotADirectoryError(errno.ENOTDIR, os.strerror(errno.ENOTDIR), path)
+
+
+def _holder_of(path: str, marker: str) -> str:
+    """Who holds a lock, as far as the files beside the data tell."""
+    for place in (path, marker):
+        host, process = _writer_in_mark(place + ".undo")
+        if process:
+            where = "" if host == os.uname().nodename else f" on {host}"
+            return f"Process {process}{where} is appending to the file."
+    try:
+        age = max(0, round(time.time() - os.lstat(marker).st_mtime))
+    except OSError:
+        return "It has been released since."
+    return f"A writer has had it for {counted(age, 'second')}."
+
+
+def _writer_in_mark(path: str) -> Tuple[str, str]:
+    """Host and process of the mark of an append; "" without one."""
+    try:
+        with open(path, encoding="utf-8", errors="replace") as file:
+            lines = file.read(4096).splitlines()
+    except OSError:
+        return "", ""
+    entries = dict(line.partition(" ")[::2] for line in lines[1:])
+    return entries.get("host", ""), entries.get("process", "")
