@@ -28,7 +28,7 @@ need_packages() {
   echo "Installing Debian packages: ${missing[*]}" >&2
   "${as_root[@]}" apt-get update -qq
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    apt-get install -y -qq --no-install-recommends -o DPkg::Lock::Timeout=600 "${missing[@]}" >/dev/null
 }
 
 # Configures and builds a preset; further arguments go to the configuration.
@@ -39,7 +39,16 @@ build_preset() {
   cmake --build --preset "$preset"
 }
 
-# The same for the hosts of the campaigns alone.
+# Configures a preset with the tool and the tests, but builds only the targets that follow.
+build_targets() {
+  local preset=$1
+  shift
+  cmake --preset "$preset" -DFIELDSTORE_BUILD_TOOL=ON -DFIELDSTORE_BUILD_TESTS=ON >/dev/null
+  echo "Building $* (preset $preset)" >&2
+  cmake --build --preset "$preset" --target "$@" >/dev/null
+}
+
+# The same for the hosts of the campaigns.
 build_campaigns() {
   local preset=$1
   shift
