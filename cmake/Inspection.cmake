@@ -5,8 +5,12 @@ find_package(Threads REQUIRED)
 add_library(fieldstore_inspection STATIC EXCLUDE_FROM_ALL
   tool/BodyReader.cpp
   tool/Catalog.cpp
+  tool/HostLoad.cpp
+  tool/Inspection.cpp
   tool/Joining.cpp
+  tool/LoadedFile.cpp
   tool/Progress.cpp
+  tool/ReadBodies.cpp
   tool/RemovedOnSignal.cpp
   tool/ResultFile.cpp
   tool/SideFiles.cpp

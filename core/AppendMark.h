@@ -15,7 +15,7 @@ namespace fieldstore {
 /// A small file that stands while a body is appended under the lock. Whoever takes the lock and
 /// finds it knows that a writer died, or the machine did, and that the end of the data may be torn.
 ///
-/// It lies beside the data, or, where no file can be made there, beside the lock marker; then
+/// It lies next to the data, or, where no file can be made there, next to the lock marker; then
 /// several data files may share its place, and it counts only for the one that it names. What it
 /// holds, a line each: the data's length in bytes, "host ", "boot ", "process " and "start " of the
 /// writer, and "data " with the path of the data.

@@ -97,7 +97,7 @@ void CommitGuard::Cut(std::uint64_t length, std::uint64_t end) const {
         throw fs::filesystem_error("cut", path, file.Error());
     if (end >= length) return;
     stored.log("A commit ended halfway; cut bytes " + std::to_string(end) + " to " +
-               std::to_string(length) + " behind the last whole body.");
+               std::to_string(length) + " after the last whole body.");
 }
 
 /// Returns whether there was a place for it.

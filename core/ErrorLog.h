@@ -6,7 +6,7 @@
 
 namespace fieldstore {
 
-/// The log beside a data file: the name up to its last ".", backslashes turned round, and "err".
+/// The log next to a data file: the name up to its last ".", backslashes turned round, and "err".
 /// Empty when the name has no ".".
 std::string ErrorLogPathFor(const std::string& dataPath);
 

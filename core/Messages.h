@@ -19,7 +19,7 @@ inline constexpr char kInvalidData[] = "Data validation failed.";
 inline constexpr char kDamagedBeforeAppend[] =
     "The data are damaged before the last commit; repair them first.";
 inline constexpr char kNoMark[] =
-    "No mark can be made, neither beside the data nor beside the lock.";
+    "No mark can be made, neither next to the data nor next to the lock.";
 inline constexpr char kNeedsLock[] = "What is appended in one step needs storage with a lock.";
 inline constexpr char kReplacesFile[] = "Commits of this class replace the file.";
 inline constexpr char kUnknownBytes[] = "Unknown choice of bytes.";

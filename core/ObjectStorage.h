@@ -14,7 +14,7 @@
 namespace fieldstore {
 
 /// Where an object is stored: the paths that its host chose, the stream built on them, the lock
-/// that goes with it, and the log beside the data.
+/// that goes with it, and the log next to the data.
 ///
 /// The paths take effect with the next Create(); stream and lock keep those that they were built
 /// on.
@@ -46,16 +46,16 @@ public:
     std::string Identifier() const {
         return stream ? stream->GetIdentifier() : directory + fileName;
     }
-    /// Where the mark of an append may stand, the place beside the data first.
+    /// Where the mark of an append may stand, the place next to the data first.
     std::vector<std::string> MarkPlaces() const;
     /// What a load of an appending class may rely on when the power went in an append, or one step
     /// is not done: the length that the data had before. Nothing when no such mark is beside the
-    /// data or beside the lock.
+    /// data or next to the lock.
     std::optional<std::uint64_t> AcknowledgedLength() const;
     /// Removes what dead writers left of marks, as far as they are marks of these data.
     void RemoveMarks() const noexcept;
 
-    /// The log beside the data; empty without a stream or when its name has no ".".
+    /// The log next to the data; empty without a stream or when its name has no ".".
     std::string LogPath() const;
     /// Appends a line about the stream to that log, or to standard error.
     void Log(const std::string& message, const std::string& logPath) const;

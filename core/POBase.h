@@ -58,7 +58,7 @@ public:
     int AppendBytes(const AppendWriter& write) override;
     void NoteStored() override { modified = false; }
 
-    /// The error log beside the data; empty without a stream or when its name has no ".".
+    /// The error log next to the data; empty without a stream or when its name has no ".".
     virtual std::string GetErrorLogPath() { return storage.LogPath(); }
     /// The storage type that the default of a direction (0 read, all others write) stands for.
     virtual int GetStorageType(int direction);

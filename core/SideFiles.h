@@ -6,7 +6,7 @@
 
 namespace fieldstore {
 
-// The files that the library puts beside a data file, but for the error log (core/ErrorLog.h) and
+// The files that the library puts next to a data file, but for the error log (core/ErrorLog.h) and
 // what is to replace the file (streams/Writer.h).
 
 /// The marker of a writer's lock: everything from the path's last "." on replaced, wherever that
@@ -15,7 +15,7 @@ inline std::string LockPathFor(const std::string& path) {
     return path.substr(0, path.rfind('.')) + ".lck";
 }
 
-/// The mark of an append (core/AppendMark.h) beside a data file, or beside a lock marker.
+/// The mark of an append (core/AppendMark.h) next to a data file, or next to a lock marker.
 inline std::string AppendMarkPathFor(const std::string& path) {
     return path + ".undo";
 }

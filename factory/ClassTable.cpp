@@ -22,14 +22,15 @@ std::shared_ptr<IPOBase> Create() {
 
 }  // namespace
 
-const std::array<ClassEntry, 9> kClassTable{{{L"POModeInfo", &Create<POModeInfo>},
-                                             {L"PODOFMap", &Create<PODOFMap>},
-                                             {L"POCircuitMatrices", &Create<POCircuitMatrices>},
-                                             {L"POMeshTree", &Create<POMeshTree>},
-                                             {L"PODOFList", &Create<PODOFList>},
-                                             {L"POBinaryTree", &Create<POBinaryTree>},
-                                             {L"POPortCircuitDOFs", &Create<POPortCircuitDOFs>},
-                                             {L"POSolutionMetrics", &Create<POSolutionMetrics>},
-                                             {L"POAssemblyInfo", &Create<POAssemblyInfo>}}};
+const std::initializer_list<ClassEntry> kClassTable{
+    {L"POModeInfo", &Create<POModeInfo>},
+    {L"PODOFMap", &Create<PODOFMap>},
+    {L"POCircuitMatrices", &Create<POCircuitMatrices>},
+    {L"POMeshTree", &Create<POMeshTree>},
+    {L"PODOFList", &Create<PODOFList>},
+    {L"POBinaryTree", &Create<POBinaryTree>},
+    {L"POPortCircuitDOFs", &Create<POPortCircuitDOFs>},
+    {L"POSolutionMetrics", &Create<POSolutionMetrics>},
+    {L"POAssemblyInfo", &Create<POAssemblyInfo>}};
 
 }  // namespace fieldstore

@@ -2,7 +2,7 @@
 #ifndef FIELDSTORE_CLASS_TABLE_H
 #define FIELDSTORE_CLASS_TABLE_H
 
-#include <array>
+#include <initializer_list>
 #include <memory>
 #include <string_view>
 
@@ -17,7 +17,7 @@ struct ClassEntry {
 };
 
 /// The closed set of classes, in the order in which names are tested.
-extern const std::array<ClassEntry, 9> kClassTable;
+extern const std::initializer_list<ClassEntry> kClassTable;
 
 }  // namespace fieldstore
 

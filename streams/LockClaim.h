@@ -17,10 +17,11 @@ inline constexpr const char* kClaimSuffix = ".next";
 /// The claim to hold a lock next. Without it, a writer that commits again at once would nearly
 /// always be faster than those that wait, as it need not find out that the lock is free.
 ///
-/// The claim is an empty file beside the marker. One of the waiting writers has it and looks often;
-/// the others, and whoever has just released the lock, leave the lock to that one. It is a matter
-/// of courtesy only: what excludes is the marker. Where no claim can stand there is none, and that
-/// of a writer that died is removed by the next one that finds the lock free for some milliseconds.
+/// The claim is an empty file next to the marker. One of the waiting writers has it and looks
+/// often; the others, and whoever has just released the lock, leave the lock to that one. It is a
+/// matter of courtesy only: what excludes is the marker. Where no claim can stand there is none,
+/// and that of a writer that died is removed by the next one that finds the lock free for some
+/// milliseconds.
 class LockClaim {
 public:
     using Time = std::chrono::microseconds;

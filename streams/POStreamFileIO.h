@@ -46,9 +46,9 @@ public:
     void ReadMemory(fieldstore::Span<const char> bytes) { memory = bytes; }
     bool ReadsMemory() const { return memory.has_value(); }
 
-    /// From now on, opening for replacing writes a new file beside the old one, and closing renames
-    /// it over the old one, so that whoever dies in between leaves the old content. Where the
-    /// platform cannot do that (CreateBeside), the file is written in place as before.
+    /// From now on, opening for replacing writes a new file next to the old one, and closing
+    /// renames it over the old one, so that whoever dies in between leaves the old content. Where
+    /// the platform cannot do that (CreateBeside), the file is written in place as before.
     void ReplaceWhenClosed() { replacesWhenClosed = true; }
 
     /// Whether closing an output waits until the content, and a new name, are on the disk. Not

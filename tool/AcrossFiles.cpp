@@ -9,6 +9,7 @@
 #include <set>
 
 #include "tool/Error.h"
+#include "tool/LoadedFile.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {

@@ -3,7 +3,7 @@
 #define FIELDSTORE_TOOL_ACROSSFILES_H
 
 #include "tool/ResultFile.h"
-#include "tool/Rules.h"
+#include "tool/rules/Findings.h"
 
 namespace fieldstore::tool {
 

@@ -75,7 +75,7 @@ void BodyReader::BeginEntry(std::uint64_t number) {
 }
 
 void BodyReader::ReadBlocks(BlockedDOFListBody& body) {
-    if (stream.IsTextMode()) throw Fault(layout.begin, false, "blocks stand in binary files alone");
+    if (stream.IsTextMode()) throw Fault(layout.begin, false, "only binary files have blocks");
     layout.fields.push_back({"index", NextOffset(), 0, {}, {}, {}});
     entryOffset = stream.Tell();
     std::vector<char> block;

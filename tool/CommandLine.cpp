@@ -109,7 +109,7 @@ void CommandLine::ClassOption(std::string& className) const {
 
 void CommandLine::LockDirectoryOption(std::string& lockDirectory) const {
     Value("--lock-directory", lockDirectory,
-          "Directory of the writers' locks; else they stand beside the data")
+          "Directory of the writers' locks; by default, next to the data")
         .Shows("DIR");
 }
 

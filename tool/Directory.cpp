@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/Directory.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <system_error>
 
+#include "tool/Catalog.h"
 #include "tool/Error.h"
+#include "tool/Inspection.h"
 #include "tool/OutputFile.h"
 #include "tool/ResultFile.h"
+#include "tool/SideFiles.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
@@ -14,6 +19,31 @@ namespace fs = std::filesystem;
 bool IsDirectory(const std::string& path) {
     std::error_code none;
     return fs::is_directory(path, none);
+}
+
+std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
+    std::vector<NamedPath> expanded;
+    for (const auto& path : paths) {
+        std::error_code none, gone;
+        if (!fs::is_directory(path, none)) {
+            expanded.push_back({path, true, ""});
+            continue;
+        }
+        std::vector<std::string> found;
+        for (const auto& entry : fs::directory_iterator(path, none)) {
+            const auto name = entry.path().filename().string();
+            if (entry.is_regular_file(gone) && name.front() != '.' && !IsSideFile(name))
+                found.push_back(entry.path().string());
+        }
+        if (none)
+            throw Error(path, "the directory cannot be read: " + none.message(),
+                        "Check its permissions.");
+        std::sort(found.begin(), found.end());
+        for (auto& file : found)
+            expanded.push_back(
+                {file, !KindsOfFileName(fs::path(file).filename().string()).empty(), path});
+    }
+    return expanded;
 }
 
 std::vector<std::string> ResultFilesIn(const std::string& directory, const std::string& className) {

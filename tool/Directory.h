@@ -8,9 +8,19 @@
 
 namespace fieldstore::tool {
 
-/// Commands that do to every result file of a directory what they do to one.
+/// Paths that may be directories, and commands that do to every result file of one what they do to
+/// a single file.
 
 bool IsDirectory(const std::string& path);
+
+/// A path as given, or found in a directory that was given.
+struct NamedPath {
+    std::string path;
+    bool given;             // or at least of a name that only a result file has
+    std::string directory;  // in which it was found; empty: the path itself was given
+};
+/// The files of directories in place of these, sorted; markers, logs and hidden files left out.
+std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths);
 
 /// The names of the result files in a directory, sorted: those with the default name of a class,
 /// whatever their state, and those that are found to be one.

@@ -2,6 +2,8 @@
 #include "tool/Follower.h"
 
 #include "tool/Error.h"
+#include "tool/Inspection.h"
+#include "tool/ReadBodies.h"
 
 namespace fieldstore::tool {
 namespace {

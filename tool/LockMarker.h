@@ -24,7 +24,7 @@ std::string MarkerPathFor(const std::string& dataPath, const std::string& lockDi
 
 /// The marker of that name, if there is one.
 std::optional<LockMarker> FindMarker(const std::string& markerPath);
-/// The marker beside a data file, or a marker itself.
+/// The marker next to a data file, or a marker itself.
 std::optional<LockMarker> FindLock(const std::string& path);
 
 /// Holds the lock of a data file, from its making, which raises at once when another has it, to

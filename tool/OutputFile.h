@@ -11,7 +11,7 @@
 
 namespace fieldstore::tool {
 
-/// A file that comes into being whole or not at all: written beside its place, brought to the disk
+/// A file that comes into being whole or not at all: written next to its place, brought to the disk
 /// and renamed. A temporary file until Publish(), which ends with its content in place; one that is
 /// never published leaves the target alone.
 class OutputFile : public TemporaryFile {

@@ -15,6 +15,7 @@
 #include "tool/BodyWriter.h"
 #include "tool/Error.h"
 #include "tool/Progress.h"
+#include "tool/ReadBodies.h"
 
 namespace fieldstore::tool {
 namespace fs = std::filesystem;

@@ -9,6 +9,7 @@
 #include "tool/BodyWriter.h"
 #include "tool/Copy.h"
 #include "tool/Error.h"
+#include "tool/ReadBodies.h"
 #include "tool/Recognition.h"
 
 namespace fieldstore::tool {
@@ -203,7 +204,7 @@ Rescue RescueByRecognition(const ResultFile& file) {
 void SaveEntries(const ResultFile& file, Rescue& rescue) {
     AnyBody any = file.Info().make();
     if (!file.text || !VisitLoneEntries(any, [](auto&) {}))
-        throw Error(file.path, "entries are saved of modes and matrices in text alone",
+        throw Error(file.path, "entries can be saved only of modes and matrices in text",
                     "Leave --entries out: whole bodies are kept.");
     for (LostRange& range : rescue.lost) {
         range.entries = ReadDamaged(file, range.begin);

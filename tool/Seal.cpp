@@ -17,6 +17,7 @@
 #include "tool/Error.h"
 #include "tool/OutputFile.h"
 #include "tool/Progress.h"
+#include "tool/ReadBodies.h"
 #include "tool/SideFiles.h"
 #include "tool/Terminal.h"
 #include "tool/formats/Json.h"

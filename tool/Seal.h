@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tool/ResultFile.h"
-#include "tool/Rules.h"
+#include "tool/rules/Findings.h"
 
 namespace fieldstore::tool {
 

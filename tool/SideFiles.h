@@ -9,7 +9,7 @@
 
 namespace fieldstore::tool {
 
-// What the library (core/SideFiles.h) and this tool put beside a data file.
+// What the library (core/SideFiles.h) and this tool put next to a data file.
 inline constexpr const char* kTemporarySuffix = ".tmp";  // and six characters: this tool's output
 inline constexpr const char* kSealSuffix = ".seal";
 
@@ -19,12 +19,12 @@ bool IsSideFile(const std::string& name);
 /// A writer for people: process 4711 on node7.
 std::string NameOf(const Writer& writer);
 
-/// What writers have beside a data file, or beside its lock, who they are, and what to do about
+/// What writers have next to a data file, or beside its lock, who they are, and what to do about
 /// those that died, a line each.
 std::vector<std::string> LeftBeside(const std::string& dataPath);
 
 /// The writers that marks of appends and replacements name, of all data that a lock marker is for,
-/// as far as these lie beside the marker or beside `dataPath`.
+/// as far as these lie next to the marker or beside `dataPath`.
 std::vector<Writer> WritersUnder(const std::string& marker, const std::string& dataPath);
 
 }  // namespace fieldstore::tool

@@ -19,7 +19,7 @@ namespace {
 
 [[noreturn]] void RaiseExchanged(const std::string& path) {
     throw Error(path, "someone has put another file in the place of this temporary one",
-                "Write into a directory that is yours alone.");
+                "Write into a directory that only you can change.");
 }
 
 }  // namespace

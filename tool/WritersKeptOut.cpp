@@ -21,7 +21,7 @@ WritersKeptOut::WritersKeptOut(const std::string& dataPath, const std::string& l
         const auto place = AppendMarkPathFor(mark.first);
         if (!mark.second || AppendMark::At(place).kind != AppendMark::Kind::Mark) continue;
         throw Error(place,
-                    "an append is at work under a lock that is not beside the data, or its writer "
+                    "an append is at work under a lock that is not next to the data, or its writer "
                     "died",
                     "The next commit puts the file right; or name the directory of the writers' "
                     "locks with --lock-directory.");

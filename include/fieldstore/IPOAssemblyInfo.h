@@ -68,7 +68,7 @@ public:
     /// raises; the object is then unchanged.
     virtual bool AddElements(const std::vector<std::uint64_t>& handles, ElementQuery query) = 0;
 
-    /// Overrides the storage type (IPOBase::EStorageType) that the class defaults stand for:
+    /// Overrides the storage type (IPOBase::EStorageType) that the class defaults mean:
     /// `which` 0 for reading, 1 for writing; 0 as type removes the override. Other values of
     /// `which` are ignored.
     virtual void SetStorageTypeOverride(int which, unsigned int storageType) = 0;

@@ -63,11 +63,11 @@ public:
     /// Builds the storage that later operations use, on directory + file name, and drops the
     /// previous one; opens nothing.
     ///
-    /// `withLock` matters for writing to a file: a marker file beside the data (or in the lock
+    /// `withLock` matters for writing to a file: a marker file next to the data (or in the lock
     /// directory), named like the data with everything from its last "." replaced by ".lck", then
     /// keeps other writers out during each commit. Without it a lock chosen earlier stays in place.
-    /// Failures of a destructor are logged beside the data, with the ending "err", unless a link
-    /// stands there; then they go to standard error.
+    /// Failures of a destructor are logged next to the data, with the ending "err", unless that
+    /// is a link; then they go to standard error.
     /// Returns 1, and keeps the storage there was, for an unknown type, a data file that would be
     /// its own lock, and a zero byte in directory, lock directory or file name.
     virtual int CreateStorageInterface(EStorageType type, bool withLock) = 0;
@@ -99,7 +99,7 @@ public:
     virtual int LoadFile(const std::string& name) = 0;
 
     /// Sets the directory of the lock marker, its trailing separator included; empty means the
-    /// marker lies beside the data. Takes effect with the next CreateStorageInterface. Returns 0.
+    /// marker lies next to the data. Takes effect with the next CreateStorageInterface. Returns 0.
     virtual int SetLockDirectory(const std::string& lockDirectory) = 0;
 
     /// Sets the file name; takes effect with the next CreateStorageInterface. Returns 0.

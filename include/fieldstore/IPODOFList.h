@@ -16,8 +16,8 @@
 /// A record is a row of integers, as wide as its kind: the number of the partition that owns it,
 /// the first degree of freedom of its range (negative: no range), the last one (negative: just the
 /// first), and further entries as the host likes. The list is stored whole or, after
-/// SetSelectedBlock(-1), as one section per block that can be read alone; two owners share a block,
-/// so block b holds the records of owners 2b and 2b+1.
+/// SetSelectedBlock(-1), as one section per block that can be read by itself; two owners share a
+/// block, so block b holds the records of owners 2b and 2b+1.
 class FIELDSTORE_INTERFACE IPODOFList {
 public:
     /// Receives the (count, width) pairs of kinds 1 to 4 before records are handed out.
@@ -77,7 +77,7 @@ public:
     ///
     /// SetRecords() and LoadRecords() add up the lengths of the ranges of all four kinds with an
     /// owner from 0 to below `lastBlock`. Of records that have the same entry 3, if that is 0 or
-    /// more, the first one alone counts: they stand for one shared range, of whatever kind they are
+    /// more, only the first one counts: they mean one shared range, of whatever kind they are
     /// and wherever they begin. So give ranges that are not shared different identifiers in entry
     /// 3, over all kinds, or negative ones. The count is stored with the list.
     ///

@@ -106,7 +106,7 @@ public:
     virtual void DefineValues(int entityType, int valueType, std::uint32_t count,
                               int resolveFunctionId) = 0;
 
-    /// Overrides the storage type (IPOBase::EStorageType) that the class defaults stand for:
+    /// Overrides the storage type (IPOBase::EStorageType) that the class defaults mean:
     /// `which` 0 for reading, 1 for writing; 0 as type removes the override. Other values of
     /// `which` are ignored.
     virtual void SetStorageTypeOverride(int which, unsigned int storageType) = 0;

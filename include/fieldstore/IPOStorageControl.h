@@ -31,16 +31,16 @@ public:
 
     /// Which bytes WriteBytes gives. Any integer may arrive.
     enum EBytes : int {
-        eStart = 1,  ///< what stands before the first body of a file: a version line, or nothing
+        eStart = 1,  ///< what comes before the first body of a file: a version line, or nothing
         eBody = 2,   ///< what a commit appends to a file, or the content of a replaced one
-        eWhole = 3   ///< both, one behind the other: a file with this body alone
+        eWhole = 3   ///< both, one after the other: a file with only this body
     };
 
     /// Takes bytes in pieces, in their order; false refuses them, which fails what gives them. A
     /// piece is gone when the call returns.
     using ByteSink = std::function<bool(const char* bytes, std::size_t count)>;
 
-    /// Writes what is to stand behind the first `length` bytes of a file, through `append` or in
+    /// Writes what is to follow the first `length` bytes of a file, through `append` or in
     /// any other way. Returns "" when all of it is in the file, and on the disk as far as it was
     /// not given to `append`; else the reason, without a full stop.
     using AppendWriter = std::function<std::string(std::uint64_t length, const ByteSink& append)>;
@@ -90,7 +90,7 @@ public:
     virtual int ReadBytes(bool text, const char* bytes, std::uint64_t count) = 0;
 
     /// An append as one step, of as many bodies as `write` writes: under the lock, with a mark from
-    /// which everybody sees that nothing behind `length` counts until the step is done; whoever
+    /// which everybody sees that nothing after `length` counts until the step is done; whoever
     /// dies meanwhile, all of it is in the file afterwards, or none. `write` is called once, when
     /// lock and mark are there. What it gave to `append` is brought to the disk, as the object's
     /// durability says, and so is the removal of the mark. Stores nothing of the object itself.

@@ -93,7 +93,7 @@ def frequencies(sizes: Sizes, value: Any) -> npt.NDArray[np.float64]:
     lost = array[np.trunc(array) != array]
     if len(lost) or not np.isfinite(array).all():
         number = lost[0] if len(lost) else array[~np.isfinite(array)][0]
-        raise ValueError(f"frequency has {number}: files keep whole numbers alone; round it first")
+        raise ValueError(f"frequency has {number}: files keep whole numbers only; round it first")
     return array
 
 

@@ -87,7 +87,7 @@ class ResultObject:
 
     @property
     def labels(self) -> labels.Labels:
-        """The names in ``labels.json`` beside the file; none without one."""
+        """The names in ``labels.json`` next to the file; none without one."""
         return labels.read(os.path.dirname(self._path) or ".")
 
     def _field(self, name: str) -> Any:

@@ -21,7 +21,7 @@ class DofList(ResultObject):
     freedom of its range, and what the host adds.
 
     A list may be stored in blocks (:attr:`block_count` is not None). Then opening reads the header
-    and the first block; :meth:`block` reads one block alone, and :meth:`records` all of them when
+    and the first block; :meth:`block` reads a single block, and :meth:`records` all of them when
     it is asked for the first time.
 
     >>> lists = fieldstore.open(results / "file2.dat")

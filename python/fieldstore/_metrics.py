@@ -88,7 +88,7 @@ class Metrics(ResultObject):
 
         Args:
             entity, value: The types; KeyError when there are no such values, nor a definition.
-            id: Those of this entity alone.
+            id: Only those of this entity.
 
         Raises ValueError when the vectors differ in length.
         """

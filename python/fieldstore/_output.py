@@ -28,7 +28,7 @@ def require_free(path: str, force: bool) -> None:
 
 
 def write_whole(path: str, content: bytes, force: bool) -> None:
-    """Writes a file beside its place and puts it there when it is on the disk; an existing one is
+    """Writes a file next to its place and puts it there when it is on the disk; an existing one is
     replaced only by force."""
     require_free(path, force)
     target = os.path.realpath(path)

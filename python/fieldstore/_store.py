@@ -35,7 +35,7 @@ class Store:
         path: The directory, which has to be there.
         lock: Whether other writers are kept out of a file during its commit: always when several
             processes may store in it.
-        lock_directory: Where the lock files lie; beside the data when None.
+        lock_directory: Where the lock files lie; next to the data when None.
         mode: ``"text"`` or ``"binary"`` for all files; None: the default of each class. A file that
             is appended to keeps the mode that it has only if the same is given each time.
         durable: Whether a commit waits until its data would survive a power cut.
@@ -203,7 +203,7 @@ def _require_directory(path: str) -> None:
 
 
 def _holder_of(path: str, marker: str) -> str:
-    """Who holds a lock, as far as the files beside the data tell."""
+    """Who holds a lock, as far as the files next to the data tell."""
     for place in (path, marker):
         host, process = _writer_in_mark(place + ".undo")
         if process:

@@ -165,7 +165,7 @@ class DofListWriter(Writer):
             totals: Four numbers of the host, 1 to 4.
             header: One more.
             last_block: Records of this owner and above do not count as distinct ones.
-            in_blocks: Stores the list so that each block can be read alone.
+            in_blocks: Stores the list so that each block can be read by itself.
             extra: The extra entries of the records of kind 2, [record, entry].
         """
         if len(records) != 4:
@@ -177,7 +177,7 @@ class DofListWriter(Writer):
         ]
         given = np.zeros((sizes["record 2"], 0), np.int32) if extra is None else extra
         if not in_blocks and np.size(given):
-            raise ValueError("extra is stored with in_blocks=True alone")
+            raise ValueError("extra is stored only with in_blocks=True")
         entries = sizes.take("extra", given, np.int32, "record 2", "entry")
         four = sizes.take("totals", totals, np.int32, 4).tolist()
         self._object.set_records(kinds, four, header, last_block, in_blocks, entries)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The names that a host gives its numbers for types, from ``labels.json`` beside the data."""
+"""The names that a host gives its numbers for types, from ``labels.json`` next to the data."""
 
 from __future__ import annotations
 

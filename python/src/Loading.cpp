@@ -8,6 +8,7 @@
 #include "Classes.h"
 #include "Signals.h"
 #include "fieldstore/fieldstore.h"
+#include "tool/Inspection.h"
 #include "tool/Progress.h"
 #include "tool/ResultFile.h"
 

@@ -35,7 +35,7 @@ struct Target {
     std::string path;
     std::optional<bool> text;  // nothing: as is the default of the class
     bool lock = false;
-    std::string lockDirectory;  // with its separator at the end; empty: beside the data
+    std::string lockDirectory;  // with its separator at the end; empty: next to the data
     bool durable = true;
     std::string version;
 };

@@ -214,7 +214,7 @@ class Damage(ToolTest):
         self.write("circuitmatrices.dat", text.replace(b"1001 1\n1\n", b"1001 1 1\n"))
         self.assertEqual(self.repair(path, "--entries")[0], b"1\n1000 1\n1\n0.5\n")
         binary = self.write("modeinfo.dat", self.read(self.sample("modeinfo.dat"))[:-1])
-        self.assertIn("in text alone",
+        self.assertIn("only of modes and matrices in text",
                       self.error("repair", binary, "-o", self.path("x"), "--entries"))
 
     def test_a_last_number_without_line_end(self):

@@ -589,7 +589,7 @@ class Documents(ToolTest):
         self.assertIn("form", document)
         late = self.document("file1.dat")
         late["version"] = late.pop("version")  # found too late for what is read only once
-        self.assertIn("'version' stands behind the bodies", self.error(
+        self.assertIn("'version' follows the bodies", self.error(
             "build", "-", "-o", self.path("x"), stdin=json.dumps(late).encode()))
         self.run_tool("build", self.write("late", json.dumps(late).encode()), "-o", self.path("x"))
         self.assertEqual(self.read(self.path("x")), self.read(self.sample("file1.dat")))
@@ -1022,13 +1022,13 @@ class Rules(ToolTest):
             # Two ports at 5, one at 6, whose entry begins behind two of 20 bytes.
             ("modeinfo.dat", i64(3) + modes(5, 1) + modes(5, 2) + modes(6, 1), 48,
              "differ in their number of ports"),
-            ("modeinfo.dat", i64(2) + modes(5, 1) + modes(5, 1), 28, "stands twice"),
+            ("modeinfo.dat", i64(2) + modes(5, 1) + modes(5, 1), 28, "occurs twice"),
             ("modeinfo.dat", i64(2) + modes(6, 1) + modes(5, 1), 28, "out of order"),
             ("evdofmap.dat", i64(2) + i64(0) + i64(1) + i32(2) + f64(1) + ints(0, 0), 16,
              "column lies outside the rows in row 1: 2"),
             ("circuitmatrices.dat", i64(1) + i64(9) + i32(1) + doubles(1, 2, 3), 8, "not square"),
             ("evtree.dat", i64(2) + i32(1, 2, 5, 3) + i64(0), 16, "larger id first"),
-            ("evtree.dat", i64(0) + i64(3) + i32(1, 2, 2), 24, "stands twice"),
+            ("evtree.dat", i64(0) + i64(3) + i32(1, 2, 2), 24, "occurs twice"),
             ("file2.dat", header + no_records * 4, 0, "no record"),
             ("file2.dat", header + i32(3) + ints(1, 2) + no_records * 3, 28, "no whole number"),
             ("file2.dat", header + i32(3) + ints(0, 9, 7) + no_records * 3, 28,
@@ -1098,7 +1098,7 @@ class Rules(ToolTest):
         wrong_owner[88 + 32 + 8:88 + 32 + 12] = i32(3)
         verdict = self.check(self.write("file2.dat", wrong_owner))
         self.assertIn({"kind": "problem", "offset": 88, "body": 1,
-                       "text": "record stands in a block that is not its owner's in block 0, "
+                       "text": "record is in a block that is not its owner's in block 0, "
                                "records1: owner 3"}, verdict["findings"])
         beyond = bytearray(content)
         beyond[60 + 6:60 + 14] = i64(1 << 40)

@@ -7,6 +7,8 @@
 #include "tool/BodyWriter.h"
 #include "tool/Commands.h"
 #include "tool/Error.h"
+#include "tool/HostLoad.h"
+#include "tool/Inspection.h"
 #include "tool/OutputFile.h"
 #include "tool/Progress.h"
 #include "tool/formats/Json.h"

@@ -8,14 +8,19 @@
 #include "core/ResultCode.h"
 #include "tool/AcrossFiles.h"
 #include "tool/Commands.h"
+#include "tool/Directory.h"
 #include "tool/Error.h"
+#include "tool/HostLoad.h"
+#include "tool/Inspection.h"
 #include "tool/LockMarker.h"
 #include "tool/Progress.h"
-#include "tool/Rules.h"
+#include "tool/ReadBodies.h"
+#include "tool/ResultFile.h"
 #include "tool/Seal.h"
 #include "tool/SideFiles.h"
 #include "tool/Terminal.h"
 #include "tool/formats/Json.h"
+#include "tool/rules/Rules.h"
 
 namespace fieldstore::tool {
 namespace {

@@ -5,7 +5,10 @@
 #include "tool/Copy.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
+#include "tool/HostLoad.h"
+#include "tool/Inspection.h"
 #include "tool/OutputFile.h"
+#include "tool/ResultFile.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {

@@ -5,7 +5,10 @@
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
+#include "tool/HostLoad.h"
+#include "tool/Inspection.h"
 #include "tool/OutputFile.h"
+#include "tool/ReadBodies.h"
 #include "tool/ResultFile.h"
 #include "tool/Terminal.h"
 
@@ -55,7 +58,7 @@ void DefineConvert(CommandLine& command) {
     command.ForceOption(options->force);
     command.Explain(
         "Keeps bodies apart, as they are. Text has 16 digits, so a value may differ in its last\n"
-        "bit; a DOF list in blocks is binary alone. Of a directory, every result file gives one "
+        "bit; a DOF list in blocks is always binary. Of a directory, every result file gives one "
         "of\n"
         "its name.\n\n"
         "Exit status: 0; 2 when nothing was written.\n\n"

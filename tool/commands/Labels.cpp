@@ -6,8 +6,11 @@
 #include <set>
 
 #include "tool/Commands.h"
+#include "tool/Directory.h"
 #include "tool/Error.h"
+#include "tool/Inspection.h"
 #include "tool/OutputFile.h"
+#include "tool/ReadBodies.h"
 #include "tool/ResultFile.h"
 #include "tool/Terminal.h"
 

@@ -4,8 +4,11 @@
 #include <memory>
 
 #include "tool/Commands.h"
+#include "tool/Directory.h"
 #include "tool/Error.h"
+#include "tool/Inspection.h"
 #include "tool/LockMarker.h"
+#include "tool/ResultFile.h"
 #include "tool/Seal.h"
 #include "tool/SideFiles.h"
 #include "tool/Terminal.h"

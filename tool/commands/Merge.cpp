@@ -5,7 +5,11 @@
 #include "tool/Commands.h"
 #include "tool/Copy.h"
 #include "tool/Error.h"
+#include "tool/HostLoad.h"
+#include "tool/Inspection.h"
 #include "tool/OutputFile.h"
+#include "tool/ReadBodies.h"
+#include "tool/ResultFile.h"
 
 namespace fieldstore::tool {
 namespace {

@@ -6,7 +6,10 @@
 #include <memory>
 
 #include "tool/Commands.h"
+#include "tool/Directory.h"
 #include "tool/Error.h"
+#include "tool/Inspection.h"
+#include "tool/ResultFile.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
@@ -87,7 +90,8 @@ void DefineSeal(CommandLine& command) {
                  "Check what is sealed already, and add the bodies appended since");
     command.Flag("--force", options->force, "Replace seals that exist");
     command.Explain(
-        "Writes NAME.seal beside each file: length, class, mode, time, and the XXH3-128 digest of\n"
+        "Writes NAME.seal next to each file: length, class, mode, time, and the XXH3-128 digest "
+        "of\n"
         "every body and of the whole. ls, check, verify and repair use it. Seal a file when no\n"
         "writer is at work on it. A seal shows accidents; who can write the file can write a new\n"
         "seal as well. Files in a directory that are no result files are left out.\n\n"

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "tool/Commands.h"
+#include "tool/Directory.h"
 #include "tool/Error.h"
 #include "tool/Seal.h"
 #include "tool/SideFiles.h"

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tool/Labels.h"
-#include "tool/ResultFile.h"
+#include "tool/LoadedFile.h"
 
 namespace fieldstore::tool {
 

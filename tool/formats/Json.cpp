@@ -5,6 +5,8 @@
 #include <cstring>
 #include <sstream>
 
+#include "tool/ReadBodies.h"
+
 namespace fieldstore::tool {
 namespace {
 

@@ -187,7 +187,7 @@ Json& NewMember(Json& object, const std::string& name) {
 /// A member stands behind the bodies, which are written by then.
 struct LateMember : Error {
     explicit LateMember(const std::string& name)
-        : Error("", "'" + name + "' stands behind the bodies",
+        : Error("", "'" + name + "' follows the bodies",
                 "Put it before 'bodies', or the document into a file.") {}
 };
 
@@ -368,7 +368,7 @@ void BuildFromJson(std::istream& document, const std::function<void(const JsonHe
         DocumentReader reader(begin, take, keepBodies);
         Json::sax_parse(document, &reader);
         // The parser takes a zero byte for the end.
-        if (!document.eof()) throw Error("", "not JSON: a zero byte stands behind it", "");
+        if (!document.eof()) throw Error("", "not JSON: a zero byte follows it", "");
         reader.Finish();
     };
     try {

@@ -9,7 +9,7 @@
 #include <set>
 
 #include "tool/Error.h"
-#include "tool/ResultFile.h"
+#include "tool/LoadedFile.h"
 #include "tool/Terminal.h"
 #include "tool/formats/VtuFile.h"
 #include "tool/formats/VtuMesh.h"
@@ -345,7 +345,7 @@ void DescribeVtu(const CommandLine& command, VtuOptions& options) {
             "be repeated; else labels.json tells. A number, or a range A:B: only these entities")
         .Shows("WHAT=TYPE");
     command.Value("--assembly", options.assembly,
-                  "vtu: file of the elements; else assemblyinfo.dat beside the data, if it fits");
+                  "vtu: file of the elements; else assemblyinfo.dat next to the data, if it fits");
 }
 
 void DumpVtu(const AnyBody& any, const std::string& input, const Labels& labels,

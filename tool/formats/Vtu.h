@@ -14,7 +14,7 @@ namespace fieldstore::tool {
 /// What the command line says about files for VTK.
 struct VtuOptions {
     std::vector<std::string> entities;  // node=4: what the entities of a type are
-    std::string assembly;               // the file of the elements; "" for the one beside the data
+    std::string assembly;               // the file of the elements; "" for the one next to the data
 
     bool AnyGiven() const { return !entities.empty() || !assembly.empty(); }
 };

@@ -29,7 +29,7 @@ function             draws
 ``ports``            degrees of freedom by position
 ==================== ===========================================================
 
-Types have the names of ``labels.json`` beside the data. Colours can be told apart with colour
+Types have the names of ``labels.json`` next to the data. Colours can be told apart with colour
 blindness. What is too much to draw is thinned, and a note below the axes says how; :func:`notes` gives
 these notes.
 """

@@ -84,7 +84,7 @@ def mesh(
     Args:
         metrics: The metrics with the positions of the nodes, and the values.
         assembly: The elements with their nodes.
-        values: (entity type, value type); without it the mesh alone.
+        values: (entity type, value type); without it only the mesh.
         component: Which number of the vectors.
         on: ``"elements"`` or ``"nodes"``: what those entities are. Without it their label decides,
             which has to be ``element`` or ``node``.
@@ -228,7 +228,7 @@ def _frame(ax: Any, found: Surface) -> None:
 
 
 def _draw_lines(ax: Any, found: Surface, assembly: Assembly) -> None:
-    """The mesh alone; flagged elements are filled."""
+    """Only the mesh; flagged elements are filled."""
     from matplotlib.colors import ListedColormap
 
     if len(found.triangles) > MOST_TRIANGLES:

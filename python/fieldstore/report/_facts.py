@@ -14,7 +14,7 @@ from .. import _fieldstore
 from .._base import ResultObject
 from .._open import CLASSES
 
-# What lies beside the data and is none.
+# What lies next to the data and is none.
 _BESIDE = (".lck", ".lck.next", ".err", ".undo", ".seal", ".json", ".html", ".bak")
 SEAL = ".seal"
 

@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef FIELDSTORE_TOOL_RULES_H
-#define FIELDSTORE_TOOL_RULES_H
+#ifndef FIELDSTORE_TOOL_FINDINGS_H
+#define FIELDSTORE_TOOL_FINDINGS_H
 
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
-
-#include "tool/BodyReader.h"
 
 namespace fieldstore::tool {
 
@@ -54,22 +51,6 @@ private:
     std::vector<Finding> shown;
     std::map<std::string, Rule> rules;
 };
-
-/// The structural rules of one class, over all bodies of a file. Remembers what later bodies and
-/// Finish() are held against, so it serves one file. Requires: Body() for each body in the order of
-/// the file, then Finish() once.
-class Rules {
-public:
-    Rules() = default;
-    Rules(const Rules&) = delete;
-    Rules& operator=(const Rules&) = delete;
-    virtual ~Rules() = default;
-    virtual void Body(const AnyBody& body, const Layout& layout) = 0;
-    virtual void Finish() {}
-};
-
-/// The rules of a kind, with those of all kinds. Requires: findings that live as long.
-std::unique_ptr<Rules> RulesOf(std::size_t kind, Findings& findings);
 
 }  // namespace fieldstore::tool
 

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tool/rules/Rules.h"
+
+#include <array>
+#include <utility>
+
+namespace fieldstore::tool {
+namespace {
+
+template <std::size_t... I>
+std::unique_ptr<Rules> RulesAt(std::size_t kind, Findings& findings,
+                               std::index_sequence<I...> /*kinds*/) {
+    constexpr std::array makers{&MakeRules<std::variant_alternative_t<I, AnyBody>>...};
+    return makers[kind](findings);
+}
+
+}  // namespace
+
+std::unique_ptr<Rules> RulesOf(std::size_t kind, Findings& findings) {
+    return RulesAt(kind, findings, std::make_index_sequence<std::variant_size_v<AnyBody>>());
+}
+
+}  // namespace fieldstore::tool

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef FIELDSTORE_TOOL_RULES_H
+#define FIELDSTORE_TOOL_RULES_H
+
+#include <memory>
+
+#include "tool/BodyReader.h"
+#include "tool/rules/Findings.h"
+
+namespace fieldstore::tool {
+
+/// The structural rules of one class, over all bodies of a file. Remembers what later bodies and
+/// Finish() are held against, so it serves one file. Requires: Body() for each body in the order of
+/// the file, then Finish() once.
+class Rules {
+public:
+    Rules() = default;
+    Rules(const Rules&) = delete;
+    Rules& operator=(const Rules&) = delete;
+    virtual ~Rules() = default;
+    virtual void Body(const AnyBody& body, const Layout& layout) = 0;
+    virtual void Finish() {}
+};
+
+/// The rules of a body, with those of all bodies. Each body has its own file, which defines this;
+/// one that is missing is found by the linker. Requires: findings that live as long.
+template <typename Body>
+std::unique_ptr<Rules> MakeRules(Findings& findings);
+
+/// The same for a kind of body.
+std::unique_ptr<Rules> RulesOf(std::size_t kind, Findings& findings);
+
+}  // namespace fieldstore::tool
+
+#endif
