@@ -5,6 +5,7 @@
   bench/large_store.py DIRECTORY
 """
 import sys
+from typing import Any
 
 import numpy as np
 
@@ -18,7 +19,7 @@ SIDE = 1000  # of the square of nodes
 def main() -> int:
     random = np.random.default_rng(1)
 
-    def complexes(*shape: int) -> np.ndarray:
+    def complexes(*shape: int) -> "np.ndarray[Any, Any]":
         return random.normal(size=shape) + 1j * random.normal(size=shape)
 
     with fieldstore.Store(sys.argv[1]) as store:

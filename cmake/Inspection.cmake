@@ -4,6 +4,7 @@ find_package(Threads REQUIRED)
 
 add_library(fieldstore_inspection STATIC EXCLUDE_FROM_ALL
   tool/BodyReader.cpp
+  tool/BodyWriter.cpp
   tool/Catalog.cpp
   tool/HostLoad.cpp
   tool/Inspection.cpp

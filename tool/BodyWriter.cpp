@@ -19,6 +19,11 @@ BodyWriter::BodyWriter(const TemporaryFile& file, bool text,
     line.WriteLine(stream, "\n");
 }
 
+BodyWriter::BodyWriter(const std::shared_ptr<std::ostream>& out, bool text)
+    : stream(text, "", POStreamIO::OutputCloser(&POStreamFileIO::CloseOutputFile)) {
+    stream.OpenOutputInto(out);
+}
+
 void BodyWriter::Write(const AnyBody& any) {
     std::visit(
         [this](const auto& body) {

@@ -2,7 +2,9 @@
 #ifndef FIELDSTORE_TOOL_BODY_WRITER_H
 #define FIELDSTORE_TOOL_BODY_WRITER_H
 
+#include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 
 #include "streams/POStreamFileIO.h"
@@ -11,13 +13,16 @@
 
 namespace fieldstore::tool {
 
-/// Writes bodies to a file as commits do. Visitor of bodies. Open until Close(); one that is
-/// destroyed before may lack the end of what was written.
+/// Writes bodies to a file, or a stream, as commits do. Visitor of bodies. Open until Close(); one
+/// that is destroyed before may lack the end of what was written.
 class BodyWriter {
 public:
     /// Empties the file. The version text, where there is one, becomes the first line; raises when
     /// a load would not find it there.
     BodyWriter(const TemporaryFile& file, bool text, const std::optional<std::string>& version);
+
+    /// Writes bodies without a version line to a stream.
+    BodyWriter(const std::shared_ptr<std::ostream>& out, bool text);
 
     /// Requires: a writer that is open, and the kind that the file has. Raises for a DOF list in
     /// blocks when the file is text.

@@ -10,6 +10,7 @@ from typing import TYPE_CHECKING, Any, ClassVar, List, Mapping, Optional, Tuple,
 import numpy as np
 
 from . import _fieldstore, _loading, labels
+from ._slice import Key, ranges
 
 if TYPE_CHECKING:
     import numpy.typing as npt
@@ -34,21 +35,28 @@ class ResultObject:
     valid after the object is closed. The file is read once, when it is opened; what is written to it
     later does not show.
 
-    Objects are pickled by path, class and mode: whoever gets one loads the file again.
+    Objects are pickled by path, class, mode and slice: whoever gets one loads the file again.
     """
 
     class_name: ClassVar[str]
     file_name: ClassVar[str]
+    slice_keys: ClassVar[Tuple[str, ...]] = ()  # what a part of the file can be selected by
 
-    def __init__(self, path: Path, mode: Optional[str] = None) -> None:
+    def __init__(
+        self, path: Path, mode: Optional[str] = None, keys: Optional[Mapping[str, Key]] = None
+    ) -> None:
         if mode not in (None, "text", "binary"):
             raise ValueError(f"mode is {mode!r}; it can be 'text', 'binary' or None")
         self._path = os.fspath(path)
+        self._keys = ranges(keys or {}, self.slice_keys, type(self).__name__)
         self._data: Optional[_fieldstore.LoadedObject] = None
         self._load(None if mode is None else mode == "text")
 
     def _load(self, text: Optional[bool]) -> None:
-        self._data, self._text = _loading.load(self._path, self.class_name, text)
+        if self._keys:
+            self._data, self._text = _loading.load_slice(self._path, self.class_name, self._keys)
+        else:
+            self._data, self._text = _loading.load(self._path, self.class_name, text)
 
     @property
     def path(self) -> str:
@@ -83,7 +91,7 @@ class ResultObject:
         self.close()
 
     def __reduce__(self) -> Tuple[Any, ...]:
-        return (type(self), (os.path.abspath(self._path), self.mode))
+        return (type(self), (os.path.abspath(self._path), self.mode, self._keys))
 
     @property
     def labels(self) -> labels.Labels:

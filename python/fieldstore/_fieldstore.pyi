@@ -1,4 +1,4 @@
-from typing import Any, Optional, Sequence
+from typing import Any, Mapping, Optional, Sequence, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -16,6 +16,12 @@ class LoadedObject:
     def __init__(
         self, class_name: str, path: str, text: bool, block: Optional[int]
     ) -> None: ...
+    @staticmethod
+    def sliced(
+        class_name: str, path: str, keys: Mapping[str, Union[str, tuple[int, int]]]
+    ) -> LoadedObject: ...
+    @property
+    def text(self) -> bool: ...
     @property
     def result(self) -> int: ...
     @property

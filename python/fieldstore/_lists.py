@@ -3,13 +3,14 @@
 
 from __future__ import annotations
 
-from typing import Any, Dict, List, Optional, Tuple
+from typing import Any, Dict, List, Mapping, Optional, Tuple
 
 import numpy as np
 
 from . import _fieldstore, _loading
 from ._base import Ints, Path, ResultObject, counted, frozen
 from ._optional import need
+from ._slice import Key
 
 KINDS = (1, 2, 3, 4)
 
@@ -36,12 +37,16 @@ class DofList(ResultObject):
     file_name = "file2.dat"
 
     def __init__(
-        self, path: Path, mode: Optional[str] = None, block: Optional[int] = None
+        self,
+        path: Path,
+        mode: Optional[str] = None,
+        keys: Optional[Mapping[str, Key]] = None,
+        block: Optional[int] = None,
     ) -> None:
         self._block = block
         self._block_count: Optional[int] = None
         self._all: Dict[str, Ints] = {}
-        super().__init__(path, mode)
+        super().__init__(path, mode, keys)
 
     def _load(self, text: Optional[bool]) -> None:
         _loading.require_file(self._path)
@@ -72,7 +77,7 @@ class DofList(ResultObject):
             raise ValueError(f"{self._path} is not stored in blocks")
         if not 0 <= number < self._block_count:
             raise IndexError(f"{self._path} has blocks 0 to {self._block_count - 1}, not {number}")
-        return type(self)(self._path, "binary", number)
+        return type(self)(self._path, "binary", block=number)
 
     def records(self, kind: int) -> Ints:
         """The records of kind 1, 2, 3 or 4, int32 [record, width]."""

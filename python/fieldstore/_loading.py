@@ -7,9 +7,10 @@ import errno
 import os
 import stat
 import struct
-from typing import NamedTuple, Optional
+from typing import NamedTuple, NoReturn, Optional
 
 from . import _fieldstore
+from ._slice import Ranges
 from .errors import DamagedError
 
 LOADED, NOT_OPENED = 0, 2
@@ -61,19 +62,34 @@ def load(path: str, class_name: str, text: Optional[bool], block: Optional[int] 
         other = _fieldstore.LoadedObject(class_name, path, not first, block)
         if other.result == LOADED:
             return Loaded(other, not first)
+    if loaded.result == NOT_OPENED:
+        raise OSError(errno.EIO, loaded.reason, path)
     if loaded.result != LOADED:
-        raise_failure(path, class_name, loaded)
+        raise_failure(path, class_name, loaded.reason)
     return Loaded(loaded, first)
 
 
-def raise_failure(path: str, class_name: str, failed: _fieldstore.LoadedObject) -> None:
+def load_slice(path: str, class_name: str, keys: Ranges) -> Loaded:
+    """Loads the entries of a file whose keys are wanted, skipping the others."""
+    require_file(path)
+    try:
+        loaded = _fieldstore.LoadedObject.sliced(class_name, path, keys)
+    except KeyError:
+        words = ", ".join(f"{name}={key!r}" for name, key in keys.items())
+        raise KeyError(f"{path} has no entry with {words}") from None
+    except RuntimeError as error:
+        raise_failure(path, class_name, str(error))
+    if loaded.result != LOADED:
+        raise_failure(path, class_name, loaded.reason)
+    return Loaded(loaded, loaded.text)
+
+
+def raise_failure(path: str, class_name: str, reason: str) -> NoReturn:
     """Raises why a load failed, with the place in the file as far as there is one."""
-    if failed.result == NOT_OPENED:
-        raise OSError(errno.EIO, failed.reason, path)
     found = _fieldstore.inspect(path, class_name)
     if found["fault"] is None:
         raise DamagedError(
-            path, None, failed.reason.rstrip("."), f"What is wrong, tells: fieldstore check {path}"
+            path, None, reason.rstrip("."), f"What is wrong, tells: fieldstore check {path}"
         )
     byte, cause = found["fault"]
     if found["state"] == "torn":

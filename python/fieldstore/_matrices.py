@@ -33,6 +33,7 @@ class Matrices(ResultObject, Mapping[int, Floats]):
 
     class_name = "POCircuitMatrices"
     file_name = "circuitmatrices.dat"
+    slice_keys = ("frequency", "type")
 
     @property
     def frequencies(self) -> Floats:

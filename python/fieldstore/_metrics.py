@@ -61,6 +61,7 @@ class Metrics(ResultObject):
 
     class_name = "POSolutionMetrics"
     file_name = "solutiondata.dat"
+    slice_keys = ("type", "index", "entity")
 
     @property
     def header_id(self) -> int:

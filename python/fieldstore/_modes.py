@@ -74,6 +74,7 @@ class Modes(ResultObject):
 
     class_name = "POModeInfo"
     file_name = "modeinfo.dat"
+    slice_keys = ("frequency", "port")
 
     @property
     def frequencies(self) -> Floats:

@@ -18,6 +18,7 @@ from ._mesh import MeshTree
 from ._metrics import Metrics
 from ._modes import Modes
 from ._ports import PortCircuitDofs
+from ._slice import Key
 from ._tree import BinaryTree
 
 # The nine classes by the names that a store has for them.
@@ -180,17 +181,22 @@ def open(path: Path, class_: Type[Results]) -> Results: ...
 
 
 @overload
-def open(path: Path, class_: Type[Object], mode: Optional[str] = None) -> Object: ...
+def open(
+    path: Path, class_: Type[Object], mode: Optional[str] = None, **keys: Key
+) -> Object: ...
 
 
 @overload
-def open(path: Path, class_: Optional[str] = None, mode: Optional[str] = None) -> Any: ...
+def open(
+    path: Path, class_: Optional[str] = None, mode: Optional[str] = None, **keys: Key
+) -> Any: ...
 
 
 def open(
     path: Path,
     class_: Union[None, str, Type[ResultObject], Type[Results]] = None,
     mode: Optional[str] = None,
+    **keys: Key,
 ) -> Any:
     """Opens a result file, or a directory of them, for reading.
 
@@ -198,9 +204,15 @@ def open(
         path: A file, or a directory.
         class_: The class of the file's data: a class of this package, such as
             :class:`fieldstore.Modes`, the name of one of the library, ``"POModeInfo"``, or of an
-            attribute of a store, ``"modes"``; :class:`Results` for a directory. None: as the file's name says, which is that of its
-            class as a rule; when it does not, the whole file is read to find out.
+            attribute of a store, ``"modes"``; :class:`Results` for a directory. None: as the file's
+            name says, which is that of its class as a rule; when it does not, the whole file is read
+            to find out.
         mode: ``"text"`` or ``"binary"``. None: as found in the file.
+        keys: The part of a file to load, found by skipping the rest: ``frequency`` and ``port`` of
+            modes, ``frequency`` and ``type`` of matrices, ``type`` (10 x entity type + value type),
+            ``index`` and ``entity`` of metrics. Each is a number, a pair of the first and the last
+            one, with None for an open end, or a text as the tool takes it: ``"8GHz:12GHz"``.
+            Frequencies are in hertz, as stored. What has no such keys is loaded whole.
 
     Returns:
         An object of the class that goes with the data, or :class:`Results` for a directory. Both are
@@ -209,17 +221,22 @@ def open(
     Raises:
         FileNotFoundError, IsADirectoryError, PermissionError: As ``open`` of Python does.
         DamagedError: The file does not hold what its class requires.
-        KeyError: There is no such class.
+        KeyError: There is no such class, or no entry with such keys.
+        TypeError: The class has no such keys.
 
     Reading happens here, without the interpreter's lock; Ctrl-C ends it.
 
     >>> with fieldstore.open(results / "modeinfo.dat") as modes:
     ...     modes.ports
     array([1], dtype=int32)
+    >>> fieldstore.open(results / "modeinfo.dat", frequency=(5e9, 10e9)).frequencies
+    array([1.e+10])
     """
     if class_ is Results or (class_ is None and os.path.isdir(path)):
+        if keys:
+            raise TypeError(f"{', '.join(keys)} select a part of a file; {path} is a directory")
         return Results(path)
-    return _class_of(path, class_)(path, mode)
+    return _class_of(path, class_)(path, mode, keys)
 
 
 def _class_of(path: Path, wanted: Union[None, str, Type[Any]]) -> Type[ResultObject]:

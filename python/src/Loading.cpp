@@ -2,21 +2,72 @@
 #include "Loading.h"
 
 #include <exception>
+#include <locale>
 #include <mutex>
+#include <sstream>
+#include <stdexcept>
 
 #include "Arrays.h"
 #include "Classes.h"
 #include "Signals.h"
 #include "fieldstore/fieldstore.h"
+#include "tool/BodyWriter.h"
 #include "tool/Inspection.h"
+#include "tool/LoadedFile.h"
 #include "tool/Progress.h"
 #include "tool/ResultFile.h"
 
 namespace fieldstore::python {
+namespace {
 
-LoadedObject::LoadedObject(const std::string& className, const std::string& path, bool text,
+/// Runs what reads a file as the tool does, without the interpreter's lock. Raises what it raises.
+template <typename Action>
+void RunAsTool(const Action& action) {
+    static std::mutex oneAtATime;  // the progress bar, which is kept silent, is one for all
+    std::exception_ptr error;
+    RunReleased([&] {
+        const std::lock_guard lock(oneAtATime);
+        const tool::Progress::Silence silence;
+        try {
+            action();
+        } catch (...) {
+            error = std::current_exception();
+        }
+    });
+    if (error) std::rethrow_exception(error);
+}
+
+tool::Slice SliceOf(const LoadedObject::Keys& keys) {
+    tool::Slice slice;
+    for (const auto& [part, wanted] : keys) {
+        if (const auto* ends = std::get_if<1>(&wanted))
+            slice.Ask(part, {ends->first, ends->second});
+        else if (part == "frequency")
+            slice.Ask(part, tool::ParseFrequencies(part, std::get<0>(wanted)));
+        else
+            slice.Ask(part, tool::ParseRange(part, std::get<0>(wanted)));
+    }
+    return slice;
+}
+
+bool HasEntries(const tool::AnyBody& body) {
+    return std::visit([](const auto& part) { return part.Entries() != 0; }, body);
+}
+
+std::string BytesOf(const tool::AnyBody& body) {
+    const auto out = std::make_shared<std::ostringstream>();
+    out->imbue(std::locale::classic());
+    tool::BodyWriter writer(out, false);
+    writer.Write(body);
+    out->flush();
+    return out->str();
+}
+
+}  // namespace
+
+LoadedObject::LoadedObject(const std::string& className, const std::string& path, bool inTextMode,
                            std::optional<int> block)
-    : object(MakeObject(className)) {
+    : object(MakeObject(className)), text(inTextMode) {
     object->SetDirectory("");
     object->SetFileName(path);
     if (auto* list = dynamic_cast<IPODOFList*>(object.get()); list != nullptr && block)
@@ -26,6 +77,29 @@ LoadedObject::LoadedObject(const std::string& className, const std::string& path
             object->CreateStorageInterface(text ? IPOBase::eReadText : IPOBase::eReadBinary, false);
         if (result == 0) result = object->Load();
     });
+}
+
+LoadedObject LoadedObject::Sliced(const std::string& className, const std::string& path,
+                                  const Keys& keys) {
+    tool::Slice slice;
+    try {
+        slice = SliceOf(keys);
+    } catch (const tool::Error& error) {
+        throw std::invalid_argument(error.what());
+    }
+    LoadedObject loaded(MakeObject(className), false);
+    bool found = false;
+    RunAsTool([&] {
+        const auto file = tool::LoadWhole(path, className, slice);
+        loaded.text = file.file.text;
+        const tool::AnyBody body = file.InMemory();
+        found = HasEntries(body);
+        if (!found) return;
+        const std::string bytes = BytesOf(body);
+        loaded.result = Control(*loaded.object).ReadBytes(false, bytes.data(), bytes.size());
+    });
+    if (!found) throw py::key_error("There is no such entry.");
+    return loaded;
 }
 
 std::string LoadedObject::Reason() const {
@@ -60,19 +134,8 @@ py::tuple LoadedObject::BasisCounts(int list) const {
 }
 
 py::dict InspectFile(const std::string& path, const std::string& className) {
-    static std::mutex oneAtATime;  // the progress bar, which is kept silent, is one for all
     std::optional<tool::ResultFile> file;
-    std::exception_ptr error;
-    RunReleased([&] {
-        const std::lock_guard lock(oneAtATime);
-        const tool::Progress::Silence silence;
-        try {
-            file = tool::Inspect(path, className);
-        } catch (...) {
-            error = std::current_exception();
-        }
-    });
-    if (error) std::rethrow_exception(error);
+    RunAsTool([&] { file = tool::Inspect(path, className); });
     py::list bodies;
     for (const auto& body : file->bodies)
         bodies.append(py::make_tuple(body.begin, body.end, body.entries));

@@ -34,6 +34,9 @@ void DefineLoadedObject(py::module_& module) {
     py::class_<LoadedObject>(module, "LoadedObject", PlainType())
         .def(py::init<const std::string&, const std::string&, bool, std::optional<int>>(),
              py::arg("class_name"), py::arg("path"), py::arg("text"), py::arg("block"))
+        .def_static("sliced", &LoadedObject::Sliced, py::arg("class_name"), py::arg("path"),
+                    py::arg("keys"))
+        .def_property_readonly("text", &LoadedObject::IsText)
         .def_property_readonly("result", &LoadedObject::Result)
         .def_property_readonly("reason",
                                [](const LoadedObject& self) { return Decoded(self.Reason()); })

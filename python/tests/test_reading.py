@@ -288,3 +288,83 @@ except KeyboardInterrupt:
 """
     run = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, check=True)
     assert run.stdout == "interrupted\n"
+
+
+@pytest.fixture(scope="module")
+def sweep(tmp_path_factory: pytest.TempPathFactory) -> pathlib.Path:
+    """100 frequencies of two ports and two types, and metrics of 50 entities in two passes."""
+    directory = tmp_path_factory.mktemp("sweep")
+    frequencies = np.arange(1, 101) * 1_000_000_000
+    with fieldstore.Store(directory) as store:
+        for port in (1, 2):
+            data = np.full((100, 2, 500), port) * frequencies[:, np.newaxis, np.newaxis]
+            store.modes.add(frequencies, port, data[:, :, 0], data, -data)
+        for type in (0, 1):
+            values = frequencies[:, np.newaxis, np.newaxis] * np.full((100, 30, 30), type + 1.0)
+            store.matrices.add(frequencies, type, values)
+        store.metrics.define(3, 1)
+        for index in (0, 1):
+            store.metrics.add(3, 1, np.arange(50), np.arange(50) + 1000.0 * index, index)
+        store.metrics.add_edges([0], [[0, 1]])
+    return directory
+
+
+@pytest.mark.parametrize(
+    "key, first, last",
+    [(7e9, 7, 7), ("7GHz", 7, 7), ((98e9, None), 98, 100), ((None, 2.5e9), 1, 2), ("8:9GHz", 8, 9)],
+)
+def test_a_slice_is_that_part_of_the_whole(
+    sweep: pathlib.Path, key: Any, first: int, last: int
+) -> None:
+    part = slice(first - 1, last)
+    whole = fieldstore.open(sweep)
+    modes = fieldstore.open(sweep / "modeinfo.dat", frequency=key, port=2)
+    assert (modes.mode, modes.ports.tolist()) == ("text", [2])
+    assert same(modes.frequencies, whole.modes.frequencies[part])
+    assert same(modes.voltages(2), whole.modes.voltages(2)[part])
+    matrices = fieldstore.open(sweep / "circuitmatrices.dat", frequency=key, type=1)
+    assert list(matrices) == [1] and same(matrices[1], whole.matrices[1][part])
+    again = pickle.loads(pickle.dumps(matrices))
+    assert list(again) == [1] and same(again[1], matrices[1])
+
+
+def test_slices_of_metrics_keep_what_has_no_such_keys(sweep: pathlib.Path) -> None:
+    metrics = fieldstore.open(sweep / "solutiondata.dat", type=31, index=1, entity=(10, 12))
+    assert same(metrics.values(3, 1).values, [[1010], [1011], [1012]])
+    assert metrics.definitions == {(3, 1): (1, 0)} and len(metrics.edges) == 1
+
+
+def test_a_slice_is_read_by_skipping(tmp_path: pathlib.Path) -> None:
+    path = tmp_path / "circuitmatrices.dat"
+    with fieldstore.Store(tmp_path) as store:
+        store.matrices.add(np.arange(12), 0, np.zeros((12, 300, 300)))  # each beyond any buffer
+
+    def bytes_read() -> int:
+        counters = pathlib.Path("/proc/self/io").read_text(encoding="ascii")
+        return int(counters.split("rchar: ")[1].split()[0])
+
+    before = bytes_read()
+    fieldstore.open(path, frequency=5)
+    assert bytes_read() - before < path.stat().st_size / 2
+
+
+def test_slices_that_mean_nothing_are_refused(sweep: pathlib.Path, tmp_path: pathlib.Path) -> None:
+    modes = sweep / "modeinfo.dat"
+    refused: Any = (
+        ({"entity": 1}, TypeError, "entity is not a key of Modes, which has the keys frequency, port"),
+        ({"frequency": "7 miles"}, ValueError, "7 miles"),
+        ({"frequency": 1.5}, ValueError, "no whole number"),
+        ({"port": (3, 1)}, ValueError, "no whole number"),
+        ({"port": 9}, KeyError, r"has no entry with port=\(9, 9\)"),
+    )
+    for keys, error, text in refused:
+        with pytest.raises(error, match=text):
+            fieldstore.open(modes, **keys)
+    with pytest.raises(TypeError, match="is a directory"):
+        fieldstore.open(sweep, port=1)
+    with pytest.raises(TypeError, match="no keys to select by"):
+        fieldstore.open(sweep / "evtree.dat", "mesh", port=1)
+    torn = tmp_path / "modeinfo.dat"
+    torn.write_bytes(modes.read_bytes()[:-40])
+    with pytest.raises(fieldstore.DamagedError, match="fieldstore repair"):
+        fieldstore.open(torn, port=1)
