@@ -9,6 +9,7 @@ _Ids = npt.NDArray[np.uint32]
 _Floats = npt.NDArray[np.float64]
 _Complexes = npt.NDArray[np.complex128]
 _Lists = tuple[_Longs, _Ints]
+_Bytes = bytes
 
 __version__: str
 
@@ -33,6 +34,17 @@ class LoadedObject:
     def basis_counts(self, list: int) -> tuple[_Ints, _Ints]: ...
     def extra_entries(self) -> _Ints: ...
     def field(self, name: str) -> Any: ...
+
+class Target:
+    def __init__(
+        self,
+        path: str,
+        text: Optional[bool],
+        lock: bool,
+        lock_directory: str,
+        durable: bool,
+        version: str,
+    ) -> None: ...
 
 class WritableObject:
     def __init__(self, class_name: str) -> None: ...
@@ -75,14 +87,12 @@ class WritableObject:
     def add_edges(self, ids: _Ids, nodes: _Ints) -> None: ...
     def set_header(self, id: int, fields: Sequence[int]) -> None: ...
     def add_elements(self, elements: _Ints, nodes: Sequence[_Lists]) -> None: ...
-    def commit(
-        self,
-        path: str,
-        text: Optional[bool],
-        lock: bool,
-        lock_directory: str,
-        durable: bool,
-        version: str,
+    @property
+    def appends(self) -> bool: ...
+    def commit(self, target: Target) -> tuple[int, str]: ...
+    def bytes(self, target: Target) -> tuple[_Bytes, _Bytes]: ...
+    def append_parts(
+        self, target: Target, parts: Sequence[tuple[_Bytes, _Bytes]]
     ) -> tuple[int, str]: ...
 
 def inspect(path: str, class_name: str) -> dict[str, Any]: ...

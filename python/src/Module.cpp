@@ -57,6 +57,22 @@ void DefineLoadedObject(py::module_& module) {
             py::arg("name"));
 }
 
+/// The result of a commit and its reason.
+py::tuple Outcome(const std::pair<int, std::string>& outcome) {
+    return py::make_tuple(outcome.first, Decoded(outcome.second));
+}
+
+void DefineTarget(py::module_& module) {
+    py::class_<Target>(module, "Target", PlainType())
+        .def(py::init([](std::string path, std::optional<bool> text, bool lock,
+                         std::string lockDirectory, bool durable, std::string version) {
+                 return Target{std::move(path),          text,    lock,
+                               std::move(lockDirectory), durable, std::move(version)};
+             }),
+             py::arg("path"), py::arg("text"), py::arg("lock"), py::arg("lock_directory"),
+             py::arg("durable"), py::arg("version"));
+}
+
 void DefineWritableObject(py::module_& module) {
     py::class_<WritableObject>(module, "WritableObject", PlainType())
         .def(py::init<const std::string&>(), py::arg("class_name"))
@@ -84,17 +100,27 @@ void DefineWritableObject(py::module_& module) {
         .def("add_edges", &WritableObject::AddEdges, py::arg("ids"), py::arg("nodes"))
         .def("set_header", &WritableObject::SetHeader, py::arg("id"), py::arg("fields"))
         .def("add_elements", &WritableObject::AddElements, py::arg("elements"), py::arg("nodes"))
+        .def_property_readonly("appends", &WritableObject::Appends)
         .def(
             "commit",
-            [](WritableObject& self, std::string path, std::optional<bool> text, bool lock,
-               std::string lockDirectory, bool durable, std::string version) {
-                const auto [result, reason] =
-                    self.Commit({std::move(path), text, lock, std::move(lockDirectory), durable,
-                                 std::move(version)});
-                return py::make_tuple(result, Decoded(reason));
+            [](WritableObject& self, const Target& target) { return Outcome(self.Commit(target)); },
+            py::arg("target"))
+        .def(
+            "bytes",
+            [](WritableObject& self, const Target& target) {
+                const Part part = self.Bytes(target);
+                return py::make_tuple(py::bytes(part.start), py::bytes(part.body));
             },
-            py::arg("path"), py::arg("text"), py::arg("lock"), py::arg("lock_directory"),
-            py::arg("durable"), py::arg("version"));
+            py::arg("target"))
+        .def(
+            "append_parts",
+            [](WritableObject& self, const Target& target,
+               const std::vector<std::pair<std::string, std::string>>& given) {
+                std::vector<Part> parts;
+                for (const auto& [start, body] : given) parts.push_back({start, body});
+                return Outcome(self.AppendParts(target, parts));
+            },
+            py::arg("target"), py::arg("parts"));
 }
 
 }  // namespace
@@ -103,6 +129,7 @@ PYBIND11_MODULE(_fieldstore, module) {
     module.doc() = "The library behind the package fieldstore; use that.";
     module.attr("__version__") = Version();
     DefineLoadedObject(module);
+    DefineTarget(module);
     DefineWritableObject(module);
     module.def("inspect", &InspectFile, py::arg("path"), py::arg("class_name"));
     module.def("even_length", &EvenLength, py::arg("ends"), py::arg("begin"), py::arg("end"));

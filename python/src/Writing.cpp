@@ -289,24 +289,73 @@ void WritableObject::AddElements(const Ints& elements, const std::array<Lists, 3
                          });
 }
 
-std::pair<int, std::string> WritableObject::Commit(const Target& target) {
+void WritableObject::PointTo(const Target& target) const {
+    object->SetDirectory("");
+    object->SetFileName(target.path);
+    object->SetLockDirectory(target.lockDirectory);
+    object->SetVersion(target.version);
+}
+
+template <typename Store>
+std::pair<int, std::string> WritableObject::StoreAt(const Target& target,
+                                                    const Store& store) const {
     int result = 0;
-    const auto store = [&] {
-        object->SetDirectory("");
-        object->SetFileName(target.path);
-        object->SetLockDirectory(target.lockDirectory);
-        object->SetVersion(target.version);
-        auto& control = Control(*object);
+    auto& control = Control(*object);
+    RunReleased([&] {
+        PointTo(target);
         control.SetDurability(target.durable ? IPOStorageControl::eSynced
                                              : IPOStorageControl::eUnsynced);
         const auto type = !target.text   ? IPOBase::eWriteDefault
                           : *target.text ? IPOBase::eWriteText
                                          : IPOBase::eWriteBinary;
         result = object->CreateStorageInterface(type, target.lock);
-        if (result == 0) result = object->Commit(true);
+        if (result == 0) result = store(control);
+    });
+    return {result, control.GetLastError()};
+}
+
+std::pair<int, std::string> WritableObject::Commit(const Target& target) {
+    return StoreAt(target, [this](IPOStorageControl&) { return object->Commit(true); });
+}
+
+bool WritableObject::Appends() const {
+    return Control(*object).GetStorageState().appends;
+}
+
+Part WritableObject::Bytes(const Target& target) {
+    auto& control = Control(*object);
+    Part part;
+    int result = 0;
+    RunReleased([&] {
+        PointTo(target);
+        const bool text = target.text.value_or(control.GetStorageState().text);
+        const auto give = [&](IPOStorageControl::EBytes which, std::string& bytes) {
+            const auto keep = [&bytes](const char* piece, std::size_t count) {
+                bytes.append(piece, count);
+                return true;
+            };
+            if (result == 0) result = control.WriteBytes(which, text, keep);
+        };
+        give(IPOStorageControl::eStart, part.start);
+        give(IPOStorageControl::eBody, part.body);
+    });
+    if (result != 0) throw std::runtime_error(control.GetLastError());
+    return part;
+}
+
+std::pair<int, std::string> WritableObject::AppendParts(const Target& target,
+                                                        const std::vector<Part>& parts) {
+    const auto write = [&parts](std::uint64_t length, const auto& append) {
+        bool isStart = length == 0;
+        for (const Part& part : parts) {
+            if (isStart) append(part.start.data(), part.start.size());
+            append(part.body.data(), part.body.size());
+            isStart = false;
+        }
+        return std::string();
     };
-    RunReleased(store);
-    return {result, Control(*object).GetLastError()};
+    return StoreAt(target,
+                   [&write](IPOStorageControl& control) { return control.AppendBytes(write); });
 }
 
 }  // namespace fieldstore::python

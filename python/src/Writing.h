@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "fieldstore/IPOBase.h"
 
@@ -38,6 +39,12 @@ struct Target {
     std::string lockDirectory;  // with its separator at the end; empty: next to the data
     bool durable = true;
     std::string version;
+};
+
+/// The bytes that an object would append to a file.
+struct Part {
+    std::string start;  // what stands before the first body of a file, or nothing
+    std::string body;
 };
 
 /// An object that a host fills from arrays and commits once. One that is dropped before commits
@@ -86,11 +93,24 @@ public:
     /// Raises what a handler of a signal raises; nothing is stored then.
     std::pair<int, std::string> Commit(const Target& target);
 
+    /// Whether a commit appends to the file; else it replaces the file.
+    bool Appends() const;
+    /// What a commit to the target would append. Raises std::runtime_error with the reason for data
+    /// that a commit would refuse.
+    Part Bytes(const Target& target);
+    /// Appends the parts in one step, in their order; nothing of the object itself. Requires a
+    /// target with a lock. Results as those of Commit.
+    std::pair<int, std::string> AppendParts(const Target& target, const std::vector<Part>& parts);
+
 private:
     template <typename Interface>
     Interface& As() const {
         return dynamic_cast<Interface&>(*object);
     }
+    void PointTo(const Target& target) const;
+    /// Stores in whatever way, once the object has storage. Returns the result and the reason.
+    template <typename Store>
+    std::pair<int, std::string> StoreAt(const Target& target, const Store& store) const;
     void Discard() noexcept;
 
     std::shared_ptr<IPOBase> object;

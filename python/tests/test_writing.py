@@ -172,10 +172,9 @@ try:
     store.commit()
 except KeyboardInterrupt:
     print("interrupted")
-try:
-    store._fail({str(tmp_path / "circuitmatrices.dat")!r}, "Unable to acquire file lock.", [])
-except fieldstore.LockedError as error:
-    print(error.holder, error)
+error = store._error("matrices", (1, "Unable to acquire file lock."), [])
+assert isinstance(error, fieldstore.LockedError)
+print(error.holder, error)
 """
     run = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, check=True)
     first, second, *rest = run.stdout.splitlines()
