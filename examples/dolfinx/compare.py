@@ -44,8 +44,12 @@ def matched(groups: Any, exact: List[ExactMode]) -> List[ExactMode]:
     Raises ValueError when a family has more stored modes than there are."""
     left = {family: [mode for mode in exact if mode.family == family] for family in (0, 1)}
     for family in left:
-        if (groups == family).sum() > len(left[family]):
-            raise ValueError(f"{(groups == family).sum()} stored modes are {guide.FAMILIES[family]}")
+        count = int((groups == family).sum())
+        if count > len(left[family]):
+            raise ValueError(
+                f"{count} stored modes are {guide.FAMILIES[family]}, but the equation has "
+                f"{len(left[family])}; solve on a finer mesh"
+            )
     return [left[group].pop(0) for group in groups.tolist()]
 
 
@@ -84,7 +88,7 @@ def expected_error(stored: Stored) -> float:
 
 def check_store(checks: Checks, stored: Stored) -> Errors:
     """Everything that one store says."""
-    print(f"{stored.directory}: {stored.unknown_count} unknowns, solved on {stored.ranks} ranks")
+    print(f"{stored.directory}: {stored.unknown_count} unknowns, ranks: {stored.ranks}")
     errors, most = errors_of(stored), expected_error(stored)
     for name, error in (("gamma^2", errors.of_square), ("impedances", errors.of_impedance)):
         checks.add(error <= most, f"{name}: off by {error:.1e} of eps k0^2, at most {most:.1e}")
@@ -155,7 +159,7 @@ def compare_stores(checks: Checks, stores: List[Stored], others: List[Stored]) -
         if other is None:
             checks.add(False, f"{stored.directory}: not solved in the other directory")
             continue
-        print(f"{stored.directory} ({stored.ranks} ranks), {other.directory} ({other.ranks} ranks)")
+        print(f"{stored.directory} and {other.directory}, ranks: {stored.ranks} and {other.ranks}")
         found = differences(stored, other)
         for name, difference in found.items():
             checks.add(difference < ROUNDING, f"{name}: differ by {difference:.1e}")

@@ -18,6 +18,7 @@ import guide
 import numpy as np
 from mpi4py import MPI
 from numbering import Mesh, dof_map_rows, numbered_mesh
+from petsc4py import PETSc
 from solver import Mode, Solver
 
 
@@ -28,9 +29,7 @@ def store_modes(store: fieldstore.Store, frequency: float, modes: List[Mode]) ->
     impedance = np.array([mode.impedance for mode in modes])
     voltages, currents = np.sqrt(2 * impedance), np.sqrt(2 / impedance)
     groups = [mode.family for mode in modes]
-    store.modes.add(
-        frequency, guide.PORT, gamma, voltages[:, np.newaxis], currents[:, np.newaxis], groups
-    )
+    store.modes.add(frequency, guide.PORT, gamma, np.diag(voltages), np.diag(currents), groups)
     own = np.diag(impedance / np.tanh(gamma * guide.LENGTH))
     other = np.diag(impedance / np.sinh(gamma * guide.LENGTH))
     matrix = np.block([[own, other], [other, own]])
@@ -52,7 +51,7 @@ def store_mesh(store: fieldstore.Store, solver: Solver, mesh: Mesh) -> None:
         mesh.cells[own],
         in_slab[own],
         mesh.corners[own],
-        mesh.cell_edges[own] + 1,
+        [()] * mesh.owned_cells,
         [corners[is_on] for corners, is_on in zip(mesh.corners[own], on_wall)],
     )
     owned, first = np.unique(mesh.corners[mesh.own_corner], return_index=True)
@@ -67,29 +66,40 @@ def store_mesh(store: fieldstore.Store, solver: Solver, mesh: Mesh) -> None:
 
 
 def store_unknowns(store: fieldstore.Store, solver: Solver, mesh: Mesh) -> None:
-    """The DOF map between both numberings, and who owns what in that of DOLFINx: a range for each
-    rank (kind 1), and its ghosts with their owners (kind 2)."""
+    """The DOF map between both numberings, and who owns what in that of DOLFINx. A record is rank,
+    first and last unknown, and the unknown again where several ranks have it, so that it counts once:
+    those that a rank owns (kind 1), and its ghosts with the rank that owns them (kind 2)."""
     comm, index_map = solver.mesh.comm, solver.space.dofmap.index_map
-    first, end = index_map.local_range
-    ghosts = np.asarray(index_map.ghosts)
-    gathered = comm.gather((dof_map_rows(solver, mesh), (first, end - 1), ghosts))
+    gathered = comm.gather(
+        (dof_map_rows(solver, mesh), index_map.local_range[1], np.asarray(index_map.ghosts))
+    )
     if gathered is None:
         return
-    rows = [share[0] for share in gathered]
-    entries = np.unique(np.concatenate([share.entries for share in rows]), axis=0)
-    types = np.unique(np.concatenate([share.types for share in rows]), axis=0)
+    all_rows, all_ends, all_ghosts = zip(*gathered)
+    entries = np.unique(np.concatenate([rows.entries for rows in all_rows]), axis=0)
+    types = np.unique(np.concatenate([rows.types for rows in all_rows]), axis=0)
     offsets = np.searchsorted(entries[:, 0], np.arange(len(types) + 1))
     store.dofs.set((offsets, entries[:, 1].astype(np.int64), entries[:, 2]), types[:, 1])
-    ranges = [(rank, *share[1]) for rank, share in enumerate(gathered)]
-    ends = [last for _, _, last in ranges]
-    of_others = [
-        (rank, int(ghost), -1, int(np.searchsorted(ends, ghost)))
-        for rank, share in enumerate(gathered)
-        for ghost in share[2]
+
+    shared = np.unique(np.concatenate(all_ghosts))
+    begins = np.unique(np.concatenate(([0], all_ends, shared, shared + 1)))
+    first, last = begins[:-1], begins[1:] - 1
+    identifier = np.where(np.isin(first, shared), first, -1)
+    owned = np.stack((_owner(all_ends, first), first, last, identifier), axis=1)
+    ghosts = [
+        np.stack((np.full_like(own, rank), own, own, own, _owner(all_ends, own)), axis=1)
+        for rank, own in enumerate(all_ghosts)
     ]
-    no_records = np.empty((0, 3), np.int32)
-    kind_2 = of_others or np.empty((0, 4), np.int32)
-    store.lists.set([ranges, kind_2, no_records, no_records], totals=(len(types), 0, 0, 0))
+    none = np.empty((0, 3), np.int32)
+    totals = (len(types), 0, 0, 0)
+    store.lists.set(
+        [owned, np.concatenate(ghosts), none, none], totals=totals, last_block=comm.size
+    )
+
+
+def _owner(ends: Any, unknowns: Any) -> Any:
+    """The ranks that own unknowns: these are numbered rank by rank."""
+    return np.searchsorted(ends, unknowns, side="right")
 
 
 def store_fields(store: fieldstore.Store, solver: Solver, mesh: Mesh, modes: List[Mode]) -> None:
@@ -152,12 +162,12 @@ def solve_and_store(comm: Any, directory: pathlib.Path, order: int, divisions: i
     if comm.rank == 0:
         guide.write_labels(directory)
         unknowns = solver.space.dofmap.index_map.size_global
-        print(f"{directory}: {unknowns} unknowns, stored by {comm.size} ranks", flush=True)
+        print(f"{directory}: {unknowns} unknowns, ranks: {comm.size}", flush=True)
 
 
 def main() -> int:
     parser = argparse.ArgumentParser(description=(__doc__ or "").split("\n\n")[0])
-    parser.add_argument("directory", type=pathlib.Path)
+    parser.add_argument("directory", type=pathlib.Path, help="where the stores are made")
     parser.add_argument("--order", type=int, nargs="+", choices=(1, 2), default=[1, 2])
     parser.add_argument(
         "--divisions", type=int, nargs="+", default=[4, 8, 16], help="cells along the height; even"
@@ -165,6 +175,13 @@ def main() -> int:
     options = parser.parse_args()
     if any(divisions < 2 or divisions % 2 for divisions in options.divisions):
         parser.error("--divisions: use even numbers from 2, so that cells do not cross the slab")
+    if not np.issubdtype(PETSc.ScalarType, np.complexfloating):
+        print(
+            "This PETSc has real numbers, and losses need complex ones. Set PETSC_DIR and SLEPC_DIR "
+            "as README.md says.",
+            file=sys.stderr,
+        )
+        return 3
     comm = MPI.COMM_WORLD
     for order in options.order:
         for divisions in options.divisions:

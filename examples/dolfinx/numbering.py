@@ -12,8 +12,8 @@ from __future__ import annotations
 
 from typing import Any, NamedTuple
 
-import basix
 import numpy as np
+from ffcx.element_interface import create_element
 from guide import EDGE_UNKNOWN, FIXED, INNER_UNKNOWN, NODE_UNKNOWN
 from solver import Solver, cell_table
 
@@ -83,8 +83,9 @@ def dof_map_rows(solver: Solver, mesh: Mesh) -> Rows:
     entities = {0: mesh.corners - 1, 1: mesh.cell_edges, 2: mesh.cells[:, np.newaxis] - 1}
     counts = {0: mesh.node_count, 1: len(mesh.edges), 2: mesh.cell_count}
     entries, types, begin = [], [], 0
-    for part, family in enumerate((basix.ElementFamily.N1E, basix.ElementFamily.P)):
-        element = basix.create_element(family, basix.CellType.triangle, solver.order)
+    for part, of_ufl in enumerate(solver.space.ufl_element().sub_elements()):
+        # There are variants of one family and order, in which an edge is turned differently.
+        element = create_element(of_ufl).element
         dofs = cell_table(solver.mesh, solver.space.sub(part).dofmap)
         turn = np.asarray(element.entity_transformations()["interval"])[0].T.round(12)
         for dimension, of_entities in enumerate(element.entity_dofs[:3]):

@@ -22,12 +22,9 @@ class Stored:
         self.frequencies: List[float] = self.results.modes.frequencies.tolist()
         self.gamma = self.results.modes.gamma(guide.PORT)
         self.groups = self.results.modes.groups(guide.PORT)
+        modes = self.results.modes
         voltages, currents = (
-            part[:, :, 0]
-            for part in (
-                self.results.modes.voltages(guide.PORT),
-                self.results.modes.currents(guide.PORT),
-            )
+            part(guide.PORT).diagonal(axis1=1, axis2=2) for part in (modes.voltages, modes.currents)
         )
         self.impedance = voltages / currents
         self.power = voltages * currents / 2
@@ -63,15 +60,16 @@ class Stored:
         return bool(full and euler == 1 and same_edges)
 
     def has_one_owner_each(self) -> bool:
-        """Whether the ranks' ranges cover the unknowns once, and ghosts lie in their owners' ranges."""
-        ranges = self.results.lists.records(1)
-        whole = np.concatenate([np.arange(first, last + 1) for _, first, last in ranges])
-        owners = np.repeat(ranges[:, 0], ranges[:, 2] - ranges[:, 1] + 1)
-        ghosts = self.results.lists.records(2)
+        """Whether the ranks own each unknown once, and ghosts are what another rank owns."""
+        lists = self.results.lists
+        owned, ghosts = lists.records(1), lists.records(2)
+        numbers = np.concatenate([np.arange(first, last + 1) for _, first, last, _ in owned])
+        owners = np.repeat(owned[:, 0], owned[:, 2] - owned[:, 1] + 1)
         return (
-            np.array_equal(whole, np.arange(self.unknown_count))
-            and np.array_equal(owners[ghosts[:, 1]], ghosts[:, 3])
-            and bool((ghosts[:, 0] != ghosts[:, 3]).all())
+            np.array_equal(numbers, np.arange(self.unknown_count))
+            and lists.distinct_count == self.unknown_count
+            and np.array_equal(owners[ghosts[:, 1]], ghosts[:, 4])
+            and bool((ghosts[:, 0] != ghosts[:, 4]).all())
         )
 
     def quotients(self) -> Any:
@@ -79,8 +77,8 @@ class Stored:
         the equation in solver.py, integrated over the stored elements with Whitney's functions. An
         unknown with the wrong place or sign would spoil it."""
         nodes, edges, corners = self._mesh()
-        of_cells = self.results.assembly.nodes(2).elements.reshape(-1, 3) - 1
-        ends = edges[of_cells]  # [cell, edge, end]
+        ends = np.sort(corners[:, [[1, 2], [0, 2], [0, 1]]], axis=2)  # [cell, edge, end]
+        of_cells = np.searchsorted(edges @ (len(nodes), 1), ends @ (len(nodes), 1))
         local = np.argmax(ends[..., np.newaxis] == corners[:, np.newaxis, np.newaxis], axis=3)
         first, second = _sides(nodes[corners])
         double_area = _cross(first, second)
