@@ -78,7 +78,7 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
   "python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}~), python3 (<< ${Python_VERSION_MAJOR}.${python_next}), python3-numpy")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS python3-matplotlib)
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS
-  "fieldstore-tools, python3-pandas, python3-scikit-rf, python3-scipy, python3-xarray")
+  "fieldstore-tools, python3-mpi4py, python3-pandas, python3-scikit-rf, python3-scipy, python3-xarray")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
   "${PROJECT_SOURCE_DIR}/cmake/debian/python/postinst;${PROJECT_SOURCE_DIR}/cmake/debian/python/prerm")
 set(CPACK_DEBIAN_PYTHON_DESCRIPTION

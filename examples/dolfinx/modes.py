@@ -11,13 +11,13 @@ from __future__ import annotations
 import argparse
 import pathlib
 import sys
-from typing import Any, List
+from typing import Any, List, NamedTuple, Optional
 
 import fieldstore
 import guide
 import numpy as np
 from mpi4py import MPI
-from numbering import Mesh, dof_map_rows, numbered_mesh
+from numbering import Mesh, Rows, dof_map_rows, numbered_mesh
 from petsc4py import PETSc
 from solver import Mode, Solver
 
@@ -65,35 +65,46 @@ def store_mesh(store: fieldstore.Store, solver: Solver, mesh: Mesh) -> None:
         store.metrics.add_edges(np.arange(1, len(mesh.edges) + 1), mesh.edges)
 
 
-def store_unknowns(store: fieldstore.Store, solver: Solver, mesh: Mesh) -> None:
+class Share(NamedTuple):
+    """What rank 0 gets of each rank for the files that are replaced as a whole."""
+
+    rows: Rows
+    end: int  # of the rank's unknowns
+    ghosts: Any  # unknowns that it has, but does not own
+
+
+def gather_shares(solver: Solver, mesh: Mesh) -> Optional[List[Share]]:
+    """Those of all ranks; None but for rank 0."""
+    index_map = solver.space.dofmap.index_map
+    own = Share(dof_map_rows(solver, mesh), index_map.local_range[1], np.asarray(index_map.ghosts))
+    shares: Optional[List[Share]] = solver.mesh.comm.gather(own)
+    return shares
+
+
+def store_unknowns(store: fieldstore.Store, shares: List[Share]) -> None:
     """The DOF map between both numberings, and who owns what in that of DOLFINx. A record is rank,
     first and last unknown, and the unknown again where several ranks have it, so that it counts once:
     those that a rank owns (kind 1), and its ghosts with the rank that owns them (kind 2)."""
-    comm, index_map = solver.mesh.comm, solver.space.dofmap.index_map
-    gathered = comm.gather(
-        (dof_map_rows(solver, mesh), index_map.local_range[1], np.asarray(index_map.ghosts))
+    entries, types = (
+        np.unique(np.concatenate(parts), axis=0) for parts in zip(*(share.rows for share in shares))
     )
-    if gathered is None:
-        return
-    all_rows, all_ends, all_ghosts = zip(*gathered)
-    entries = np.unique(np.concatenate([rows.entries for rows in all_rows]), axis=0)
-    types = np.unique(np.concatenate([rows.types for rows in all_rows]), axis=0)
     offsets = np.searchsorted(entries[:, 0], np.arange(len(types) + 1))
     store.dofs.set((offsets, entries[:, 1].astype(np.int64), entries[:, 2]), types[:, 1])
 
-    shared = np.unique(np.concatenate(all_ghosts))
-    begins = np.unique(np.concatenate(([0], all_ends, shared, shared + 1)))
+    ends = [share.end for share in shares]
+    shared = np.unique(np.concatenate([share.ghosts for share in shares]))
+    begins = np.unique(np.concatenate(([0], ends, shared, shared + 1)))
     first, last = begins[:-1], begins[1:] - 1
     identifier = np.where(np.isin(first, shared), first, -1)
-    owned = np.stack((_owner(all_ends, first), first, last, identifier), axis=1)
+    owned = np.stack((_owner(ends, first), first, last, identifier), axis=1)
     ghosts = [
-        np.stack((np.full_like(own, rank), own, own, own, _owner(all_ends, own)), axis=1)
-        for rank, own in enumerate(all_ghosts)
+        np.stack((np.full_like(own, rank), own, own, own, _owner(ends, own)), axis=1)
+        for rank, (_, _, own) in enumerate(shares)
     ]
     none = np.empty((0, 3), np.int32)
     totals = (len(types), 0, 0, 0)
     store.lists.set(
-        [owned, np.concatenate(ghosts), none, none], totals=totals, last_block=comm.size
+        [owned, np.concatenate(ghosts), none, none], totals=totals, last_block=len(shares)
     )
 
 
@@ -102,13 +113,14 @@ def _owner(ends: Any, unknowns: Any) -> Any:
     return np.searchsorted(ends, unknowns, side="right")
 
 
-def store_fields(store: fieldstore.Store, solver: Solver, mesh: Mesh, modes: List[Mode]) -> None:
+def store_fields(
+    store: fieldstore.Store, solver: Solver, mesh: Mesh, modes: List[Mode], at_corners: Any
+) -> None:
     """Of every mode, its number from 1 being the index: the unknowns, as DOLFINx numbers them, and
     the field at the nodes; each rank gives those that it owns."""
     index_map = solver.space.dofmap.index_map
     first, end = index_map.local_range
     nodes, places = np.unique(mesh.corners[mesh.own_corner], return_index=True)
-    fields = solver.fields_at_nodes(modes)
     store.metrics.define(guide.UNKNOWN, guide.COEFFICIENT, size=2)
     store.metrics.define(guide.NODE, guide.FIELD, size=3)
     for number, mode in enumerate(modes, 1):
@@ -120,7 +132,7 @@ def store_fields(store: fieldstore.Store, solver: Solver, mesh: Mesh, modes: Lis
             np.stack((own.real, own.imag), axis=1),
             number,
         )
-        at_nodes = fields[number - 1][mesh.own_corner][places]
+        at_nodes = at_corners[number - 1][mesh.own_corner][places]
         store.metrics.add(guide.NODE, guide.FIELD, nodes, at_nodes, number)
 
 
@@ -148,17 +160,20 @@ def solve_and_store(comm: Any, directory: pathlib.Path, order: int, divisions: i
     solver = Solver(comm, order, divisions)
     mesh = numbered_mesh(solver)
     sweep = [(frequency, solver.solve(frequency)) for frequency in guide.FREQUENCIES]
+    shown = sweep[guide.FREQUENCIES.index(guide.FIELD_FREQUENCY)][1]
+    fields = solver.fields_at_nodes(shown)
+    shares = gather_shares(solver, mesh)
     # The ranks store as one: a reader never sees the part of one rank without those of the others,
-    # and when one of them fails, all learn of it instead of waiting for it.
+    # and when one of them fails, all learn of it. Nothing in the block makes a rank wait for others,
+    # which may have left it with an error.
     with fieldstore.Store(directory, comm=comm) as store:
         store_mesh(store, solver, mesh)
-        store_unknowns(store, solver, mesh)
         store_run(store, solver, divisions, sweep)
-        for frequency, modes in sweep:
-            if comm.rank == 0:  # all ranks have the same
+        store_fields(store, solver, mesh, shown, fields)
+        if shares is not None:  # as on rank 0 alone
+            store_unknowns(store, shares)
+            for frequency, modes in sweep:
                 store_modes(store, frequency, modes)
-            if frequency == guide.FIELD_FREQUENCY:
-                store_fields(store, solver, mesh, modes)
     if comm.rank == 0:
         guide.write_labels(directory)
         unknowns = solver.space.dofmap.index_map.size_global

@@ -75,14 +75,11 @@ def numbered_mesh(solver: Solver) -> Mesh:
 
 
 def dof_map_rows(solver: Solver, mesh: Mesh) -> Rows:
-    """What this rank adds to the DOF map, which has the stored numbers as rows and those of DOLFINx
-    as columns."""
-    index_map = solver.space.dofmap.index_map
-    fixed = np.zeros(index_map.size_local + index_map.num_ghosts, bool)
-    fixed[solver.fixed] = True
+    """What this rank adds to the DOF map. Stored numbers go by the parts of the mixed element; in a
+    part come those of the nodes, of the edges and of the cells."""
     entities = {0: mesh.corners - 1, 1: mesh.cell_edges, 2: mesh.cells[:, np.newaxis] - 1}
     counts = {0: mesh.node_count, 1: len(mesh.edges), 2: mesh.cell_count}
-    entries, types, begin = [], [], 0
+    found, begin = [], 0
     for part, of_ufl in enumerate(solver.space.ufl_element().sub_elements()):
         # There are variants of one family and order, in which an edge is turned differently.
         element = create_element(of_ufl).element
@@ -92,21 +89,23 @@ def dof_map_rows(solver: Solver, mesh: Mesh) -> Rows:
             size = len(of_entities[0])
             kind = NODE_UNKNOWN if part == 1 else {1: EDGE_UNKNOWN}.get(dimension, INNER_UNKNOWN)
             for at, own in enumerate(of_entities):
-                local = dofs[:, own]
                 rows = begin + size * entities[dimension][:, at, np.newaxis] + np.arange(size)
-                is_owned = local < index_map.size_local
-                row_types = np.where(fixed[local], FIXED, kind)
-                types.append(np.stack((rows[is_owned], row_types[is_owned]), axis=1))
-                forms = np.eye(size)[np.newaxis].repeat(len(local), axis=0)
+                forms = np.eye(size)[np.newaxis].repeat(len(rows), axis=0)
                 if dimension == 1:
                     forms[mesh.is_turned[:, at]] = turn
-                cell, row, column = np.nonzero(forms)
-                weights = forms[cell, row, column]
-                is_kept = is_owned[cell, column] & ~fixed[local[cell, column]]
-                columns = index_map.local_to_global(local[cell, column].astype(np.int32))
-                triple = np.stack((rows[cell, row], columns, weights), axis=1)
-                entries.append(triple[is_kept])
+                found.append(_owned_rows(solver, rows, dofs[:, own], forms, kind))
             begin += size * counts[dimension]
-    return Rows(
-        np.unique(np.concatenate(entries), axis=0), np.unique(np.concatenate(types), axis=0)
-    )
+    entries, types = (np.unique(np.concatenate(parts), axis=0) for parts in zip(*found))
+    return Rows(entries, types)
+
+
+def _owned_rows(solver: Solver, rows: Any, local: Any, forms: Any, kind: int) -> Rows:
+    """Of one entity of each cell: its stored numbers, local numbers [cell, unknown], and how the
+    former follow from the latter [cell, stored, local]. The same entity may occur in two cells."""
+    index_map = solver.space.dofmap.index_map
+    is_owned = local < index_map.size_local
+    is_fixed = np.isin(local, solver.fixed)
+    types = np.stack((rows, np.where(is_fixed, FIXED, kind)), axis=-1)[is_owned]
+    cell, row, column = np.nonzero(forms * (is_owned & ~is_fixed)[:, np.newaxis])
+    columns = index_map.local_to_global(local[cell, column].astype(np.int32))
+    return Rows(np.stack((rows[cell, row], columns, forms[cell, row, column]), axis=1), types)

@@ -115,9 +115,11 @@ void DefineWritableObject(py::module_& module) {
         .def(
             "append_parts",
             [](WritableObject& self, const Target& target,
-               const std::vector<std::pair<std::string, std::string>>& given) {
+               std::vector<std::pair<std::string, std::string>> given) {
                 std::vector<Part> parts;
-                for (const auto& [start, body] : given) parts.push_back({start, body});
+                parts.reserve(given.size());
+                for (auto& [start, body] : given)
+                    parts.push_back({std::move(start), std::move(body)});
                 return Outcome(self.AppendParts(target, parts));
             },
             py::arg("target"), py::arg("parts"));
