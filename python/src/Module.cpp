@@ -108,18 +108,13 @@ void DefineWritableObject(py::module_& module) {
         .def(
             "bytes",
             [](WritableObject& self, const Target& target) {
-                const Part part = self.Bytes(target);
-                return py::make_tuple(py::bytes(part.start), py::bytes(part.body));
+                const auto [start, body] = self.Bytes(target);
+                return py::make_tuple(py::bytes(start), py::bytes(body));
             },
             py::arg("target"))
         .def(
             "append_parts",
-            [](WritableObject& self, const Target& target,
-               std::vector<std::pair<std::string, std::string>> given) {
-                std::vector<Part> parts;
-                parts.reserve(given.size());
-                for (auto& [start, body] : given)
-                    parts.push_back({std::move(start), std::move(body)});
+            [](WritableObject& self, const Target& target, const std::vector<Part>& parts) {
                 return Outcome(self.AppendParts(target, parts));
             },
             py::arg("target"), py::arg("parts"));

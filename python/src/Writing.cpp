@@ -336,8 +336,8 @@ Part WritableObject::Bytes(const Target& target) {
             };
             if (result == 0) result = control.WriteBytes(which, text, keep);
         };
-        give(IPOStorageControl::eStart, part.start);
-        give(IPOStorageControl::eBody, part.body);
+        give(IPOStorageControl::eStart, part.first);
+        give(IPOStorageControl::eBody, part.second);
     });
     if (result != 0) throw std::runtime_error(control.GetLastError());
     return part;
@@ -347,9 +347,9 @@ std::pair<int, std::string> WritableObject::AppendParts(const Target& target,
                                                         const std::vector<Part>& parts) {
     const auto write = [&parts](std::uint64_t length, const auto& append) {
         bool isStart = length == 0;
-        for (const Part& part : parts) {
-            if (isStart) append(part.start.data(), part.start.size());
-            append(part.body.data(), part.body.size());
+        for (const auto& [start, body] : parts) {
+            if (isStart) append(start.data(), start.size());
+            append(body.data(), body.size());
             isStart = false;
         }
         return std::string();

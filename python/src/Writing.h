@@ -41,11 +41,9 @@ struct Target {
     std::string version;
 };
 
-/// The bytes that an object would append to a file.
-struct Part {
-    std::string start;  // what stands before the first body of a file, or nothing
-    std::string body;
-};
+/// The bytes that an object would append to a file: what comes before the first body, or nothing;
+/// the body.
+using Part = std::pair<std::string, std::string>;
 
 /// An object that a host fills from arrays and commits once. One that is dropped before commits
 /// nothing.
