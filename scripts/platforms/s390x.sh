@@ -2,7 +2,7 @@
 platform_s390x() {
   need_packages g++-s390x-linux-gnu
   local said
-  said=$(s390x-linux-gnu-g++ -std=c++17 -fsyntax-only -I. -Iinclude factory/NewInstance.cpp 2>&1) && {
+  said=$(s390x-linux-gnu-g++ -std=c++17 -fsyntax-only -I. -Iinclude core/POBase.cpp 2>&1) && {
     echo "The sources compile for a big-endian host, whose files nobody else could read." >&2
     return 1
   }
