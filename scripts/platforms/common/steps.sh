@@ -44,14 +44,14 @@ build_platform() {
   shift
   directory=$(build_directory)
   [ -z "$short" ] || tool=OFF
-  cmake -B "$directory" -G Ninja -DCMAKE_BUILD_TYPE=Release -DFIELDSTORE_WERROR=ON \
+  cmake --no-warn-unused-cli -B "$directory" -G Ninja -DCMAKE_BUILD_TYPE=Release -DFIELDSTORE_WERROR=ON \
     -DFIELDSTORE_INSTALL=OFF -DFIELDSTORE_BUILD_TESTS=ON -DFIELDSTORE_BUILD_CAMPAIGNS=ON \
     -DFIELDSTORE_BUILD_TOOL=$tool -DGTest_ROOT="$directory/googletest/installed" "$@" >/dev/null
   # The hosts of the other campaigns need this machine.
   local targets=(fieldstore fieldstore_tests write_samples quickstart dlopen_host crowd_host)
   [ -n "$short" ] || targets+=(fieldstore_tool fieldstore_tool_samples fieldstore_fuzz_seeds
     replay_{load,merge,block,tool,build,number})
-  ninja -C "$directory" -j2 "${targets[@]}" | grep -v '^\[' || [ "${PIPESTATUS[0]}" -eq 0 ]
+  ninja -C "$directory" --quiet -j2 "${targets[@]}"
   report builds "$said"
 }
 
@@ -104,23 +104,23 @@ read_across() {
 # Two writers of the platform and two of this machine append to one file under its lock.
 share_a_lock() {
   local own=build/release/reliability/campaigns/crowd_host
-  local theirs directory key each=25 writers=() process file kept
+  local theirs directory key each=25 program writers=() process reader file kept
   theirs=$(build_directory)/reliability/campaigns/crowd_host
   build_own crowd_host
-  directory=$(mktemp -d)
-  # shellcheck disable=SC2064 # the directory of today
-  trap "rm -rf '$directory'" RETURN
+  directory=$(build_directory)/lock
+  rm -rf "$directory"
+  mkdir "$directory"
   file=$directory/modeinfo.dat
   for key in 0 1 2 3; do
-    local start=("$own")
-    [ $((key % 2)) -eq 0 ] || start=("$@" "$theirs")
-    "${start[@]}" write POModeInfo text "$file" 4000 $key $each 4 "$directory/acknowledged" >/dev/null &
+    program=("$own")
+    [ $((key % 2)) -eq 0 ] || program=("$@" "$theirs")
+    "${program[@]}" write POModeInfo text "$file" 4000 $key $each 4 "$directory/acknowledged" >/dev/null &
     writers+=($!)
   done
   for process in "${writers[@]}"; do wait "$process"; done
-  for start in "$own" "$* $theirs"; do
+  for reader in "$own" "$* $theirs"; do
     # shellcheck disable=SC2086 # an emulator and its options
-    kept=$($start keys POModeInfo text "$file")
+    kept=$($reader keys POModeInfo text "$file")
     [ "$kept" = "0 $(seq -s ' ' 0 $((4 * each - 1)))" ] || {
       echo "Bodies are missing after $((4 * each)) commits of four processes: $kept" >&2
       return 1
