@@ -11,6 +11,8 @@
 namespace fieldstore {
 namespace {
 
+constexpr const char* kOutOfMemory = "Out of memory";
+
 /// An error's own text, without its number, its full stop or semicolon.
 std::string CauseOf(const std::string& text) {
     const std::string number = "Error 1: ";
@@ -35,7 +37,9 @@ std::string CauseIn(const std::exception_ptr& error, const std::string& path,
     } catch (const std::filesystem::filesystem_error& failure) {
         return failure.path1().string() + InBrackets(failure.code());
     } catch (const std::bad_alloc&) {
-        return "Out of memory";
+        return kOutOfMemory;
+    } catch (const std::length_error&) {
+        return kOutOfMemory;  // of a container; its own text names a function of the library
     } catch (const std::exception& failure) {
         return CauseOf(failure.what()) + InBrackets(systemError);
     } catch (...) {

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "core/Messages.h"
+#include "streams/MemorySize.h"
 
 using namespace fieldstore;
 
@@ -74,7 +75,7 @@ std::uint64_t POIndex::BuildIndex(std::vector<char>& block, int entries, int wid
     if (width > 0) nameWidth = width;
 
     block.clear();
-    block.reserve(static_cast<std::size_t>(GetIndexSize()));
+    block.reserve(MemorySize(static_cast<std::uint64_t>(GetIndexSize())));
     if (bookmarks.size() > static_cast<std::size_t>(entryCount))
         throw std::runtime_error(messages::kIndexExceeded);
     WriteIndexFront(block);
@@ -88,7 +89,7 @@ std::uint64_t POIndex::BuildIndex(std::vector<char>& block, int entries, int wid
     }
     const std::size_t unused = static_cast<std::size_t>(entryCount) - bookmarks.size();
     block.resize(block.size() + unused * (static_cast<std::size_t>(nameWidth) + kPositionSize));
-    if (block.size() != static_cast<std::size_t>(GetIndexSize()))
+    if (block.size() != static_cast<std::uint64_t>(GetIndexSize()))
         throw std::runtime_error(messages::kIndexSizeMismatch);
     return block.size();
 }
@@ -98,7 +99,7 @@ void POIndex::ParseIndex(const std::vector<char>& block) {
     int offset = 0;
     ReadIndexFront(block, offset);
     if (entryCount < 1 || nameWidth < 1) throw std::runtime_error(messages::kInvalidIndexData);
-    if (block.size() != static_cast<std::size_t>(GetIndexSize()))
+    if (block.size() != static_cast<std::uint64_t>(GetIndexSize()))
         throw std::runtime_error(messages::kIndexSizeMismatch);
 
     const auto width = static_cast<std::size_t>(nameWidth);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "objects/DOFBlock.h"
 
+#include "streams/MemorySize.h"
+
 namespace fieldstore {
 
 void DOFBlock::Write(POStreamIO& stream, const KindCounts& counts,
@@ -37,7 +39,7 @@ std::array<std::vector<int>, DOFBlock::kArrays> DOFBlock::ReadArrays(POStreamIO&
                                                                      const Widths& widths) {
     std::array<std::vector<int>, kArrays> arrays;
     for (std::size_t k = 0; k < kArrays; ++k) {
-        arrays[k].resize(static_cast<std::size_t>(counts[k] * widths[k]));
+        arrays[k].resize(MemorySize(static_cast<std::uint64_t>(counts[k] * widths[k])));
         stream.Read(reinterpret_cast<char*>(arrays[k].data()),
                     static_cast<std::int64_t>(arrays[k].size() * sizeof(int)));
     }

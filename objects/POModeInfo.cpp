@@ -7,6 +7,7 @@
 
 #include "core/FrequencyKey.h"
 #include "core/MergeMaps.h"
+#include "streams/MemorySize.h"
 
 using namespace fieldstore;
 
@@ -71,7 +72,7 @@ std::vector<POModeInfo::Complex> POModeInfo::Matrix(int frequencyIndex, int port
     const Records* records = Find(frequencyIndex, port);
     if (records == nullptr) return matrix;
     const std::size_t size = records->size();
-    if (!modeRows) matrix.resize(size * size);
+    if (!modeRows) matrix.resize(MemorySize(std::uint64_t{size} * size));
     for (std::size_t mode = 0; mode < size; ++mode) {
         const auto& data = (*records)[mode].second;
         const std::size_t half = data.size() / 2;

@@ -1,7 +1,8 @@
 # Sourced by the scripts beside it: installs Debian packages that are missing.
 
 build_packages=(g++ cmake ninja-build)
-tool_packages=(libcli11-dev libeigen3-dev libhdf5-dev libxxhash-dev nlohmann-json3-dev zlib1g-dev)
+header_packages=(libcli11-dev libeigen3-dev libxxhash-dev nlohmann-json3-dev) # with any compiler
+tool_packages=("${header_packages[@]}" libhdf5-dev zlib1g-dev)
 python_packages=(python3 python3-dev python3-numpy pybind11-dev)
 
 # Names the packages of its arguments that are not installed.

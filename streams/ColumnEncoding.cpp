@@ -37,7 +37,7 @@ void Read(POStreamFileIO& stream, ColumnSet<T>& set) {
     const std::uint64_t count = ReadLimitedCount(stream);
     const std::uint64_t least = stream.IsTextMode() ? 2 : kFixedSize<T>;
     std::vector<T> elements;
-    elements.reserve(static_cast<std::size_t>(std::min(count, stream.InputLeft() / least)));
+    elements.reserve(MemorySize(std::min(count, stream.InputLeft() / least)));
     ReadEach<T>(stream, count, [&elements](const T& read) { elements.push_back(read); });
     set.Unite(ColumnSet<T>(std::move(elements)));
 }

@@ -258,7 +258,8 @@ void ColumnMap<Key, T, kValues>::MakeRoom(std::size_t moreKeys, std::size_t more
     const auto makeRoom = [&](auto& array, std::size_t more, double expected, std::size_t size) {
         if (array.capacity() - array.size() >= more) return;
         const std::size_t least = std::max(more, array.size() / 2);
-        array.reserve(array.size() + std::max(least, bounded(expected, inputLeft / size)));
+        const auto most = std::min<std::uint64_t>(inputLeft / size, array.max_size());
+        array.reserve(array.size() + std::max(least, bounded(expected, most)));
     };
     const auto entries = static_cast<double>(left);
     const double perEntry =

@@ -14,6 +14,7 @@
 
 #include "streams/FlatEncoding.h"
 #include "streams/Limits.h"
+#include "streams/MemorySize.h"
 #include "streams/RawType.h"
 #include "streams/StreamMessages.h"
 
@@ -89,12 +90,12 @@ void ReadElements(Stream& stream, std::vector<T>& value, std::uint64_t count) {
         const std::uint64_t shortest =
             stream.IsTextMode() ? 2 : std::min<std::size_t>(sizeof(T), 8);
         value.clear();
-        value.reserve(static_cast<std::size_t>(std::min(count, stream.InputLeft() / shortest)));
+        value.reserve(MemorySize(std::min(count, stream.InputLeft() / shortest)));
     }
     for (std::uint64_t done = 0; done < count || done == 0;) {
         if (done != 0) stream.CheckInput();
         const std::uint64_t next = std::min(count - done, step);
-        value.resize(static_cast<std::size_t>(done + next));
+        value.resize(MemorySize(done + next));
         auto element = value.begin() + static_cast<std::ptrdiff_t>(done);
         if constexpr (kFixedSize<T> != 0)
             ReadEach<T>(stream, next, [&element](const T& read) { *element++ = read; });

@@ -33,7 +33,7 @@ bool InputArea::HasMore() const {
 }
 
 void InputArea::ReadRest(char* target, std::uint64_t count) {
-    if (count == 0 || TakeBytes(target, count)) return;
+    if (count == 0 || TakeBytes(target, MemorySize(count))) return;
     if (const auto source = stream) source->read(target, static_cast<std::streamsize>(count));
 }
 

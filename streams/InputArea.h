@@ -11,6 +11,7 @@
 
 #include "streams/BufferArea.h"
 #include "streams/FlatEncoding.h"
+#include "streams/MemorySize.h"
 #include "streams/NumberText.h"
 #include "streams/RawType.h"
 
@@ -95,7 +96,7 @@ public:
     void TakeLarge(std::vector<T>& value, std::uint64_t count) {
         Check();
         value.clear();
-        value.reserve(static_cast<std::size_t>(std::min(count, Left() / sizeof(T))));
+        value.reserve(MemorySize(std::min(count, Left() / sizeof(T))));
         while (value.size() < count) {
             const std::uint64_t held = BufferArea::Readable(*buffer) / sizeof(T);
             if (held == 0) {

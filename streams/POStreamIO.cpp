@@ -2,6 +2,7 @@
 #include "streams/POStreamIO.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <limits>
 #include <stdexcept>
 #include <utility>
@@ -14,6 +15,9 @@
 
 static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8,
               "fieldstore files hold IEEE-754 double precision values.");
+static_assert(
+    FLT_EVAL_METHOD != 2,
+    "Doubles would be rounded twice and lose bits; on x86, build with -msse2 -mfpmath=sse.");
 static_assert(sizeof(int) == 4 && sizeof(std::complex<double>) == 16,
               "Values go to the stream as they lie in memory.");
 

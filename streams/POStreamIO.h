@@ -15,6 +15,7 @@
 #include "fieldstore/IStreamer.h"
 #include "streams/ContainerTypes.h"
 #include "streams/InputArea.h"
+#include "streams/MemorySize.h"
 #include "streams/OutputArea.h"
 
 // Values go to the stream as they lie in memory.
@@ -116,7 +117,7 @@ public:
     void ReadLarge(std::vector<T>& value, std::uint64_t count, std::uint64_t resizedBytes) {
         in.TakeLarge(value, count);
         if (value.size() < count && count > resizedBytes / sizeof(T)) RaiseBadStream();
-        value.resize(static_cast<std::size_t>(count));
+        value.resize(fieldstore::MemorySize(count));
     }
 
     /// Binary mode: moves over bytes without looking at them, and past long runs without reading

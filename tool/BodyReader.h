@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "streams/Limits.h"
+#include "streams/MemorySize.h"
 #include "streams/POStreamFileIO.h"
 #include "streams/StreamMessages.h"
 #include "tool/Bodies.h"
@@ -138,6 +139,9 @@ private:
     /// `notesEntries`: whether the offset of each will be noted.
     template <typename Entry>
     std::uint64_t ReadCount(bool notesEntries = true);
+    Fault BeyondMemory() const {
+        return Fault(entryOffset, false, "a count asks for more memory than there is");
+    }
     Fault ImpossibleCount(std::uint64_t offset, std::uint64_t count, std::uint64_t least,
                           std::uint64_t left) const;
     /// Notes where the entry begins that comes next.
@@ -174,7 +178,9 @@ Layout BodyReader::Guarded(const Action& action) {
     } catch (const std::ios_base::failure&) {
         throw;
     } catch (const std::bad_alloc&) {
-        throw Fault(entryOffset, false, "a count asks for more memory than there is");
+        throw BeyondMemory();
+    } catch (const std::length_error&) {
+        throw BeyondMemory();
     } catch (const std::runtime_error& error) {
         throw Explain(error);
     }
@@ -357,8 +363,7 @@ std::uint64_t BodyReader::ReadCount(bool notesEntries) {
     if (count > left / least) throw ImpossibleCount(offset, count, least, left);
     FieldPlace& place = layout.fields.back();
     if (!text) place.entrySize = kFixedSize<Entry>;
-    if (place.entrySize == 0 && notesEntries)
-        place.entries.reserve(static_cast<std::size_t>(count));
+    if (place.entrySize == 0 && notesEntries) place.entries.reserve(MemorySize(count));
     return count;
 }
 

@@ -284,18 +284,18 @@ bool Recognition::MayBegin(const char* bytes, std::uint64_t begin, std::uint64_t
 }
 
 std::optional<BodyPlace> Recognition::NextBinary(std::uint64_t behind) {
-    constexpr std::uint64_t step = std::uint64_t{1} << 16, seen = 64;
+    constexpr std::size_t step = std::size_t{1} << 16, seen = 64;
     platform::File in = platform::OpenForReading(file.path, false);
     std::vector<char> window(step + seen);
     for (std::uint64_t at = behind + 1; at < file.size; at += step) {
-        std::uint64_t filled = 0;
+        std::size_t filled = 0;
         if (!in.IsOpen() || in.Seek(static_cast<std::int64_t>(at)) < 0) break;
         for (std::ptrdiff_t read = 1; read > 0 && filled < window.size();) {
             read = in.Read(window.data() + filled, window.size() - filled);
             if (read < 0) throw Error(file.path, "cannot be read to its end", "Is the disk sound?");
-            filled += static_cast<std::uint64_t>(read);
+            filled += static_cast<std::size_t>(read);
         }
-        for (std::uint64_t i = 0; i < std::min(step, filled); ++i) {
+        for (std::size_t i = 0; i < std::min(step, filled); ++i) {
             if (!MayBegin(window.data() + i, at + i, filled - i)) continue;
             if (effort > MostEffort()) return std::nullopt;
             if (const auto found = At(at + i)) return found;

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "streams/MemorySize.h"
 #include "streams/POStreamFileIO.h"
 #include "tool/Error.h"
 #include "tool/Walk.h"
@@ -100,7 +101,7 @@ public:
 
     /// One more entry that the file has, `isWanted` or not.
     void CountEntry() { ++inFile; }
-    void Reserve(std::uint64_t count) { entries.reserve(static_cast<std::size_t>(count)); }
+    void Reserve(std::uint64_t count) { entries.reserve(MemorySize(count)); }
     void Add(const Entry& entry) { entries.push_back(entry); }
     /// To be called behind the last entry of a body: of equal keys in one the first counts.
     void EndBody() {

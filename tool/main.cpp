@@ -2,6 +2,7 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 
 #include "tool/Error.h"
 #include "tool/Extensions.h"
@@ -11,6 +12,8 @@
 
 namespace fieldstore::tool {
 namespace {
+
+constexpr const char* kNotEnoughMemory = "there is not enough memory for this file";
 
 int Run(int count, char** arguments) {
     const std::vector<std::string> words(arguments + 1, arguments + count);
@@ -38,7 +41,9 @@ int main(int count, char** arguments) {
     } catch (const Error& error) {
         Say(error);
     } catch (const std::bad_alloc&) {
-        Say("there is not enough memory for this file");
+        Say(kNotEnoughMemory);
+    } catch (const std::length_error&) {
+        Say(kNotEnoughMemory);
     } catch (const std::exception& error) {
         Say(error.what());
     }

@@ -1,38 +1,71 @@
 // SPDX-License-Identifier: Apache-2.0
 // Writes into the directory of its argument, per class and mode, CLASS.bin or .txt with the sample,
-// and CLASS-two.bin or .txt with two commits and a version text; and a blocked DOF list. Status 1
-// when a commit fails.
+// and CLASS-two.bin or .txt with two commits and a version text; and a blocked DOF list. With the
+// word "describe" after the directory, loads these files and prints what they hold instead. Status
+// 1 when a commit or a load fails.
+
+#include <iostream>
 
 #include "tests/samples/Samples.h"
 
 namespace {
 
-bool Write(const std::string& directory, const std::string& name, const std::string& file,
-           bool text, int variant, const std::string& version) {
-    const auto object = samples::New(name);
-    samples::Fill(*object, variant);
-    if (name == "PODOFList" && file == "PODOFList-blocked.bin")
-        std::dynamic_pointer_cast<IPODOFList>(object)->SetSelectedBlock(-1);
-    object->SetVersion(version);
+struct File {
+    std::string className;
+    std::string name;
+    bool text;
+    bool twice;
+
+    bool IsBlocked() const { return name == "PODOFList-blocked.bin"; }
+};
+
+std::vector<File> Files() {
+    std::vector<File> files{{"PODOFList", "PODOFList-blocked.bin", false, false}};
+    for (const std::string& name : samples::ClassNames()) {
+        for (const bool text : {false, true}) {
+            const std::string ending = text ? ".txt" : ".bin";
+            files.push_back({name, name + ending, text, false});
+            files.push_back({name, name + "-two" + ending, text, true});
+        }
+    }
+    return files;
+}
+
+std::shared_ptr<IPOBase> Open(const std::string& directory, const File& file, int block) {
+    auto object = samples::New(file.className);
+    if (file.IsBlocked()) std::dynamic_pointer_cast<IPODOFList>(object)->SetSelectedBlock(block);
     object->SetDirectory(directory);
-    object->SetFileName(file);
-    object->CreateStorageInterface(text ? IPOBase::eWriteText : IPOBase::eWriteBinary, false);
+    object->SetFileName(file.name);
+    return object;
+}
+
+bool Write(const std::string& directory, const File& file, int variant) {
+    constexpr int whole = -1;
+    const auto object = Open(directory, file, whole);
+    samples::Fill(*object, variant);
+    object->SetVersion(file.twice ? "v 1" : "");
+    object->CreateStorageInterface(file.text ? IPOBase::eWriteText : IPOBase::eWriteBinary, false);
     return object->Commit(true) == 0;
+}
+
+bool Describe(const std::string& directory, const File& file, int block) {
+    const auto object = Open(directory, file, block);
+    object->CreateStorageInterface(file.text ? IPOBase::eReadText : IPOBase::eReadBinary, false);
+    const bool loaded = object->Load() == 0;
+    std::cout << file.name << ": " << (loaded ? samples::Describe(*object) : "none") << '\n';
+    return loaded;
 }
 
 }  // namespace
 
-int main(int, char** arguments) {
+int main(int count, char** arguments) {
     const std::string directory = arguments[1] + std::string("/");
-    bool written = Write(directory, "PODOFList", "PODOFList-blocked.bin", false, 0, "");
-    for (const std::string& name : samples::ClassNames()) {
-        for (const bool text : {false, true}) {
-            const std::string ending = text ? ".txt" : ".bin";
-            written = Write(directory, name, name + ending, text, 0, "") && written;
-            for (const int variant : {0, 1})
-                written =
-                    Write(directory, name, name + "-two" + ending, text, variant, "v 1") && written;
-        }
+    const bool describes = count > 2 && arguments[2] == std::string("describe");
+    bool done = true;
+    for (const File& file : Files()) {
+        const bool isTwice = describes ? file.IsBlocked() : file.twice;  // blocks, or commits
+        for (int i = 0; i <= static_cast<int>(isTwice); ++i)
+            done = (describes ? Describe(directory, file, i) : Write(directory, file, i)) && done;
     }
-    return written ? 0 : 1;
+    return done ? 0 : 1;
 }

@@ -67,6 +67,34 @@ TEST(Bytes, OfEveryClass) {
     }
 }
 
+TEST(Bytes, OfEveryDoubleStay) {
+    // Signalling NaNs: registers of some processors make quiet ones of them.
+    const std::string unusual = Count(0x7ff0'0000'0000'0001);
+    const std::map<std::string, double> held{{"POModeInfo", 2},
+                                             {"PODOFMap", 0.5},
+                                             {"POCircuitMatrices", 0.25},
+                                             {"POSolutionMetrics", 2.5}};
+    for (const auto& [name, value] : held) {
+        const TempDirectory directory;
+        const auto object = samples::New(name);
+        samples::Fill(*object);
+        object->SetDirectory(directory.Path());
+        object->CreateStorageInterface(IPOBase::eWriteBinary, false);
+        ASSERT_EQ(object->Commit(false), 0);
+        const std::string path = directory / object->GetFileName();
+        std::string bytes = ReadFile(path);
+        const std::size_t at = bytes.find(Bytes().F64(value));
+        ASSERT_NE(at, std::string::npos) << name;
+        WriteFile(path, bytes.replace(at, sizeof value, unusual));
+        object->CreateStorageInterface(IPOBase::eReadBinary, false);
+        ASSERT_EQ(object->Load(), 0);
+        object->SetFileName("again.dat");
+        object->CreateStorageInterface(IPOBase::eWriteBinary, false);
+        ASSERT_EQ(object->Commit(true), 0);
+        EXPECT_EQ(ReadFile(directory / "again.dat"), bytes) << name;
+    }
+}
+
 TEST(Bytes, InTextMode) {
     const std::map<std::string, std::string> expected{
         {"POModeInfo",

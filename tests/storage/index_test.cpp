@@ -68,7 +68,8 @@ TEST(Index, ParsesABlockOrSaysWhatIsWrong) {
         {front(0, 3), "Invalid index data.", 0},
         {front(2, -1), "Invalid index data.", 0},
         {front(1, 3) + entry("0", 40) + "x", "Index size mismatch.", 0},
-        {front(2147483647, 2147483647), "Index size mismatch.", 0}};
+        {front(2147483647, 2147483647), "Index size mismatch.", 0},
+        {front(1 << 29, 8), "Index size mismatch.", 0}};  // 2^33 + 8, in 32 bits 8
     for (const Case& c : cases) {
         POIndex index;
         index.SetBookmark("old", 1);

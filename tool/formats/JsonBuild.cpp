@@ -57,7 +57,7 @@ void RequireBlocksFit(const BlockedDOFListBody& body) {
         const auto arrays = BlockedDOFListBody::Arrays(block);
         const auto records = Records(*arrays[1], body.width2);
         for (std::size_t k = 0; k < arrays.size(); ++k) {
-            const auto width = static_cast<std::size_t>(std::max(body.Widths()[k], 0));
+            const auto width = static_cast<std::uint64_t>(std::max(body.Widths()[k], 0));
             const auto count = k == 4 ? records : Records(*arrays[k], body.Widths()[k]);
             if (arrays[k]->size() != count * width)
                 throw Error("", "block " + std::to_string(number) + " does not fit the widths", "");

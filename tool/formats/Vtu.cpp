@@ -85,9 +85,9 @@ std::map<std::uint32_t, Columns> ColumnsByIndex(const SolutionMetricsBody& body)
 }
 
 /// The numbers of each entity; raises when they are not as many everywhere.
-std::uint64_t ComponentsOf(int type, const Column& column) {
-    constexpr std::uint64_t most = 1000;  // an entity without values takes as many
-    const std::uint64_t count = column.front().second->size();
+std::size_t ComponentsOf(int type, const Column& column) {
+    constexpr std::size_t most = 1000;  // an entity without values takes as many
+    const std::size_t count = column.front().second->size();
     for (const auto& entry : column)
         if (entry.second->size() != count)
             throw Error("", "values of type " + std::to_string(type) + " differ in number",
@@ -225,11 +225,12 @@ private:
         if (!names[section].insert(array.name).second)
             array.name += " (" + number + ", index " + std::to_string(index) + ")";
         array.type = "Float64";
-        array.components = ComponentsOf(type, column);
+        const std::size_t components = ComponentsOf(type, column);
+        array.components = components;
         if (label != nullptr) array.componentNames = label->components;
         array.tuples = rows == nullptr ? column.size() : rows->size();
         array.bytes = array.tuples * array.components * sizeof(double);
-        array.put = [rows, &column, components = array.components](std::ostream& out) {
+        array.put = [rows, &column, components](std::ostream& out) {
             rows == nullptr ? PutAll(out, column) : PutBeside(out, *rows, column, components);
         };
         if (rows == nullptr && column.size() > 1) AddEntities(file, array.name, column);
@@ -256,7 +257,7 @@ private:
     }
 
     static void PutBeside(std::ostream& out, const Rows& rows, const Column& column,
-                          std::uint64_t components) {
+                          std::size_t components) {
         const Doubles missing(components, std::numeric_limits<double>::quiet_NaN());
         auto next = column.begin();
         for (const std::uint32_t row : rows) {
