@@ -1,18 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The library itself, called as persistent objects call it: through the stream interface, on a
 // file.
-#include <fstream>
-
 #include "Suite.h"
 #include "fieldstore/IStreamer.h"
 #include "streams/POStreamFileIO.h"
 
 namespace bench {
 namespace {
-
-void CloseFile(const std::string&, std::ostream* stream) {
-    dynamic_cast<std::ofstream&>(*stream).close();
-}
 
 template <bool textMode>
 struct Fieldstore {
@@ -22,7 +16,7 @@ struct Fieldstore {
     template <typename T>
     static void Write(const std::string& path, const T& value) {
         const std::unique_ptr<IStreamer> stream =
-            std::make_unique<POStreamFileIO>(textMode, path, &CloseFile);
+            std::make_unique<POStreamFileIO>(textMode, path, &POStreamFileIO::CloseOutputFile);
         stream->OpenOutput(0);
         stream->Write(value, 1, " ", "\n");
         stream->CloseOutput();
