@@ -5,12 +5,12 @@
 #include <zlib.h>
 
 #include <array>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "tool/Error.h"
 #include "tool/formats/Arrays.h"
+#include "tool/formats/TypeLabels.h"
 
 namespace fieldstore::tool {
 namespace {
@@ -149,19 +149,44 @@ void PutText(hid_t object, const char* name, const std::string& text, const std:
     Require(H5Awrite(attribute, type, &written), path);
 }
 
-/// The names of the dimensions, where h5py and the dimension scales look for them.
-void PutDimensions(hid_t dataSet, const std::vector<std::string>& names, const std::string& path) {
+/// An attribute of several texts; none for no texts.
+void PutTexts(hid_t object, const char* name, const std::vector<std::string>& texts,
+              const std::string& path) {
+    if (texts.empty()) return;
     const Id type(H5Tcopy(H5T_C_S1), &H5Tclose, path);
     Require(H5Tset_size(type, H5T_VARIABLE), path);
-    const hsize_t count = names.size();
+    Require(H5Tset_cset(type, H5T_CSET_UTF8), path);
+    const hsize_t count = texts.size();
     const Id space(H5Screate_simple(1, &count, nullptr), &H5Sclose, path);
-    const Id attribute(
-        H5Acreate2(dataSet, "DIMENSION_LABELS", type, space, H5P_DEFAULT, H5P_DEFAULT), &H5Aclose,
-        path);
-    std::vector<const char*> texts;
-    texts.reserve(names.size());
-    for (const auto& name : names) texts.push_back(name.c_str());
-    Require(H5Awrite(attribute, type, texts.data()), path);
+    const Id attribute(H5Acreate2(object, name, type, space, H5P_DEFAULT, H5P_DEFAULT), &H5Aclose,
+                       path);
+    std::vector<const char*> written;
+    written.reserve(texts.size());
+    for (const auto& text : texts) written.push_back(text.c_str());
+    Require(H5Awrite(attribute, type, written.data()), path);
+}
+
+/// What a type is called, at its group or its values.
+void PutLabel(hid_t group, const std::string& object, const TypeLabel& label,
+              const std::string& path) {
+    const Id place(H5Oopen(group, object.c_str(), H5P_DEFAULT), &H5Oclose, path);
+    PutText(place, "label", label.name, path);
+    if (!label.unit.empty()) PutText(place, "units", label.unit, path);
+    PutTexts(place, "components", label.components, path);
+}
+
+/// What the numbers of the definitions mean, one text for each.
+void PutMeanings(hid_t group, const StreamedMetrics& metrics, const Labels& labels,
+                 const std::string& path) {
+    std::vector<std::string> types, functions;
+    for (const auto& [type, definition] : metrics.definitions) {
+        types.push_back(labels.Of("definitions", "type", type).name);
+        functions.push_back(labels.Of("definitions", "function", definition.second).name);
+    }
+    const Id typeNumbers(H5Oopen(group, "definitions/type", H5P_DEFAULT), &H5Oclose, path);
+    if (labels.NamesTypes()) PutTexts(typeNumbers, "labels", types, path);
+    const Id functionNumbers(H5Oopen(group, "definitions/function", H5P_DEFAULT), &H5Oclose, path);
+    PutTexts(functionNumbers, "labels", functions, path);
 }
 
 /// One array of a group. Chunks are made and filtered here and handed over as they will stand in
@@ -176,7 +201,8 @@ public:
           filter(SizeOf(info.type)),
           dataSet(Create(group), &H5Dclose, path) {
         if (!info.unit.empty()) PutText(dataSet, "units", info.unit, path);
-        if (!info.dimensions.empty()) PutDimensions(dataSet, info.dimensions, path);
+        // Where h5py and the dimension scales look for them.
+        PutTexts(dataSet, "DIMENSION_LABELS", info.dimensions, path);
     }
 
     void Put(const void* values, std::size_t bytes) override {
@@ -294,19 +320,6 @@ private:
     std::string path;
 };
 
-/// Calls `visit(type)` for the types of a file whose numbers may have names.
-template <typename Visit>
-void ForTypes(const AnyStreamed& data, const Visit& visit) {
-    std::set<int> types;
-    if (const auto* matrices = std::get_if<StreamedMatrices>(&data))
-        matrices->matrices.ForKeys(
-            [&types](const auto& key, const auto& /*extent*/) { types.insert(key.second); });
-    if (const auto* metrics = std::get_if<StreamedMetrics>(&data))
-        metrics->values.ForKeys(
-            [&types](const auto& key, const auto& /*extent*/) { types.insert(key.first); });
-    for (const int type : types) visit(type);
-}
-
 hid_t MakeComplexType() {
     const hid_t type = H5Tcreate(H5T_COMPOUND, SizeOf(Element::Complex128));
     H5Tinsert(type, "r", 0, H5T_IEEE_F64LE);
@@ -338,17 +351,14 @@ public:
         if (loaded.file.version) PutText(group, "version", *loaded.file.version, path);
         GroupSink sink(group, complexType, path);
         PutArrays(loaded.data, sink);
-        const bool matrices = std::holds_alternative<StreamedMatrices>(loaded.data);
-        const std::string field = matrices ? "matrices" : "values";
-        ForTypes(loaded.data, [&](int type) {
+        const std::string field = TypedFieldOf(loaded.data).name;
+        for (const auto& [type, label] : LabelsOfTypes(loaded.data, labels)) {
             const std::string series = field + "/type" + std::to_string(type);
-            const Id values(H5Gopen2(group, series.c_str(), H5P_DEFAULT), &H5Gclose, path);
-            const auto* own = matrices ? labels.Find(Labels::eMatrixTypes, type)
-                                       : labels.Find(Labels::eValueTypes, ValueTypeOf(type));
-            const auto label = own != nullptr ? own->name : labels.Meaning(field, "type", type);
-            if (!label.empty()) PutText(values, "label", label, path);
-            if (own != nullptr && !own->unit.empty()) PutText(values, "units", own->unit, path);
-        });
+            PutLabel(group, series, label, path);
+            PutLabel(group, series + "/values", label, path);
+        }
+        if (const auto* metrics = std::get_if<StreamedMetrics>(&loaded.data))
+            PutMeanings(group, *metrics, labels, path);
     }
     void Flush() { Require(H5Fflush(file, H5F_SCOPE_GLOBAL), path); }
 
