@@ -158,6 +158,23 @@ class LabelsTest(ExportTest):
             self.assertIn(place, message)
 
 
+class ArraysTest(ExportTest):
+    def test_entries_in_many_buffers_and_in_two_bodies(self):
+        """More small entries than a buffer holds, and one that is added to; Sum is function 2."""
+        values = {(31, i // 1000, i): [i, i / 2, -i] for i in range(10000)}
+        document = metrics(values, [(31, 3, 2)])
+        document["bodies"] += metrics({(31, 7, 7007): [1, 2, 3]}, [(31, 3, 2)])["bodies"]
+        self.run_tool("dump", self.build("solutiondata.dat", document), "--format", "npy", "-o",
+                      self.path("npy"))
+        values[(31, 7, 7007)] = [7008, 3505.5, -7004]
+        for name, form, expected in (("index", "i", [index for _, index, _ in values]),
+                                     ("entity", "i", [entity for _, _, entity in values]),
+                                     ("values", "d", [v for row in values.values() for v in row])):
+            with open(self.path("npy/values.type31.%s.npy" % name), "rb") as file:
+                content = file.read()[128:]
+            self.assertEqual(content, struct.pack("<%d%s" % (len(expected), form), *expected))
+
+
 class TouchstoneTest(ExportTest):
     def dump(self, entries, *options, version=1):
         """The lines of a file without the comments."""
