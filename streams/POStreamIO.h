@@ -106,6 +106,12 @@ public:
     void TakeEntries(Map& map, std::uint64_t& left) {
         if (!textMode) in.TakeEntries(map, left);
     }
+    /// Shows the bytes in the buffer to `look(begin, end)`, which returns how far it got, and moves
+    /// there.
+    template <typename Look>
+    void TakeOver(const Look& look) {
+        if (!textMode && in.IsGood()) in.TakeOver(look);
+    }
     template <typename Iterator>
     std::size_t PutRun(Iterator& element, std::size_t count) {
         return textMode ? 0 : out.PutRun(element, count);

@@ -17,6 +17,7 @@
 #include "tool/Slice.h"
 #include "tool/StreamedBodies.h"
 #include "tool/Walk.h"
+#include "tool/WholeEntries.h"
 
 namespace fieldstore::tool {
 
@@ -131,6 +132,9 @@ private:
     void ReadField(StreamedRows<T>& value);
     template <typename T>
     void ReadField(SortedSet<T>& value);
+    /// Skips entries in the buffer, at most so many; returns how many. As one by one, but faster.
+    template <typename K, typename V>
+    std::uint64_t SkipWholeEntries(StreamedMap<K, V>& value, std::uint64_t most);
     template <typename T>
     Extent<std::vector<T>> SkipValue(const std::vector<T>* type);
     template <typename T>
@@ -267,10 +271,30 @@ Extent<std::vector<T>> BodyReader::SkipValue(const std::vector<T>* /*type*/) {
 }
 
 template <typename K, typename V>
+std::uint64_t BodyReader::SkipWholeEntries(StreamedMap<K, V>& value, std::uint64_t most) {
+    std::uint64_t skipped = 0;
+    if constexpr (kIsRawVector<V>) {
+        std::uint64_t offset = stream.Tell();
+        const auto skip = [&](const K& key, const char* /*values*/, std::uint64_t count,
+                              std::uint64_t bytes) {
+            value.CountEntry();
+            if (filter.Has(key)) value.Add({key, offset, {count}});
+            entryOffset = offset;
+            offset += bytes;
+            ++skipped;
+        };
+        TakeWholeEntries<K, typename V::value_type>(stream, most, skip);
+    }
+    return skipped;
+}
+
+template <typename K, typename V>
 void BodyReader::ReadField(StreamedMap<K, V>& value) {
     const auto count = ReadCount<std::pair<K, V>>(false);
     if (!filter.IsActive()) value.Reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) {
+        i += SkipWholeEntries(value, count - i);
+        if (i == count) break;
         entryOffset = NextOffset();
         K key{};
         ReadEach<K>(stream, 1, [&key](const K& read) { key = read; });

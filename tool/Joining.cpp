@@ -265,6 +265,7 @@ EntrySource::EntrySource(const std::string& filePath, bool text)
 }
 
 void EntrySource::MoveTo(std::uint64_t offset) {
+    next = kNowhere;
     if (!opened) stream.OpenInput();
     opened = true;
     if (!stream.IsGood()) RaiseChanged();

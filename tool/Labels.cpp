@@ -168,21 +168,31 @@ void Labels::Set(Group group, int number, TypeLabel label) {
     groups[group].insert_or_assign(number, std::move(label));
 }
 
-std::string Labels::Meaning(std::string_view field, std::string_view part,
-                            std::int64_t value) const {
+TypeLabel Labels::Of(std::string_view field, std::string_view part, std::int64_t value) const {
     const int number = static_cast<int>(value);
-    const auto text = [this, number](Group group) {
-        const TypeLabel* label = Find(group, number);
-        return label == nullptr ? "" : label->Text();
+    const auto label = [this, number](Group group) {
+        const TypeLabel* found = Find(group, number);
+        return found == nullptr ? TypeLabel() : *found;
     };
-    if (part == "function") return text(eResolveFunctions);
-    if (part != "type") return "";
-    if (field == "matrices") return text(eMatrixTypes);
-    if (Find(eValueTypes, number) != nullptr) return text(eValueTypes);
+    if (part == "function") return label(eResolveFunctions);
+    if (part != "type") return {};
+    if (field == "matrices") return label(eMatrixTypes);
+    if (Find(eValueTypes, number) != nullptr) return label(eValueTypes);
     const TypeLabel* entity = Find(eEntityTypes, EntityTypeOf(number));
-    return entity == nullptr
-               ? ""
-               : "value " + std::to_string(ValueTypeOf(number)) + " of " + entity->name;
+    if (entity == nullptr) return {};
+    return {"value " + std::to_string(ValueTypeOf(number)) + " of " + entity->name, "", {}};
+}
+
+Labels Labels::Only(const std::vector<Group>& chosen) const {
+    Labels only;
+    only.groups = {};
+    for (const Group group : chosen) only.groups[group] = groups[group];
+    return only;
+}
+
+bool Labels::NamesTypes() const {
+    return !groups[eMatrixTypes].empty() || !groups[eEntityTypes].empty() ||
+           !groups[eValueTypes].empty();
 }
 
 std::string Labels::Document() const {

@@ -17,7 +17,7 @@ inline constexpr const char* kLabelsName = "labels.json";
 
 /// What a number in the data means.
 struct TypeLabel {
-    std::string name;                     // not empty
+    std::string name;                     // "" where nobody has said it
     std::string unit;                     // "" for none
     std::vector<std::string> components;  // of a vector, as far as they are named
 
@@ -44,10 +44,18 @@ public:
     const Entries& All(Group group) const { return groups[group]; }
     void Set(Group group, int number, TypeLabel label);
 
-    /// What a part of a field's entries means, as "error indicator"; empty when that has no name.
-    /// Where the value type of metrics has none, that of the entity tells.
-    std::string Meaning(std::string_view field, std::string_view part, std::int64_t value) const;
+    /// What a part of a field's entries means. Where the value type of metrics has no label, that
+    /// of the entity tells.
+    TypeLabel Of(std::string_view field, std::string_view part, std::int64_t value) const;
+    /// The same as a text: "error indicator [V]", or empty.
+    std::string Meaning(std::string_view field, std::string_view part, std::int64_t value) const {
+        return Of(field, part, value).Text();
+    }
 
+    /// Those of some groups.
+    Labels Only(const std::vector<Group>& chosen) const;
+    /// Whether somebody has named a type.
+    bool NamesTypes() const;
     /// The document that Read() takes.
     std::string Document() const;
 

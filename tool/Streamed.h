@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
@@ -17,6 +18,7 @@
 #include "streams/POStreamFileIO.h"
 #include "tool/Error.h"
 #include "tool/Walk.h"
+#include "tool/WholeEntries.h"
 
 /// Fields of which only the keys are in memory: the values stay in the file until someone walks
 /// through them, one at a time.
@@ -30,6 +32,7 @@ public:
     /// Moves there and reads. Raises when the file does not give it any more.
     template <typename K, typename V>
     void Read(std::uint64_t offset, K& key, V& value) {
+        if (TakeNext(offset, key, value)) return;
         MoveTo(offset);
         try {
             ReadEach<K>(stream, 1, [&key](const K& read) { key = read; });
@@ -38,6 +41,7 @@ public:
             RaiseChanged();
         }
         if (!stream.IsGood() && !stream.IsTextMode()) RaiseChanged();
+        if (!stream.IsTextMode()) next = stream.Tell();
     }
     /// The same of a value without a key.
     template <typename V>
@@ -58,11 +62,33 @@ public:
     [[noreturn]] void RaiseChanged() const;
 
 private:
+    static constexpr std::uint64_t kNowhere = ~std::uint64_t{0};
+
     void MoveTo(std::uint64_t offset);
+    /// Reads an entry that comes next and lies in the buffer.
+    template <typename K, typename V>
+    bool TakeNext(std::uint64_t offset, K& key, V& value) {
+        bool taken = false;
+        if constexpr (kIsRawVector<V>) {
+            if (offset != next) return false;
+            using T = typename V::value_type;
+            const auto take = [&](const K& read, const char* values, std::uint64_t count,
+                                  std::uint64_t bytes) {
+                key = read;
+                value.resize(static_cast<std::size_t>(count));
+                if (count != 0) std::memcpy(value.data(), values, value.size() * sizeof(T));
+                next += bytes;
+                taken = true;
+            };
+            TakeWholeEntries<K, T>(stream, 1, take);
+        }
+        return taken;
+    }
 
     std::string path;
     POStreamFileIO stream;
     bool opened = false;
+    std::uint64_t next = kNowhere;  // what the stream reads next, where that is known
 };
 
 /// How many elements a value has, and those within it.

@@ -82,6 +82,57 @@ class LabelsTest(ExportTest):
         shown = self.run_tool("show", self.path("solutiondata.dat")).stdout.decode()
         self.assertRegex(shown, r"31 value 1 of element +1 +2 Sum\n")
 
+    def test_every_export_has_names_and_keeps_the_numbers(self):
+        self.build("circuitmatrices.dat", matrices({(1, 7): [1.0], (1, 8): [2.0]}))
+        self.build("solutiondata.dat", metrics({(31, 0, 1): [2.0], (45, 0, 1): [3.0]},
+                                               [(31, 1, 2), (45, 1, 0)]))
+        self.write("labels.json", {
+            "schema": 1, "matrixTypes": {"7": {"name": 'a "part", \n', "unit": "ohm"}},
+            "entityTypes": {"3": {"name": "element"}}})
+        for file, format, expected in (
+                ("circuitmatrices.dat", "csv", 'frequency,type,row,column0,label,unit\n'
+                 '1,7,0,1,"a ""part"", \\x0a",ohm\n1,8,0,2,,\n'),
+                ("solutiondata.dat", "csv", "type,index,entity,value0,label,unit\n"
+                 "31,0,1,2,value 1 of element,\n45,0,1,3,,\n")):
+            self.assertEqual(self.run_tool("dump", self.path(file), "--format", format)
+                             .stdout.decode(), expected)
+            self.run_tool("dump", self.path(file), "--format", "npy", "-o", self.path("npy"))
+        names = json.loads(self.read("npy/matrices.labels.json"))
+        self.assertEqual((names["matrixTypes"]["7"]["unit"], names["entityTypes"]), ("ohm", {}))
+        names = json.loads(self.read("npy/values.labels.json"))
+        self.assertEqual((names["matrixTypes"], names["entityTypes"]["3"]["name"],
+                          names["resolveFunctions"]["2"]["name"]), ({}, "element", "Sum"))
+        self.run_tool("dump", self.path("circuitmatrices.dat"), "--format", "mtx", "-o",
+                      self.path("mtx/"))
+        second = [self.read("mtx/matrix_1_%d.mtx" % type).split("\n")[1] for type in (7, 8)]
+        self.assertEqual(second, ['% a "part", \\x0a [ohm]', "1 1"])
+        watched = self.run_tool("watch", self.path("circuitmatrices.dat"),
+                                self.path("solutiondata.dat"), "--for", "0").stdout.decode()
+        self.assertIn('types 7 a "part", \\x0a [ohm] .. 8, largest', watched)
+        self.assertIn("type 31 value 1 of element: 1 value", watched)
+
+    def test_diff_names_types_for_people(self):
+        """By the labels of the first file, or else of the second."""
+        for directory in ("a", "b"):
+            os.mkdir(self.path(directory))
+        for directory, value, function in (("a", 2.0, 2), ("b", 3.0, 9)):
+            self.build(directory + "/circuitmatrices.dat", matrices({(1, 7): [value]}))
+            self.build(directory + "/solutiondata.dat", metrics({}, [(31, 1, function)]))
+        self.write("b/labels.json", {
+            "schema": 1, "matrixTypes": {"7": {"name": "Re Z", "unit": "ohm"}},
+            "valueTypes": {"31": {"name": "error"}}})
+        def compare(*options):
+            return self.run_tool("diff", self.path("a"), self.path("b"), *options, status=1).stdout
+        self.assertEqual(compare().decode().splitlines(), [
+            "circuitmatrices.dat: matrices[frequency 1, type 7 Re Z [ohm]][0]: 2.0 | 3.0",
+            "solutiondata.dat: definitions[type 31 error].function: 2 Sum | 9"])
+        self.write("a/labels.json", {"schema": 1, "matrixTypes": {"7": {"name": "Im Y"}}})
+        self.assertIn(b"type 7 Im Y]", compare())
+        differences = json.loads(compare("--json"))["differences"]
+        self.assertEqual([(d["path"], d["first"]) for d in differences],
+                         [("matrices[frequency 1, type 7][0]", "2.0"),
+                          ("definitions[type 31].function", "2")])
+
     def test_a_slip_is_told_with_its_place(self):
         self.files()
         for text, place in (
@@ -105,6 +156,23 @@ class LabelsTest(ExportTest):
             message = self.error("show", self.path("solutiondata.dat"))
             self.assertTrue(message.startswith("fieldstore: " + path + ": "), message)
             self.assertIn(place, message)
+
+
+class ArraysTest(ExportTest):
+    def test_entries_in_many_buffers_and_in_two_bodies(self):
+        """More small entries than a buffer holds, and one that is added to; Sum is function 2."""
+        values = {(31, i // 1000, i): [i, i / 2, -i] for i in range(10000)}
+        document = metrics(values, [(31, 3, 2)])
+        document["bodies"] += metrics({(31, 7, 7007): [1, 2, 3]}, [(31, 3, 2)])["bodies"]
+        self.run_tool("dump", self.build("solutiondata.dat", document), "--format", "npy", "-o",
+                      self.path("npy"))
+        values[(31, 7, 7007)] = [7008, 3505.5, -7004]
+        for name, form, expected in (("index", "i", [index for _, index, _ in values]),
+                                     ("entity", "i", [entity for _, _, entity in values]),
+                                     ("values", "d", [v for row in values.values() for v in row])):
+            with open(self.path("npy/values.type31.%s.npy" % name), "rb") as file:
+                content = file.read()[128:]
+            self.assertEqual(content, struct.pack("<%d%s" % (len(expected), form), *expected))
 
 
 class TouchstoneTest(ExportTest):

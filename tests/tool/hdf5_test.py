@@ -42,7 +42,10 @@ class Hdf5(ToolCase):
     def test_a_directory_becomes_one_file(self):
         subprocess.run([MAKE_SAMPLES, self.directory], check=True)
         with open(self.path("binary/labels.json"), "w", encoding="utf-8") as labels:
-            json.dump({"schema": 1, "matrixTypes": {"3": {"name": "resistance", "unit": "ohm"}}}, labels)
+            json.dump({"schema": 1, "matrixTypes": {"3": {"name": "resistance", "unit": "ohm"}},
+                       "valueTypes": {"12": {"name": "fl\u00e4che", "unit": "m\u00b2",
+                                             "components": ["x", "y"]},
+                                      "2": {"name": "another"}}}, labels)
         with self.dump(self.path("binary")) as file:
             self.assertEqual(len(file), 9)
             modes = file["modeinfo.dat/modes/port1"]
@@ -56,8 +59,15 @@ class Hdf5(ToolCase):
             self.assertEqual(matrices["values"][:].tolist(), [[[1, 2], [3, 0.25]]] * 2)
             self.assertEqual((matrices["values"].compression, matrices["values"].fletcher32),
                              ("gzip", True))
-            self.assertEqual((matrices.attrs["label"], matrices.attrs["units"]),
-                             ("resistance", "ohm"))
+            for place in (matrices, matrices["values"]):
+                self.assertEqual((place.attrs["label"], place.attrs["units"]),
+                                 ("resistance", "ohm"))
+            values = file["solutiondata.dat/values/type12/values"].attrs
+            self.assertEqual((values["label"], values["units"], list(values["components"])),
+                             ("fl\u00e4che", "m\u00b2", ["x", "y"]))
+            self.assertEqual([list(array.attrs["labels"])
+                              for array in file["solutiondata.dat/definitions"].values()
+                              if "labels" in array.attrs], [["Mean"], ["fl\u00e4che"]])
             metrics = file["solutiondata.dat"]
             self.assertEqual(dict(metrics.attrs), {"class": "POSolutionMetrics", "mode": "binary",
                                                    "version": "Run 7"})

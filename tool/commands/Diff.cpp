@@ -3,10 +3,12 @@
 #include <cmath>
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
+#include "tool/Labels.h"
 #include "tool/LoadedFile.h"
 #include "tool/Progress.h"
 #include "tool/ResultFile.h"
@@ -56,6 +58,9 @@ public:
     }
     /// The name of the file that the differences to come are in.
     void Enter(const std::string& name) { file = name; }
+    void Enter(const Field& next) { field = next.name; }
+    /// What the numbers of types mean, for people.
+    void Name(Labels labels) { names = std::move(labels); }
     std::size_t Count() const { return count; }
     const std::vector<Difference>& Shown() const { return shown; }
 
@@ -72,6 +77,13 @@ private:
         return a == b;
     }
 
+    /// A number, and what it means.
+    template <typename T>
+    std::string Text(const T& value, const Label* labels) const;
+    /// A key in brackets: [frequency 1000, port 1].
+    template <typename K>
+    std::string KeyText(const K& key, const Label* labels) const;
+
     template <typename K, typename V>
     void CompareMaps(const std::map<K, V>& a, const std::map<K, V>& b, const Label* labels);
     template <typename T>
@@ -80,19 +92,29 @@ private:
     void CompareVectors(const std::vector<T>& a, const std::vector<T>& b, const Label* labels);
 
     const DiffOptions& options;
+    std::optional<Labels> names;
     std::string file;
+    std::string_view field;
     std::string path;
     std::size_t count = 0;
     std::vector<Difference> shown;
 };
 
-/// A key in brackets: [frequency 1000, port 1].
+template <typename T>
+std::string Comparer::Text(const T& value, const Label* labels) const {
+    std::string text = ToJson(value, labels).dump();
+    if constexpr (std::is_same_v<T, int>) {
+        const auto meaning = names ? names->Meaning(field, labels->name, value) : "";
+        if (!meaning.empty()) text += " " + meaning;
+    }
+    return text;
+}
+
 template <typename K>
-std::string KeyText(const K& key, const Label* labels) {
+std::string Comparer::KeyText(const K& key, const Label* labels) const {
     std::string text;
     ForLeaves(key, [&](const auto& part, std::size_t i) {
-        text += (i == 0 ? "[" : ", ") + std::string(labels[i].name) + " " +
-                ToJson(part, labels + i).dump();
+        text += (i == 0 ? "[" : ", ") + std::string(labels[i].name) + " " + Text(part, labels + i);
     });
     return text + "]";
 }
@@ -162,7 +184,7 @@ void Comparer::Compare(const T& a, const T& b, const Label* labels) {
         part(a.first, b.first, labels);
         part(a.second, b.second, labels + kLeaves<First>);
     } else if (!Same(a, b)) {
-        Differ(ToJson(a, labels).dump(), ToJson(b, labels).dump());
+        Differ(Text(a, labels), Text(b, labels));
     }
 }
 
@@ -183,6 +205,7 @@ struct FieldComparer {
     template <typename T>
     void operator()(const Field& field, const T& value) {
         if (!slice.Names(field)) return;
+        comparer.Enter(field);
         comparer.At(std::string(field.name), [&] {
             comparer.Compare(value, *static_cast<const T*>(other.fields.at(field.name)),
                              field.parts.data());
@@ -190,10 +213,10 @@ struct FieldComparer {
     }
 };
 
-void CompareFiles(const std::string& pathA, const std::string& pathB, const std::string& className,
+void CompareFiles(const std::string& pathA, const std::string& pathB, const DiffOptions& options,
                   const Slice& slice, Comparer& comparer) {
-    const LoadedFile loadedA = LoadWhole(pathA, className, slice);
-    const LoadedFile loadedB = LoadWhole(pathB, className, slice);
+    const LoadedFile loadedA = LoadWhole(pathA, options.className, slice);
+    const LoadedFile loadedB = LoadWhole(pathB, options.className, slice);
     const ResultFile& a = loadedA.file;
     const ResultFile& b = loadedB.file;
     if (a.kind != b.kind) {
@@ -206,6 +229,10 @@ void CompareFiles(const std::string& pathA, const std::string& pathB, const std:
         comparer.At("version", [&] {
             comparer.Differ(a.version.value_or("none"), b.version.value_or("none"));
         });
+    if (!options.json) {
+        const Labels names = Labels::Beside(pathA);
+        comparer.Name(names.NamesTypes() ? names : Labels::Beside(pathB));
+    }
     const AnyBody first = loadedA.InMemory();
     const AnyBody second = loadedB.InMemory();
     const Progress progress("Comparing " + a.path + " with " + b.path);
@@ -229,8 +256,8 @@ int CompareDirectories(const DiffOptions& options, const Slice& slice, Comparer&
         if (!std::binary_search(first.begin(), first.end(), name))
             return comparer.Differ("missing", "present");
         try {
-            CompareFiles(PathIn(options.first, name), PathIn(options.second, name),
-                         options.className, slice, comparer);
+            CompareFiles(PathIn(options.first, name), PathIn(options.second, name), options, slice,
+                         comparer);
         } catch (const NoSuchKey&) {
             // The slice is one of other files.
         }
@@ -241,7 +268,7 @@ int Compare(const DiffOptions& options, Comparer& comparer) {
     const Slice slice = ParseSlice(options.slice);
     if (IsDirectory(options.first) && IsDirectory(options.second))
         return CompareDirectories(options, slice, comparer);
-    CompareFiles(options.first, options.second, options.className, slice, comparer);
+    CompareFiles(options.first, options.second, options, slice, comparer);
     return kDone;
 }
 
@@ -287,7 +314,9 @@ void DefineDiff(CommandLine& command) {
         "Compares what a host has after a load, so that neither the mode nor the number of bodies\n"
         "matters. Not-a-numbers are equal. Files of directories are paired by name. Of a slice, "
         "only\n"
-        "fields whose entries have such keys are compared.\n\n"
+        "fields whose entries have such keys are compared. Types have the names of a labels.json "
+        "next\n"
+        "to A, or else to B, but not with --json.\n\n"
         "Exit status: 0 same, 1 different, 2 trouble.\n\n"
         "Examples:\n"
         "  fieldstore diff before/modeinfo.dat after/modeinfo.dat --rtol 1e-9\n"

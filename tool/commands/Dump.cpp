@@ -60,17 +60,17 @@ void DumpFile(const DumpOptions& options, const Slice& slice) {
     std::optional<Progress> progress;
     if (!GoesToTerminal(options.output))
         progress.emplace("Writing " + options.format + " of " + options.input);
-    if (options.format == "npy") return DumpNpy(loaded.data, files);
+    const Labels labels = Labels::Beside(options.input);
+    if (options.format == "npy") return DumpNpy(loaded.data, labels, files);
     if (options.format == "csv")
         return WriteTo(options.output, options.force,
-                       [&](std::ostream& out) { DumpCsv(loaded.data, out); });
+                       [&](std::ostream& out) { DumpCsv(loaded.data, labels, out); });
     const AnyBody body = loaded.InMemory();
-    if (options.format == "mtx") return DumpMtx(body, files);
-    if (options.format == "vtu")
-        return DumpVtu(body, options.input, Labels::Beside(options.input), options.vtu, files);
+    if (options.format == "mtx") return DumpMtx(body, labels, files);
+    if (options.format == "vtu") return DumpVtu(body, options.input, labels, options.vtu, files);
     if (options.IsTouchstone())
-        return DumpTouchstone(body, options.input, Labels::Beside(options.input),
-                              options.touchstone, options.output, files);
+        return DumpTouchstone(body, options.input, labels, options.touchstone, options.output,
+                              files);
     WriteTo(options.output, options.force,
             [&](std::ostream& out) { DumpJson(loaded.file, body, out); });
 }

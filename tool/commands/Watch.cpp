@@ -16,11 +16,13 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <string_view>
 
 #include "tool/Chart.h"
 #include "tool/Commands.h"
 #include "tool/Error.h"
 #include "tool/Follower.h"
+#include "tool/Labels.h"
 #include "tool/Progress.h"
 #include "tool/SideFiles.h"
 #include "tool/Terminal.h"
@@ -151,8 +153,9 @@ struct News {
     std::optional<double> value;
 };
 
-template <typename Map>
-std::string KeysText(const Map& map, const std::string& one, const std::string& many) {
+template <typename Map, typename Show>
+std::string KeysText(const Map& map, const std::string& one, const std::string& many,
+                     const Show& show) {
     std::set<std::int64_t> frequencies, others;
     for (const auto& entry : map) {
         frequencies.insert(entry.first.first);
@@ -160,11 +163,18 @@ std::string KeysText(const Map& map, const std::string& one, const std::string& 
     }
     if (map.empty()) return "no data";
     return Range(frequencies, "frequency", "frequencies", FrequencyText) + ", " +
-           Range(others, one, many, [](std::int64_t value) { return std::to_string(value); });
+           Range(others, one, many, show);
 }
 
-News NewsOf(const ModeInfoBody& body) {
-    News news{KeysText(body.modes, "port", "ports"), {}};
+/// The number of a type, and its name where it has one.
+std::string TypeText(const Labels& labels, std::string_view field, std::int64_t type) {
+    const std::string meaning = labels.Meaning(field, "type", type);
+    return std::to_string(type) + (meaning.empty() ? "" : " " + meaning);
+}
+
+News NewsOf(const ModeInfoBody& body, const Labels& /*labels*/) {
+    const auto number = [](std::int64_t port) { return std::to_string(port); };
+    News news{KeysText(body.modes, "port", "ports", number), {}};
     if (body.modes.empty() || body.modes.rbegin()->second.empty()) return news;
     const Complex value = body.modes.rbegin()->second.front().first.second;
     news.value = std::abs(value);
@@ -173,8 +183,9 @@ News NewsOf(const ModeInfoBody& body) {
     return news;
 }
 
-News NewsOf(const CircuitMatricesBody& body) {
-    News news{KeysText(body.matrices, "type", "types"), {}};
+News NewsOf(const CircuitMatricesBody& body, const Labels& labels) {
+    const auto name = [&labels](std::int64_t type) { return TypeText(labels, "matrices", type); };
+    News news{KeysText(body.matrices, "type", "types", name), {}};
     if (body.matrices.empty()) return news;
     double largest = 0;
     for (const double value : body.matrices.rbegin()->second)
@@ -185,7 +196,7 @@ News NewsOf(const CircuitMatricesBody& body) {
 }
 
 /// The last pass, and the values that most of its entities have: those of elements, as a rule.
-News NewsOf(const SolutionMetricsBody& body) {
+News NewsOf(const SolutionMetricsBody& body, const Labels& labels) {
     std::map<int, std::pair<std::uint32_t, std::vector<double>>> passes;
     for (const auto& [key, values] : body.values) {
         auto& [pass, numbers] = passes[key.first];
@@ -201,13 +212,13 @@ News NewsOf(const SolutionMetricsBody& body) {
     if (chosen == passes.end() || chosen->second.second.empty()) return {"no values", {}};
     const auto& [pass, numbers] = chosen->second;
     const double largest = *std::max_element(numbers.begin(), numbers.end());
-    return {"pass " + std::to_string(pass) + ", type " + std::to_string(chosen->first) + ": " +
-                Counted(numbers.size(), "value", "values") + ", largest " + Text(largest),
+    return {"pass " + std::to_string(pass) + ", type " + TypeText(labels, "values", chosen->first) +
+                ": " + Counted(numbers.size(), "value", "values") + ", largest " + Text(largest),
             largest};
 }
 
 template <typename Body>
-News NewsOf(const Body& body) {
+News NewsOf(const Body& body, const Labels& /*labels*/) {
     const auto entries = body.Entries();
     return {Counted(entries, "entry", "entries"), static_cast<double>(entries)};
 }
@@ -219,7 +230,8 @@ public:
         : plot(wantsChart), most(mostAtFirst), terminal(isatty(STDOUT_FILENO) != 0) {}
 
     void Body(const std::string& path, const AnyBody& any, std::size_t number) {
-        News news = std::visit([](const auto& body) { return NewsOf(body); }, any);
+        const Labels& names = LabelsOf(path);
+        News news = std::visit([&names](const auto& body) { return NewsOf(body, names); }, any);
         auto& series = values[path];
         if (news.value && !series.empty() && series.back() != 0) {
             constexpr double percent = 100;
@@ -253,6 +265,17 @@ public:
     }
 
 private:
+    /// Read once. A run is followed without names rather than not at all.
+    const Labels& LabelsOf(const std::string& path) {
+        const auto [found, isNew] = labels.try_emplace(path);
+        if (!isNew) return found->second;
+        try {
+            found->second = Labels::Beside(path);
+        } catch (const Error& error) {
+            Say(error);
+        }
+        return found->second;
+    }
     void Draw() {
         chart = Chart(values[charted]);
         if (!chart.empty()) chart = Visible(charted) + "\n" + chart;
@@ -270,6 +293,7 @@ private:
     bool atFirst = true;
     std::deque<std::string> lines;
     std::map<std::string, std::vector<double>> values;
+    std::map<std::string, Labels> labels;
     std::string charted, chart;
 };
 

@@ -2,8 +2,10 @@
 #include <algorithm>
 
 #include "tool/Error.h"
+#include "tool/Visible.h"
 #include "tool/formats/RowFormatter.h"
 #include "tool/formats/Tables.h"
+#include "tool/formats/TypeLabels.h"
 
 namespace fieldstore::tool {
 namespace {
@@ -25,12 +27,39 @@ void PutCells(const double* values, std::size_t count, std::size_t columns, RowT
         text.Put(",");
         if (i < count) text.Put(values[i]);
     }
-    text.Put("\n");
 }
+
+/// A text as a cell, in one line.
+std::string Cell(const std::string& text) {
+    const std::string line = Visible(text);
+    if (line.find_first_of(",\"") == std::string::npos) return line;
+    std::string quoted = "\"";
+    for (const char c : line) quoted += c == '"' ? "\"\"" : std::string(1, c);
+    return quoted + "\"";
+}
+
+/// The last columns, for a file with types that have labels: whoever counts columns finds the
+/// numbers where they are without labels.
+class LabelColumns {
+public:
+    LabelColumns(const AnyStreamed& data, const Labels& labels) {
+        for (const auto& [type, label] : LabelsOfTypes(data, labels))
+            cells.emplace(type, "," + Cell(label.name) + "," + Cell(label.unit) + "\n");
+    }
+    const char* Header() const { return cells.empty() ? "\n" : ",label,unit\n"; }
+    /// Ends a row.
+    void Put(int type, RowText& text) const {
+        const auto found = cells.find(type);
+        text.Put(found != cells.end() ? found->second.c_str() : cells.empty() ? "\n" : ",,\n");
+    }
+
+private:
+    std::map<int, std::string> cells;
+};
 
 using ModeEntry = std::pair<std::pair<std::int64_t, int>, std::vector<ModeInfoBody::Record>>;
 
-void PutModes(const ModeEntry& entry, std::size_t /*columns*/, RowText& text) {
+void PutModes(const ModeEntry& entry, RowText& text) {
     const auto& [key, records] = entry;
     for (std::size_t mode = 0; mode < records.size(); ++mode) {
         const auto& [head, data] = records[mode];
@@ -47,7 +76,7 @@ void PutModes(const ModeEntry& entry, std::size_t /*columns*/, RowText& text) {
     }
 }
 
-void Put(const StreamedModeInfo& body, std::ostream& out) {
+void Put(const StreamedModeInfo& body, const LabelColumns& /*labels*/, std::ostream& out) {
     out << "frequency,port,mode,group,gamma_re,gamma_im,index,voltage_re,voltage_im,current_re,"
            "current_im\n";
     RowFormatter<ModeEntry> rows(out, &PutModes);
@@ -68,7 +97,8 @@ std::size_t Dimension(std::uint64_t values) {
     return dimension;
 }
 
-void PutMatrix(const MatrixEntry& entry, std::size_t columns, RowText& text) {
+void PutMatrix(const MatrixEntry& entry, std::size_t columns, const LabelColumns& labels,
+               RowText& text) {
     const auto& [key, values] = entry;
     const std::size_t dimension = Dimension(values.size());
     for (std::size_t row = 0; row * dimension < values.size(); ++row) {
@@ -76,16 +106,19 @@ void PutMatrix(const MatrixEntry& entry, std::size_t columns, RowText& text) {
         text.PutRow(key.first, key.second, row);
         text.Text().pop_back();
         PutCells(values.data() + begin, std::min(dimension, values.size() - begin), columns, text);
+        labels.Put(key.second, text);
     }
 }
 
-void Put(const StreamedMatrices& body, std::ostream& out) {
+void Put(const StreamedMatrices& body, const LabelColumns& labels, std::ostream& out) {
     std::size_t columns = 0;
     body.matrices.ForKeys([&columns](const auto& /*key*/, const auto& extent) {
         columns = std::max(columns, Dimension(extent.count));
     });
-    out << "frequency,type,row" << Numbered("column", columns) << '\n';
-    RowFormatter<MatrixEntry> rows(out, &PutMatrix, columns);
+    out << "frequency,type,row" << Numbered("column", columns) << labels.Header();
+    RowFormatter<MatrixEntry> rows(out, [&labels, columns](const auto& entry, RowText& text) {
+        PutMatrix(entry, columns, labels, text);
+    });
     body.matrices.ForEach(
         [&rows](const auto& key, const Doubles& values) { rows.Add(key, values, values.size()); });
     rows.Finish();
@@ -93,27 +126,31 @@ void Put(const StreamedMatrices& body, std::ostream& out) {
 
 using MetricEntry = std::pair<std::pair<int, std::pair<int, int>>, Doubles>;
 
-void PutMetric(const MetricEntry& entry, std::size_t columns, RowText& text) {
+void PutMetric(const MetricEntry& entry, std::size_t columns, const LabelColumns& labels,
+               RowText& text) {
     const auto& [key, values] = entry;
     text.PutRow(key.first, Unsigned(key.second.first), Unsigned(key.second.second));
     text.Text().pop_back();
     PutCells(values.data(), values.size(), columns, text);
+    labels.Put(key.first, text);
 }
 
-void Put(const StreamedMetrics& body, std::ostream& out) {
+void Put(const StreamedMetrics& body, const LabelColumns& labels, std::ostream& out) {
     std::size_t columns = 0;
     body.values.ForKeys([&columns](const auto& /*key*/, const auto& extent) {
         columns = std::max(columns, static_cast<std::size_t>(extent.count));
     });
-    out << "type,index,entity" << Numbered("value", columns) << '\n';
-    RowFormatter<MetricEntry> rows(out, &PutMetric, columns);
+    out << "type,index,entity" << Numbered("value", columns) << labels.Header();
+    RowFormatter<MetricEntry> rows(out, [&labels, columns](const auto& entry, RowText& text) {
+        PutMetric(entry, columns, labels, text);
+    });
     body.values.ForEach([&rows](const auto& key, const Doubles& values) {
         rows.Add(key, values, values.size() + 3);
     });
     rows.Finish();
 }
 
-void Put(const PortCircuitDOFsBody& body, std::ostream& out) {
+void Put(const PortCircuitDOFsBody& body, const LabelColumns& /*labels*/, std::ostream& out) {
     RowText text;
     text.Put("position,dof,kind,number\n");
     const std::int64_t ports = std::max(body.portDOFCount, 0);
@@ -131,14 +168,15 @@ void Put(const PortCircuitDOFsBody& body, std::ostream& out) {
 }
 
 template <typename Body>
-void Put(const Body& /*body*/, std::ostream& /*out*/) {
+void Put(const Body& /*body*/, const LabelColumns& /*labels*/, std::ostream& /*out*/) {
     RefuseClass<Body>("csv");
 }
 
 }  // namespace
 
-void DumpCsv(const AnyStreamed& data, std::ostream& out) {
-    std::visit([&out](const auto& body) { Put(body, out); }, data);
+void DumpCsv(const AnyStreamed& data, const Labels& labels, std::ostream& out) {
+    const LabelColumns columns(data, labels);
+    std::visit([&](const auto& body) { Put(body, columns, out); }, data);
 }
 
 }  // namespace fieldstore::tool

@@ -5,12 +5,13 @@
 #include <zlib.h>
 
 #include <array>
-#include <set>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "tool/Error.h"
 #include "tool/formats/Arrays.h"
+#include "tool/formats/TypeLabels.h"
 
 namespace fieldstore::tool {
 namespace {
@@ -42,26 +43,29 @@ void Require(herr_t result, const std::string& path) {
 }
 
 /// The checksum of the format: of big-endian words of 16 bits, the last one filled up with zero.
+/// The sum of the sums so far is one of words times the number of words left, which needs no word
+/// to wait for the one before.
 std::uint32_t Fletcher32(const std::vector<unsigned char>& bytes) {
     constexpr std::size_t wordsAtOnce = 360;  // as many as no sum overflows for
     constexpr unsigned half = 16, low = 0xffff, byteBits = 8;
-    std::uint32_t sum = 0, sumOfSums = 0;
     const auto fold = [](std::uint32_t value) { return (value & low) + (value >> half); };
-    const std::size_t words = bytes.size() / 2;
-    for (std::size_t i = 0; i < words;) {
-        const std::size_t end = std::min(words, i + wordsAtOnce);
-        for (; i < end; ++i) {
-            sum += static_cast<std::uint32_t>(bytes[2 * i]) << byteBits | bytes[2 * i + 1];
-            sumOfSums += sum;
+    std::uint32_t sum = 0, sumOfSums = 0;
+    const unsigned char* word = bytes.data();
+    for (std::size_t left = bytes.size() / 2; left != 0;) {
+        const auto count = static_cast<std::uint32_t>(std::min(left, wordsAtOnce));
+        std::uint32_t plain = 0, weighted = 0;
+        for (std::uint32_t i = 0; i < count; ++i, word += 2) {
+            const std::uint32_t value = static_cast<std::uint32_t>(word[0]) << byteBits | word[1];
+            plain += value;
+            weighted += (count - i) * value;
         }
-        sum = fold(sum);
-        sumOfSums = fold(sumOfSums);
+        sumOfSums = fold(sumOfSums + count * sum + weighted);
+        sum = fold(sum + plain);
+        left -= count;
     }
     if (bytes.size() % 2 != 0) {
-        sum += static_cast<std::uint32_t>(bytes.back()) << byteBits;
-        sumOfSums += sum;
-        sum = fold(sum);
-        sumOfSums = fold(sumOfSums);
+        sum = fold(sum + (static_cast<std::uint32_t>(bytes.back()) << byteBits));
+        sumOfSums = fold(sumOfSums + sum);
     }
     return fold(sumOfSums) << half | fold(sum);
 }
@@ -74,51 +78,67 @@ void Shuffle(const unsigned char* from, std::size_t elements, std::size_t size,
         for (std::size_t i = 0; i < elements; ++i) to[byte * elements + i] = from[i * size + byte];
 }
 
-/// Whether it was made smaller than `most`.
-bool Deflate(const std::vector<unsigned char>& from, std::size_t most,
-             std::vector<unsigned char>& to) {
-    uLongf size = compressBound(static_cast<uLong>(from.size()));
-    to.resize(size);
-    constexpr int fastest = 1;
-    if (compress2(to.data(), &size, from.data(), static_cast<uLong>(from.size()), fastest) != Z_OK)
-        return false;
-    to.resize(size);
-    return size < most;
-}
+/// Deflates with one state again and again: to make one takes as long as a few kilobytes.
+class Deflater {
+public:
+    Deflater() {
+        constexpr int fastest = 1;
+        if (deflateInit(&state, fastest) != Z_OK) throw std::bad_alloc();
+    }
+    ~Deflater() { deflateEnd(&state); }
+    Deflater(const Deflater&) = delete;
+    Deflater& operator=(const Deflater&) = delete;
+
+    /// Whether `to` got all of `from` in at most so many bytes.
+    bool Fits(std::vector<unsigned char>& from, std::size_t most, std::vector<unsigned char>& to) {
+        to.resize(most);
+        deflateReset(&state);
+        state.next_in = from.data();
+        state.avail_in = static_cast<uInt>(from.size());
+        state.next_out = to.data();
+        state.avail_out = static_cast<uInt>(most);
+        if (deflate(&state, Z_FINISH) != Z_STREAM_END) return false;
+        to.resize(most - state.avail_out);
+        return true;
+    }
+
+private:
+    z_stream state{};
+};
 
 /// What makes of the values of a chunk the bytes that are stored. To deflate what hardly gets
 /// smaller, as measured or computed numbers, would take ten times as long as all the rest; a
 /// sample tells, and the chunk says that it was left out.
 class ChunkFilter {
 public:
-    explicit ChunkFilter(std::size_t elementSize) : size(elementSize) {}
-
     /// Returns the mask of the filters that were left out.
-    std::uint32_t Apply(const std::vector<unsigned char>& values,
-                        std::vector<unsigned char>& stored) {
+    std::uint32_t Apply(std::vector<unsigned char>& chunk, std::size_t elementSize) {
         constexpr std::uint32_t none = 0, shuffleAndDeflate = 3;
-        const bool deflated =
-            IsWorthIt(values) && (Shuffle(values.data(), values.size() / size, size, shuffled),
-                                  Deflate(shuffled, values.size(), stored));
-        if (!deflated) stored = values;
-        const std::uint32_t sum = Fletcher32(stored);
+        const bool deflated = MakeSmaller(chunk, elementSize);
+        const std::uint32_t sum = Fletcher32(chunk);
         for (unsigned byte = 0; byte < sizeof sum; ++byte)
-            stored.push_back(static_cast<unsigned char>(sum >> 8U * byte));
+            chunk.push_back(static_cast<unsigned char>(sum >> 8U * byte));
         return deflated ? none : shuffleAndDeflate;
     }
 
 private:
-    bool IsWorthIt(const std::vector<unsigned char>& values) const {
+    bool MakeSmaller(std::vector<unsigned char>& chunk, std::size_t elementSize) {
+        if (!IsWorthIt(chunk, elementSize)) return false;
+        Shuffle(chunk.data(), chunk.size() / elementSize, elementSize, shuffled);
+        if (!deflater.Fits(shuffled, chunk.size(), packed)) return false;
+        chunk.swap(packed);
+        return true;
+    }
+    bool IsWorthIt(const std::vector<unsigned char>& chunk, std::size_t elementSize) {
         constexpr std::size_t sampled = 2048, small = 16 * sampled;
-        if (values.size() <= small) return true;
-        const std::size_t begin = values.size() / 2 / size * size;
-        std::vector<unsigned char> sample, packed;
-        Shuffle(values.data() + begin, sampled / size, size, sample);
-        return Deflate(sample, sample.size() / 2, packed);
+        if (chunk.size() <= small) return true;
+        const std::size_t begin = chunk.size() / 2 / elementSize * elementSize;
+        Shuffle(chunk.data() + begin, sampled / elementSize, elementSize, shuffled);
+        return deflater.Fits(shuffled, sampled / 2, packed);
     }
 
-    std::size_t size;
-    std::vector<unsigned char> shuffled;
+    Deflater deflater;
+    std::vector<unsigned char> shuffled, packed;
 };
 
 hid_t TypeOf(Element type, hid_t complexType) {
@@ -149,34 +169,61 @@ void PutText(hid_t object, const char* name, const std::string& text, const std:
     Require(H5Awrite(attribute, type, &written), path);
 }
 
-/// The names of the dimensions, where h5py and the dimension scales look for them.
-void PutDimensions(hid_t dataSet, const std::vector<std::string>& names, const std::string& path) {
+/// An attribute of several texts; none for no texts.
+void PutTexts(hid_t object, const char* name, const std::vector<std::string>& texts,
+              const std::string& path) {
+    if (texts.empty()) return;
     const Id type(H5Tcopy(H5T_C_S1), &H5Tclose, path);
     Require(H5Tset_size(type, H5T_VARIABLE), path);
-    const hsize_t count = names.size();
+    Require(H5Tset_cset(type, H5T_CSET_UTF8), path);
+    const hsize_t count = texts.size();
     const Id space(H5Screate_simple(1, &count, nullptr), &H5Sclose, path);
-    const Id attribute(
-        H5Acreate2(dataSet, "DIMENSION_LABELS", type, space, H5P_DEFAULT, H5P_DEFAULT), &H5Aclose,
-        path);
-    std::vector<const char*> texts;
-    texts.reserve(names.size());
-    for (const auto& name : names) texts.push_back(name.c_str());
-    Require(H5Awrite(attribute, type, texts.data()), path);
+    const Id attribute(H5Acreate2(object, name, type, space, H5P_DEFAULT, H5P_DEFAULT), &H5Aclose,
+                       path);
+    std::vector<const char*> written;
+    written.reserve(texts.size());
+    for (const auto& text : texts) written.push_back(text.c_str());
+    Require(H5Awrite(attribute, type, written.data()), path);
+}
+
+/// What a type is called, at its group or its values.
+void PutLabel(hid_t group, const std::string& object, const TypeLabel& label,
+              const std::string& path) {
+    const Id place(H5Oopen(group, object.c_str(), H5P_DEFAULT), &H5Oclose, path);
+    PutText(place, "label", label.name, path);
+    if (!label.unit.empty()) PutText(place, "units", label.unit, path);
+    PutTexts(place, "components", label.components, path);
+}
+
+/// What the numbers of the definitions mean, one text for each.
+void PutMeanings(hid_t group, const StreamedMetrics& metrics, const Labels& labels,
+                 const std::string& path) {
+    std::vector<std::string> types, functions;
+    for (const auto& [type, definition] : metrics.definitions) {
+        types.push_back(labels.Of("definitions", "type", type).name);
+        functions.push_back(labels.Of("definitions", "function", definition.second).name);
+    }
+    const Id typeNumbers(H5Oopen(group, "definitions/type", H5P_DEFAULT), &H5Oclose, path);
+    if (labels.NamesTypes()) PutTexts(typeNumbers, "labels", types, path);
+    const Id functionNumbers(H5Oopen(group, "definitions/function", H5P_DEFAULT), &H5Oclose, path);
+    PutTexts(functionNumbers, "labels", functions, path);
 }
 
 /// One array of a group. Chunks are made and filtered here and handed over as they will stand in
 /// the file.
 class Hdf5Array : public ArrayWriter {
 public:
-    Hdf5Array(hid_t group, hid_t complexType, ArrayInfo array, const std::string& filePath)
+    Hdf5Array(hid_t group, hid_t complexType, ArrayInfo array, const std::string& filePath,
+              ChunkFilter& chunkFilter)
         : info(std::move(array)),
           path(filePath),
           type(TypeOf(info.type, complexType)),
           rowBytes(SizeOf(info.type) * info.RowLength()),
-          filter(SizeOf(info.type)),
+          filter(chunkFilter),
           dataSet(Create(group), &H5Dclose, path) {
         if (!info.unit.empty()) PutText(dataSet, "units", info.unit, path);
-        if (!info.dimensions.empty()) PutDimensions(dataSet, info.dimensions, path);
+        // Where h5py and the dimension scales look for them.
+        PutTexts(dataSet, "DIMENSION_LABELS", info.dimensions, path);
     }
 
     void Put(const void* values, std::size_t bytes) override {
@@ -253,11 +300,11 @@ private:
             extent.front() = rowsPut + chunkRows;
             Require(H5Dset_extent(dataSet, extent.data()), path);
         }
-        const std::uint32_t mask = filter.Apply(chunk, stored);
+        const std::uint32_t mask = filter.Apply(chunk, SizeOf(info.type));
         std::vector<hsize_t> offset(info.shape.size());
         offset.front() = rowsPut;
         Require(
-            H5Dwrite_chunk(dataSet, H5P_DEFAULT, mask, offset.data(), stored.size(), stored.data()),
+            H5Dwrite_chunk(dataSet, H5P_DEFAULT, mask, offset.data(), chunk.size(), chunk.data()),
             path);
         rowsPut += chunkRows;
         chunk.clear();
@@ -275,8 +322,8 @@ private:
     std::uint64_t chunkRows = 0;
     std::size_t chunkBytes = ~std::size_t{0};
     std::uint64_t rowsPut = 0;
-    std::vector<unsigned char> chunk, stored;
-    ChunkFilter filter;
+    std::vector<unsigned char> chunk;
+    ChunkFilter& filter;
     Id dataSet;
 };
 
@@ -285,27 +332,15 @@ public:
     GroupSink(hid_t target, hid_t complexNumbers, std::string filePath)
         : group(target), complexType(complexNumbers), path(std::move(filePath)) {}
     std::unique_ptr<ArrayWriter> Begin(const ArrayInfo& info) override {
-        return std::make_unique<Hdf5Array>(group, complexType, info, path);
+        return std::make_unique<Hdf5Array>(group, complexType, info, path, filter);
     }
 
 private:
     hid_t group;
     hid_t complexType;
     std::string path;
+    ChunkFilter filter;
 };
-
-/// Calls `visit(type)` for the types of a file whose numbers may have names.
-template <typename Visit>
-void ForTypes(const AnyStreamed& data, const Visit& visit) {
-    std::set<int> types;
-    if (const auto* matrices = std::get_if<StreamedMatrices>(&data))
-        matrices->matrices.ForKeys(
-            [&types](const auto& key, const auto& /*extent*/) { types.insert(key.second); });
-    if (const auto* metrics = std::get_if<StreamedMetrics>(&data))
-        metrics->values.ForKeys(
-            [&types](const auto& key, const auto& /*extent*/) { types.insert(key.first); });
-    for (const int type : types) visit(type);
-}
 
 hid_t MakeComplexType() {
     const hid_t type = H5Tcreate(H5T_COMPOUND, SizeOf(Element::Complex128));
@@ -338,17 +373,14 @@ public:
         if (loaded.file.version) PutText(group, "version", *loaded.file.version, path);
         GroupSink sink(group, complexType, path);
         PutArrays(loaded.data, sink);
-        const bool matrices = std::holds_alternative<StreamedMatrices>(loaded.data);
-        const std::string field = matrices ? "matrices" : "values";
-        ForTypes(loaded.data, [&](int type) {
+        const std::string field = TypedFieldOf(loaded.data).name;
+        for (const auto& [type, label] : LabelsOfTypes(loaded.data, labels)) {
             const std::string series = field + "/type" + std::to_string(type);
-            const Id values(H5Gopen2(group, series.c_str(), H5P_DEFAULT), &H5Gclose, path);
-            const auto* own = matrices ? labels.Find(Labels::eMatrixTypes, type)
-                                       : labels.Find(Labels::eValueTypes, ValueTypeOf(type));
-            const auto label = own != nullptr ? own->name : labels.Meaning(field, "type", type);
-            if (!label.empty()) PutText(values, "label", label, path);
-            if (own != nullptr && !own->unit.empty()) PutText(values, "units", own->unit, path);
-        });
+            PutLabel(group, series, label, path);
+            PutLabel(group, series + "/values", label, path);
+        }
+        if (const auto* metrics = std::get_if<StreamedMetrics>(&loaded.data))
+            PutMeanings(group, *metrics, labels, path);
     }
     void Flush() { Require(H5Fflush(file, H5F_SCOPE_GLOBAL), path); }
 

@@ -4,6 +4,7 @@
 #include "tool/OutputFile.h"
 #include "tool/formats/Arrays.h"
 #include "tool/formats/Tables.h"
+#include "tool/formats/TypeLabels.h"
 
 namespace fieldstore::tool {
 namespace {
@@ -99,9 +100,14 @@ private:
 
 }  // namespace
 
-void DumpNpy(const AnyStreamed& data, const FileSet& files) {
+void DumpNpy(const AnyStreamed& data, const Labels& labels, const FileSet& files) {
     NpySink sink(files);
     PutArrays(data, sink);
+    const TypedField typed = TypedFieldOf(data);
+    const Labels own = labels.Only(typed.groups);
+    if (!own.NamesTypes()) return;
+    // Not plain labels.json: that of the data must not be replaced when arrays go beside them.
+    files.Write(typed.name + ".labels.json", [&own](std::ostream& out) { out << own.Document(); });
 }
 
 }  // namespace fieldstore::tool

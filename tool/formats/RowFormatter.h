@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 #include <deque>
+#include <functional>
 #include <future>
 #include <ostream>
 #include <string>
@@ -42,16 +43,15 @@ private:
 };
 
 /// Makes text of items, pairs of a key and a value, on every core, and writes it in their order.
-/// Numbers as text are what takes
-/// the time of an export.
+/// Numbers as text are what takes the time of an export.
 template <typename Item>
 class RowFormatter {
 public:
-    using Format = void (*)(const Item& item, std::size_t columns, RowText& text);
+    using Format = std::function<void(const Item& item, RowText& text)>;
 
-    /// `columns` is handed on to `format`.
-    RowFormatter(std::ostream& stream, Format format, std::size_t columns = 0)
-        : out(stream), formatItem(format), columnCount(columns) {}
+    /// `format` is called by several threads.
+    RowFormatter(std::ostream& stream, Format format)
+        : out(stream), formatItem(std::move(format)) {}
 
     /// `numbers` is about how many the value has.
     void Add(const typename Item::first_type& key, const typename Item::second_type& value,
@@ -82,11 +82,9 @@ private:
         if (filling.used == 0) return;
         const std::size_t most = std::max(1U, std::thread::hardware_concurrency());
         while (running.size() >= most) WriteOldest();
-        running.push_back(std::async(
-            std::launch::async,
-            [batch = std::move(filling), format = formatItem, columns = columnCount]() mutable {
-                for (std::size_t i = 0; i < batch.used; ++i)
-                    format(batch.items[i], columns, batch.text);
+        running.push_back(
+            std::async(std::launch::async, [batch = std::move(filling), this]() mutable {
+                for (std::size_t i = 0; i < batch.used; ++i) formatItem(batch.items[i], batch.text);
                 return std::move(batch);
             }));
         filling = {};
@@ -107,8 +105,7 @@ private:
     }
 
     std::ostream& out;
-    Format formatItem;
-    std::size_t columnCount;
+    const Format formatItem;
     Batch filling;
     std::size_t weight = 0;
     std::deque<std::future<Batch>> running;

@@ -8,6 +8,7 @@
 
 #include "tool/Bodies.h"
 #include "tool/Error.h"
+#include "tool/Labels.h"
 #include "tool/StreamedBodies.h"
 
 namespace fieldstore::tool {
@@ -48,9 +49,9 @@ template <typename Body>
 }
 
 // Each raises for a class that the format has no form for.
-void DumpCsv(const AnyStreamed& data, std::ostream& out);
-void DumpNpy(const AnyStreamed& data, const FileSet& files);
-void DumpMtx(const AnyBody& body, const FileSet& files);
+void DumpCsv(const AnyStreamed& data, const Labels& labels, std::ostream& out);
+void DumpNpy(const AnyStreamed& data, const Labels& labels, const FileSet& files);
+void DumpMtx(const AnyBody& body, const Labels& labels, const FileSet& files);
 
 /// The shortest text that reads back as the same number.
 std::string NumberText(double value);
