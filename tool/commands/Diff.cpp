@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 
+#include "streams/FileNames.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
@@ -229,8 +230,9 @@ int CompareDirectories(const DiffOptions& options, const Slice& slice, Comparer&
         if (!std::binary_search(first.begin(), first.end(), name))
             return comparer.Differ("missing", "present");
         try {
-            CompareFiles(PathIn(options.first, name), PathIn(options.second, name),
-                         options.className, slice, comparer);
+            CompareFiles(platform::Joined(options.first, name),
+                         platform::Joined(options.second, name), options.className, slice,
+                         comparer);
         } catch (const NoSuchKey&) {
             // The slice is one of other files.
         }
@@ -239,7 +241,7 @@ int CompareDirectories(const DiffOptions& options, const Slice& slice, Comparer&
 
 int Compare(const DiffOptions& options, Comparer& comparer) {
     const Slice slice = ParseSlice(options.slice);
-    if (IsDirectory(options.first) && IsDirectory(options.second))
+    if (platform::IsDirectory(options.first) && platform::IsDirectory(options.second))
         return CompareDirectories(options, slice, comparer);
     CompareFiles(options.first, options.second, options.className, slice, comparer);
     return kDone;
