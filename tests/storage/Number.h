@@ -20,10 +20,12 @@ public:
                                                      false,
                                                      "Unknown error committing Number object."};
 
-    explicit Number(const TempDirectory& directory, bool appends = true) : POBase(kTraits) {
+    explicit Number(const std::string& directory, bool appends = true) : POBase(kTraits) {
         if (!appends) persistFlags = fieldstore::kReplacing;
-        SetDirectory(directory.Path());
+        SetDirectory(directory);
     }
+    explicit Number(const TempDirectory& directory, bool appends = true)
+        : Number(directory.Path(), appends) {}
     ~Number() override { CommitBeforeDestruction(); }
 
     int CopyFrom(std::shared_ptr<IPOBase>) override { return 1; }

@@ -23,7 +23,13 @@ TOOL, MAKE_SAMPLES = (os.path.abspath(path) for path in sys.argv[1:3])
 SCHEMA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../docs/json-schema.json")
 
 with open(TOOL, "rb") as program:
-    SANITIZED = b"__asan_init" in program.read()
+    content = program.read()
+    SANITIZED = b"__asan_init" in content
+    WINDOWS = b"fieldstore.exe" in content  # a script that starts it
+
+
+def posix_only(reason):
+    return unittest.skipIf(WINDOWS, "on Windows: " + reason)
 
 # File name, class, bodies and entries of the samples; what they hold stands in tests/samples/Samples.h.
 SAMPLES = [
@@ -62,8 +68,8 @@ def doubles(*values):
 
 
 def limit_memory():
-    if SANITIZED:
-        return  # sanitizers reserve terabytes of addresses
+    if SANITIZED or WINDOWS:
+        return  # sanitizers reserve terabytes of addresses, and Wine a few gigabytes
     resource.setrlimit(resource.RLIMIT_AS, (512 << 20, 512 << 20))
 
 
