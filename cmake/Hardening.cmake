@@ -6,9 +6,13 @@ include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
+# On Windows every large frame is probed anyway.
+if(NOT WIN32)
+  set(probed_stack -fstack-clash-protection)
+endif()
 foreach(flag
     -fstack-protector-strong
-    -fstack-clash-protection
+    ${probed_stack}
     -fcf-protection
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
   string(REGEX REPLACE "=.*" "" name ${flag})
@@ -22,6 +26,8 @@ endforeach()
 if(NOT MSVC)
   add_compile_options("$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 endif()
-if(UNIX AND NOT APPLE)
+if(MINGW)
+  link_libraries(-l:libssp.a) # what the stack protector needs lies in a library of its own
+elseif(UNIX AND NOT APPLE)
   add_link_options(LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
 endif()

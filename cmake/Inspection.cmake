@@ -12,10 +12,11 @@ add_library(fieldstore_inspection STATIC EXCLUDE_FROM_ALL
   tool/LoadedFile.cpp
   tool/Progress.cpp
   tool/ReadBodies.cpp
-  tool/RemovedOnSignal.cpp
+  tool/RemovedOnSignal_${platform}.cpp
   tool/ResultFile.cpp
   tool/SideFiles.cpp
   tool/Slice.cpp
+  tool/System_${platform}.cpp
   tool/TemporaryFile.cpp
   tool/Terminal.cpp
   tool/Visible.cpp)

@@ -1,4 +1,9 @@
 # The library's sources, layer by layer; each layer uses those above it in this list.
+if(WIN32)
+  set(platform windows)
+else()
+  set(platform posix)
+endif()
 set(FIELDSTORE_STREAMS
   streams/ColumnEncoding.cpp
   streams/DoubleText.cpp
@@ -18,8 +23,9 @@ set(FIELDSTORE_STREAMS
   streams/StopRequest.cpp
   streams/WordScan.cpp
   streams/Writer.cpp
-  $<$<NOT:$<PLATFORM_ID:Windows>>:streams/FileAttributes_posix.cpp>
-  streams/Platform_$<IF:$<PLATFORM_ID:Windows>,windows,posix>.cpp)
+  streams/FileAttributes_${platform}.cpp
+  streams/FileNames_${platform}.cpp
+  streams/Platform_${platform}.cpp)
 set(FIELDSTORE_CORE
   core/AppendMark.cpp
   core/BodyScan.cpp
@@ -54,7 +60,6 @@ target_compile_features(fieldstore_objects PUBLIC cxx_std_17)
 target_include_directories(fieldstore_objects
   PRIVATE ${PROJECT_SOURCE_DIR}
   PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>)
-target_compile_definitions(fieldstore_objects PRIVATE FIELDSTORE_BUILDING)
 target_link_libraries(fieldstore_objects PRIVATE $<BUILD_INTERFACE:fieldstore_warnings>)
 set_target_properties(fieldstore_objects PROPERTIES
   POSITION_INDEPENDENT_CODE ON
@@ -73,7 +78,11 @@ set_target_properties(fieldstore PROPERTIES
   LINKER_LANGUAGE CXX
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR})
-if(UNIX AND NOT APPLE)
+if(WIN32)
+  target_sources(fieldstore PRIVATE ${PROJECT_SOURCE_DIR}/cmake/exports.def)
+  set_target_properties(fieldstore PROPERTIES PREFIX "")
+  target_link_libraries(fieldstore PRIVATE ntdll)
+elseif(UNIX AND NOT APPLE)
   set(exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
   target_link_options(fieldstore PRIVATE -Wl,--version-script=${exports})
   set_property(TARGET fieldstore APPEND PROPERTY LINK_DEPENDS ${exports})
@@ -82,9 +91,16 @@ if(UNIX AND NOT APPLE)
   endif()
 endif()
 
+if(MINGW)
+  include(cmake/MingwRuntime.cmake)
+endif()
+
 # For tests, benchmarks and the tool, which look inside. Never installed.
 add_library(fieldstore_internal STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:fieldstore_objects>)
 set_target_properties(fieldstore_internal PROPERTIES LINKER_LANGUAGE CXX)
 target_compile_features(fieldstore_internal PUBLIC cxx_std_17)
+if(WIN32)
+  target_link_libraries(fieldstore_internal INTERFACE ntdll)
+endif()
 target_include_directories(fieldstore_internal INTERFACE
   ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include)

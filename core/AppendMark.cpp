@@ -4,6 +4,9 @@
 #include <filesystem>
 #include <utility>
 
+#include "streams/FileExists.h"
+#include "streams/FileNames.h"
+
 namespace fieldstore {
 namespace fs = std::filesystem;
 namespace {
@@ -26,12 +29,12 @@ std::optional<std::string_view> TakeLine(std::string_view& text, std::string_vie
 /// A file's content, as far as it can be a mark's; nothing when the file is gone.
 std::optional<std::string> BeginningOf(const std::string& path) {
     constexpr std::size_t most = std::size_t{1} << 14;  // with the longest path
-    auto file = platform::OpenForReading(path, false);
+    auto file = platform::OpenForReading(path);
     if (file.Error() == std::errc::no_such_file_or_directory) return std::nullopt;
-    if (!file.IsOpen()) throw fs::filesystem_error("open", path, file.Error());
+    if (!file.IsOpen()) throw FileSystemError("open", path, file.Error());
     std::string text(most, '\0');
     const auto length = file.Read(text.data(), text.size());
-    if (length < 0) throw fs::filesystem_error("read", path, file.Error());
+    if (length < 0) throw FileSystemError("read", path, file.Error());
     text.resize(static_cast<std::size_t>(length));
     return text;
 }
@@ -82,22 +85,15 @@ std::optional<AppendRecord> AppendRecord::Parse(std::string_view text) {
 
 AppendMark AppendMark::At(const std::string& path) {
     std::error_code error;
-    const auto type = fs::symlink_status(path, error).type();
+    const auto type = platform::TypeOf(path, platform::Links::Keep, error);
     if (type == fs::file_type::not_found || error == std::errc::filename_too_long) return {};
-    if (type == fs::file_type::none) throw fs::filesystem_error("exists", path, error);
+    if (type == fs::file_type::none) throw FileSystemError("exists", path, error);
     if (type != fs::file_type::regular) return {Kind::Other, {}};
     const auto text = BeginningOf(path);
     if (!text) return {};
     auto record = AppendRecord::Parse(*text);
     if (!record) return {Kind::Other, {}};
     return {Kind::Mark, std::move(*record)};
-}
-
-std::string WholePath(const std::string& path) {
-    std::error_code error;
-    const auto absolute = fs::absolute(path, error);
-    const auto whole = fs::weakly_canonical(absolute, error);
-    return (error ? fs::path(path).lexically_normal() : whole).string();
 }
 
 }  // namespace fieldstore

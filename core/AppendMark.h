@@ -66,9 +66,6 @@ struct AppendMark {
     }
 };
 
-/// The path of the data as a mark names it: the same for every way to write it on this machine.
-std::string WholePath(const std::string& path);
-
 }  // namespace fieldstore
 
 #endif

@@ -2,20 +2,28 @@
 #include "core/CommitGuard.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <stdexcept>
 #include <utility>
 
 #include "core/Messages.h"
 #include "streams/FileExists.h"
+#include "streams/FileNames.h"
 
 namespace fieldstore {
 namespace fs = std::filesystem;
 namespace {
 
 std::uint64_t FileLength(const std::string& path) {
-    return FileExists(path) ? fs::file_size(path) : 0;
+    return FileExists(path) ? FileSize(path) : 0;
+}
+
+/// What is there is a file, or something that has no end, as a device.
+bool IsRegular(const std::string& path) {
+    std::error_code error;
+    const auto type = platform::TypeOf(path, platform::Links::Follow, error);
+    if (type == fs::file_type::none) throw FileSystemError("status", path, error);
+    return type == fs::file_type::regular;
 }
 
 }  // namespace
@@ -43,7 +51,7 @@ void CommitGuard::TakeLock() {
 void CommitGuard::PrepareAppend(Append append) {
     const bool isFile = storage.File() != nullptr;
     const std::string path = storage.Identifier();
-    if (!isFile || (FileExists(path) && !fs::is_regular_file(path))) {  // a device has no end
+    if (!isFile || (FileExists(path) && !IsRegular(path))) {
         if (append == Append::AllOrNothing) throw std::runtime_error(messages::kNoMark);
         return;
     }
@@ -52,7 +60,7 @@ void CommitGuard::PrepareAppend(Append append) {
 }
 
 void CommitGuard::VouchForEnd(Append append) {
-    const std::string data = WholePath(storage.Identifier());
+    const std::string data = platform::WholePath(storage.Identifier());
     const auto places = storage.MarkPlaces();
     std::vector<std::string> left;    // by writers that died
     std::vector<std::string> usable;  // for the mark of this commit
@@ -93,8 +101,7 @@ void CommitGuard::Cut(std::uint64_t length, std::uint64_t end) const {
     if (!FileExists(path)) return;
     auto [file, created] = platform::OpenForWriting(path, true, false);
     const bool cut = file.IsOpen() && (end >= length || file.Truncate(end));
-    if (!cut || (storage.synced && !file.Sync()))
-        throw fs::filesystem_error("cut", path, file.Error());
+    if (!cut || (storage.synced && !file.Sync())) throw FileSystemError("cut", path, file.Error());
     if (end >= length) return;
     stored.log("A commit ended halfway; cut bytes " + std::to_string(end) + " to " +
                std::to_string(length) + " after the last whole body.");
@@ -104,8 +111,7 @@ void CommitGuard::Cut(std::uint64_t length, std::uint64_t end) const {
 bool CommitGuard::SetMark(const std::vector<std::string>& places, const AppendRecord& record) {
     for (const std::string& place : places) {
         const auto error = platform::CreateExclusively(place, record.Text(), storage.synced);
-        if (error && !platform::TakesNoFile(error))
-            throw fs::filesystem_error("mark", place, error);
+        if (error && !platform::TakesNoFile(error)) throw FileSystemError("mark", place, error);
         if (error) continue;
         mark = Mark{place, platform::IdentityOf(place)};
         return true;
@@ -117,12 +123,12 @@ bool CommitGuard::SetMark(const std::vector<std::string>& places, const AppendRe
 void CommitGuard::RemoveMarkAt(const std::string& path) const {
     RemoveFile(path);
     const auto error = storage.synced ? platform::SyncDirectoryOf(path) : std::error_code();
-    if (error) throw fs::filesystem_error("sync", path, error);
+    if (error) throw FileSystemError("sync", path, error);
 }
 
 /// After a failure: a mark that stays costs the next commit a look through the data.
 void CommitGuard::ClearMark() noexcept {
-    if (mark && platform::IdentityOf(mark->path) == mark->identity) std::remove(mark->path.c_str());
+    if (mark && platform::IdentityOf(mark->path) == mark->identity) platform::Remove(mark->path);
     mark.reset();
 }
 
@@ -130,12 +136,12 @@ void CommitGuard::ClearMark() noexcept {
 void CommitGuard::RequireEndedText() const {
     const std::string path = storage.Identifier();
     if (!FileExists(path)) return;
-    auto file = platform::OpenForReading(path, false);
+    auto file = platform::OpenForReading(path);
     const auto length = file.IsOpen() ? file.SeekToEnd() : -1;
     if (length == 0) return;
     char last = '\0';
     if (length < 0 || file.Seek(length - 1) < 0 || file.Read(&last, 1) != 1)
-        throw fs::filesystem_error("read", path, file.Error());
+        throw FileSystemError("read", path, file.Error());
     const bool isSpace = last == ' ' || (last >= '\t' && last <= '\r');
     if (!isSpace) throw std::runtime_error(messages::kDamagedBeforeAppend);
 }

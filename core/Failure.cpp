@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "core/ResultCode.h"
+#include "streams/FileNames.h"
 #include "streams/StreamErrors.h"
 
 namespace fieldstore {
@@ -35,7 +36,7 @@ std::string CauseIn(const std::exception_ptr& error, const std::string& path,
     } catch (const std::ios_base::failure&) {
         return "The system did not take all of it" + InBrackets(systemError);
     } catch (const std::filesystem::filesystem_error& failure) {
-        return failure.path1().string() + InBrackets(failure.code());
+        return platform::NameOf(failure.path1()) + InBrackets(failure.code());
     } catch (const std::bad_alloc&) {
         return kOutOfMemory;
     } catch (const std::length_error&) {

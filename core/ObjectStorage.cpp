@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/ObjectStorage.h"
 
-#include <cstdio>
-#include <filesystem>
 #include <stdexcept>
 
 #include "core/AppendMark.h"
@@ -10,6 +8,7 @@
 #include "core/Messages.h"
 #include "core/SideFiles.h"
 #include "fieldstore/IPOBase.h"
+#include "streams/FileNames.h"
 #include "streams/PODataServiceIO.h"
 #include "streams/POWindowsFileLocker.h"
 #include "streams/StreamErrors.h"
@@ -60,7 +59,7 @@ std::shared_ptr<POStreamIO> ObjectStorage::MakeStream(int type, const std::strin
 void ObjectStorage::MakeLocker() {
     const std::string data = directory + fileName;
     const std::string marker = LockPathFor(lockDirectory.empty() ? data : lockDirectory + fileName);
-    if (marker == data || WholePath(marker) == WholePath(data))
+    if (marker == data || platform::WholePath(marker) == platform::WholePath(data))
         throw std::runtime_error(messages::kLockIsDataFile);
     locker = std::make_shared<POWindowsFileLocker>(marker, [] { return std::string("Lock"); });
     lockPath = marker;
@@ -111,8 +110,8 @@ std::optional<std::uint64_t> ObjectStorage::AcknowledgedLength() const {
     const std::string data = Identifier();
     for (const std::string& owner : {data, lockPath.empty() ? LockPathFor(data) : lockPath}) {
         const AppendMark mark = AppendMark::At(AppendMarkPathFor(owner));
-        const bool isOfData =
-            mark.kind == AppendMark::Kind::Mark && mark.CountsFor(WholePath(data), owner == data);
+        const bool isOfData = mark.kind == AppendMark::Kind::Mark &&
+                              mark.CountsFor(platform::WholePath(data), owner == data);
         if (isOfData && mark.record.EndsData()) return mark.record.length;
     }
     return std::nullopt;
@@ -120,11 +119,11 @@ std::optional<std::uint64_t> ObjectStorage::AcknowledgedLength() const {
 
 void ObjectStorage::RemoveMarks() const noexcept {
     try {
-        const std::string data = WholePath(Identifier());
+        const std::string data = platform::WholePath(Identifier());
         const auto places = MarkPlaces();
         for (const std::string& place : places) {
             const AppendMark mark = AppendMark::At(place);
-            if (mark.CountsFor(data, place == places.front())) std::remove(place.c_str());
+            if (mark.CountsFor(data, place == places.front())) platform::Remove(place);
         }
     } catch (const std::exception&) {
         // A mark that stays costs the next commit a look through the data.

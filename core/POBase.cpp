@@ -2,7 +2,6 @@
 #include "core/POBase.h"
 
 #include <exception>
-#include <filesystem>
 #include <locale>
 #include <stdexcept>
 #include <utility>
@@ -12,6 +11,7 @@
 #include "core/FlagScope.h"
 #include "core/Messages.h"
 #include "core/StreamInPlace.h"
+#include "streams/FileNames.h"
 #include "streams/SinkBuffer.h"
 #include "streams/StreamErrors.h"
 
@@ -216,7 +216,7 @@ void POBase::EndWrite() {
 IPOStorageControl::StorageState POBase::GetStorageState() {
     StorageState state;
     state.className = traits.name;
-    state.path = std::filesystem::absolute(storage.Identifier()).string();
+    state.path = platform::AbsoluteName(storage.Identifier());
     state.appends = (persistFlags & kAppend) != 0;
     state.text = storage.stream ? storage.stream->IsTextMode()
                                 : GetStorageType(IStreamer::eWrite) == eWriteText;

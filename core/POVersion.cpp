@@ -13,7 +13,8 @@ bool POVersion::IsWritable(bool textMode, char lineEnd) const {
     const std::size_t around = textMode ? 2 : 1;  // the "!", and in text mode the line end
     if (text.size() + around > fieldstore::kMaxVersionLine) return false;
     if (text.find('\0') != std::string::npos) return false;
-    return !textMode || text.find(lineEnd) == std::string::npos;
+    if (!textMode || text.empty()) return true;
+    return text.find(lineEnd) == std::string::npos && text.back() != '\r';  // a part of a line end
 }
 
 void POVersion::WriteLine(POStreamIO& output, const std::string& lineEnd) const {
@@ -36,5 +37,7 @@ std::optional<std::string> POVersion::ReadLine(POStreamIO& input, const std::str
     // A zero byte cuts the line short of what was consumed for it.
     const std::size_t around = input.IsTextMode() ? lineEnd.size() : sizeof(int);
     if (input.Tell() - start != line.size() + around) return std::nullopt;
+    // A text file from a system that ends its lines in two characters.
+    if (input.IsTextMode() && line.back() == '\r') line.pop_back();
     return line.substr(1);
 }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "streams/SystemFile.h"
+
 namespace fieldstore::platform {
 
 /// What came of TakeAttributes().
@@ -16,7 +18,7 @@ struct TakenAttributes {
 /// Gives an open file the owner, group, permissions, access list and extended attributes of another
 /// file, which it is to replace. Where a group or an access list is lost, the group gets no more
 /// than everybody has.
-TakenAttributes TakeAttributes(const std::string& from, int to);
+TakenAttributes TakeAttributes(const std::string& from, SystemFile to);
 
 }  // namespace fieldstore::platform
 

@@ -90,7 +90,7 @@ bool TakeExtendedAttributes(const std::string&, int, Lost&) {
 
 }  // namespace
 
-TakenAttributes TakeAttributes(const std::string& from, int to) {
+TakenAttributes TakeAttributes(const std::string& from, SystemFile to) {
     Lost lost;
     struct stat wanted {
     }, made{};

@@ -2,10 +2,10 @@
 #include "streams/LockClaim.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 
+#include "streams/FileNames.h"
 #include "streams/RetryPause.h"
 
 namespace fieldstore {
@@ -34,9 +34,9 @@ constexpr double kGoesAhead = 0.6;
 /// Someone's data may have this name.
 bool IsForeign(const std::string& path) {
     std::error_code error;
-    const auto type = fs::symlink_status(path, error).type();
+    const auto type = platform::TypeOf(path, platform::Links::Keep, error);
     if (type != fs::file_type::regular) return type != fs::file_type::not_found;
-    const auto size = fs::file_size(path, error);
+    const auto size = platform::SizeOf(path, error);
     return !error && size != 0;
 }
 
@@ -51,7 +51,7 @@ LockClaim::LockClaim(const std::string& lockFile)
     : lock(lockFile), path(lockFile + kClaimSuffix), random(Seed()) {}
 
 LockClaim::~LockClaim() {
-    if (mine && platform::IdentityOf(path) == mine) std::remove(path.c_str());
+    if (mine && platform::IdentityOf(path) == mine) platform::Remove(path);
 }
 
 bool LockClaim::IsNext() {
@@ -75,7 +75,7 @@ bool LockClaim::AnotherHasIt() {
     usable = !IsForeign(path);
     if (!usable) return false;
     if (!IsAbandoned(*found)) return true;
-    std::remove(path.c_str());
+    platform::Remove(path);
     return false;
 }
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "streams/NumberText.h"
 
-#include <cmath>
+#include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <locale>
 #include <sstream>
@@ -157,16 +158,39 @@ bool Convert(std::string_view text, Integer& value) {
     return true;
 }
 
+/// Whether a number is no larger than the largest double as a writer prints it: cut to 16 digits,
+/// which rounds it up to just beyond the range. No type of every compiler holds that value.
+bool IsNoLargerThanPrinted(std::string_view text) {
+    constexpr std::string_view largest = "1797693134862316";
+    constexpr std::int64_t exponentOfLargest = 308;
+    const std::size_t end = std::min(text.find_first_of("eE"), text.size());
+    std::string_view power = text.substr(std::min(end + 1, text.size()));
+    if (!power.empty() && power.front() == '+') power.remove_prefix(1);
+    std::int64_t exponent = 0;  // of the first digit that is not zero
+    std::errc error{};
+    if (!power.empty() && (!ConvertWhole(power, exponent, error) || error != std::errc{}))
+        return false;
+    std::string digits;
+    bool point = false;
+    for (const char c : text.substr(0, end)) {
+        if (c == '.') point = true;
+        if (c < '0' || c > '9') continue;
+        const bool counts = !digits.empty() || c != '0';
+        if (counts && !point) ++exponent;
+        if (!counts && point) --exponent;
+        if (counts) digits += c;
+    }
+    --exponent;
+    digits.erase(digits.find_last_not_of('0') + 1);
+    return exponent < exponentOfLargest || (exponent == exponentOfLargest && digits <= largest);
+}
+
 /// A number outside the range of double: the extractor itself decides, but for the largest values
-/// that a writer prints. Cut to 16 digits they may round up to just beyond the range.
+/// that a writer prints.
 bool ConvertOutOfRange(std::string_view text, double& value) {
-    constexpr long double roundedUp = 1.797693134862316e308L;
     std::istringstream extractor{std::string(text)};
     extractor.imbue(std::locale::classic());
-    if (extractor >> value) return true;
-    long double wide = 0;
-    std::errc error{};
-    return ConvertWhole(text, wide, error) && error == std::errc{} && std::fabs(wide) <= roundedUp;
+    return (extractor >> value) || IsNoLargerThanPrinted(text);
 }
 
 bool Convert(std::string_view text, double& value) {

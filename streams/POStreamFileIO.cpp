@@ -2,13 +2,12 @@
 #include "streams/POStreamFileIO.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
 #include <stdexcept>
 #include <utility>
 
 #include "streams/ContainerEncoding.h"
 #include "streams/FileExists.h"
+#include "streams/FileNames.h"
 #include "streams/FileStreams.h"
 #include "streams/Limits.h"
 #include "streams/MemoryBuffer.h"
@@ -18,19 +17,6 @@
 #include "streams/StreamErrors.h"
 
 using namespace fieldstore;
-
-namespace {
-
-/// The path of the file itself, so that links in its name stay; "" when it cannot be told.
-std::string BehindLinks(const std::string& path) {
-    namespace fs = std::filesystem;
-    std::error_code error;
-    if (!fs::is_symlink(fs::symlink_status(path, error))) return path;
-    const std::string whole = fs::canonical(path, error).string();
-    return error ? "" : whole;
-}
-
-}  // namespace
 
 POStreamFileIO::POStreamFileIO(bool inTextMode, const std::string& fileName,
                                OutputCloser closeCallback)
@@ -54,7 +40,7 @@ void POStreamFileIO::Open(EDirection direction, int mode) {
 
 void POStreamFileIO::OpenForReading() {
     ReadCallback(identifier);
-    auto opened = platform::OpenForReading(identifier, IsTextMode());
+    auto opened = platform::OpenForReading(identifier);
     systemError = opened.Error();
     std::uint64_t length = opened.IsOpen() ? opened.Size().value_or(0) : 0;
     if (inputEnd) length = std::min(length, *inputEnd);
@@ -120,7 +106,7 @@ void POStreamFileIO::OpenOutputInto(std::shared_ptr<std::ostream> stream) {
 }
 
 platform::File POStreamFileIO::TryToOpen(bool append) {
-    std::string path = BehindLinks(identifier);
+    std::string path = platform::BehindLinks(identifier);
     if (append || !replacesWhenClosed || path.empty()) return OpenInPlace(append);
     const bool isNew = !platform::IdentityOf(path);
     auto [file, replacement] = platform::CreateBeside(path, IsTextMode());
@@ -131,7 +117,7 @@ platform::File POStreamFileIO::TryToOpen(bool append) {
 
 platform::File POStreamFileIO::OpenInPlace(bool append) {
     // Known before the file is there, so that it is undone when the memory does not suffice.
-    Target opening{{}, BehindLinks(identifier), "", false, {}};
+    Target opening{{}, platform::BehindLinks(identifier), "", false, {}};
     const bool isLinkToNothing = opening.path.empty();
     if (isLinkToNothing) opening.path = identifier;
     auto [file, created] = platform::OpenForWriting(identifier, append, IsTextMode());
@@ -139,7 +125,7 @@ platform::File POStreamFileIO::OpenInPlace(bool append) {
     opening.created = created;
     opening.identity = file.Identity();
     target = std::move(opening);
-    if (isLinkToNothing) target->path = BehindLinks(identifier);
+    if (isLinkToNothing) target->path = platform::BehindLinks(identifier);
     if (append && file.IsRegular()) target->length = file.Size();
     return std::move(file);
 }
@@ -185,7 +171,7 @@ void POStreamFileIO::BringToDisk() {
 /// The name of a new file, which its own content does not bring along.
 void POStreamFileIO::BringNameToDisk() {
     const auto error = platform::SyncDirectoryOf(target->path);
-    if (error) throw std::filesystem::filesystem_error("sync", target->path, error);
+    if (error) throw FileSystemError("sync", target->path, error);
 }
 
 void POStreamFileIO::PutReplacementInPlace() {
@@ -195,10 +181,20 @@ void POStreamFileIO::PutReplacementInPlace() {
         throw FileError(messages::kReplacementExchanged, target->replacement, {});
     // Opened first: after the renaming nothing may fail for want of memory.
     auto directory = syncsWhenClosed ? platform::OpenDirectoryOf(target->path) : platform::File();
-    std::filesystem::rename(target->replacement, target->path);
+    Rename(target->replacement, target->path);
     target->replacement.clear();
     if (directory.IsOpen() && !directory.Sync())
-        throw std::filesystem::filesystem_error("sync", target->path, directory.Error());
+        throw FileSystemError("sync", target->path, directory.Error());
+}
+
+/// Waits for readers that keep the old file to themselves, as a removal does.
+void POStreamFileIO::Rename(const std::string& from, const std::string& to) const {
+    auto error = platform::Rename(from, to);
+    for (int attempt = 1; platform::IsInUse(error) && attempt < retryCount; ++attempt) {
+        Pause(PauseFromSeconds(retryInterval));
+        error = platform::Rename(from, to);
+    }
+    if (error) throw FileSystemError("rename", from, error);
 }
 
 bool POStreamFileIO::AbandonOutput() noexcept {
@@ -232,7 +228,7 @@ bool POStreamFileIO::TakeBack() {
 bool POStreamFileIO::RemoveIfOpened(const std::string& path) const {
     const auto now = platform::IdentityOf(path);
     const bool isOther = now && target->identity && *now != *target->identity;
-    return !isOther && std::remove(path.c_str()) == 0;
+    return !isOther && !platform::Remove(path);
 }
 
 bool POStreamFileIO::TryDestroy() const {

@@ -88,6 +88,7 @@ private:
     void BringToDisk();
     void BringNameToDisk();
     void PutReplacementInPlace();
+    void Rename(const std::string& from, const std::string& to) const;
     bool TakeBack();
     bool RemoveIfOpened(const std::string& path) const;
     void NoteSystemError() noexcept;

@@ -10,8 +10,10 @@
 #include <system_error>
 #include <utility>
 
+#include "streams/SystemFile.h"
+
 /// What differs between operating systems; the build picks Platform_posix.cpp or
-/// Platform_windows.cpp.
+/// Platform_windows.cpp. What is done to files by their names is in FileNames.h.
 namespace fieldstore::platform {
 
 /// Which file a name led to, whatever the name leads to now.
@@ -24,23 +26,32 @@ struct FileIdentity {
     friend bool operator!=(const FileIdentity& a, const FileIdentity& b) { return !(a == b); }
 };
 
+/// How bytes come into a file, where the system leaves that to the program.
+struct WrittenAs {
+    bool text = false;      // with the line ends of the system
+    bool appended = false;  // each time at the end, wherever that is by then
+};
+
 /// An open file, closed at the end of its life. Nothing here raises; a failure is told by the
 /// result, and Error() says why the last call failed.
 class File {
 public:
     File() = default;
-    explicit File(int openDescriptor) : descriptor(openDescriptor) {}
+    explicit File(SystemFile openFile, WrittenAs form = {}) : system(openFile), writtenAs(form) {}
     File(File&& other) noexcept
-        : descriptor(std::exchange(other.descriptor, -1)), error(other.error) {}
+        : system(std::exchange(other.system, kNoSystemFile)),
+          writtenAs(other.writtenAs),
+          error(other.error) {}
     File& operator=(File&& other) noexcept {
-        std::swap(descriptor, other.descriptor);
+        std::swap(system, other.system);
+        std::swap(writtenAs, other.writtenAs);
         std::swap(error, other.error);
         return *this;
     }
     ~File() { Close(); }
 
-    bool IsOpen() const { return descriptor >= 0; }
-    int Descriptor() const { return descriptor; }
+    bool IsOpen() const { return system != kNoSystemFile; }
+    SystemFile System() const { return system; }
     const std::error_code& Error() const { return error; }
     /// A file that is not open, for that reason.
     static File NotOpened(std::error_code why) {
@@ -49,9 +60,9 @@ public:
         return file;
     }
 
-    /// Reads up to `count` bytes; 0 at the end, -1 on failure.
+    /// Reads up to `count` bytes as they are, in text mode as well; 0 at the end, -1 on failure.
     std::ptrdiff_t Read(void* to, std::size_t count);
-    /// Writes all bytes.
+    /// Writes all bytes; in text mode with the line ends of the system.
     bool Write(const void* from, std::size_t count);
     /// Moves to `offset` from the start; -1 on failure, else the new position.
     std::int64_t Seek(std::int64_t offset);
@@ -71,13 +82,14 @@ public:
 private:
     bool Fail();
 
-    int descriptor = -1;
+    SystemFile system = kNoSystemFile;
+    WrittenAs writtenAs;
     std::error_code error;
 };
 
 /// Opens a regular file that other processes may read and write meanwhile, or a link to one.
 /// Whatever else has that name is not opened; a directory is said to be one.
-File OpenForReading(const std::string& path, bool textMode);
+File OpenForReading(const std::string& path);
 
 /// How a file to be written is opened.
 struct Opened {

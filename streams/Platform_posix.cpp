@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "streams/FileAttributes.h"
+#include "streams/FileNames.h"
 #include "streams/Platform.h"
 #include "streams/Writer.h"
 
@@ -47,12 +48,6 @@ FileIdentity IdentityIn(const struct stat& file) {
     return {static_cast<std::uint64_t>(file.st_dev), static_cast<std::uint64_t>(file.st_ino)};
 }
 
-std::string DirectoryOf(const std::string& path) {
-    const auto slash = path.rfind('/');
-    if (slash == std::string::npos) return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 bool IsWritable(const std::string& path) {
     return faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0;
 }
@@ -60,8 +55,7 @@ bool IsWritable(const std::string& path) {
 /// `target` with the suffix, cut short where a name may not be that long.
 std::string WithSuffix(const std::string& target, const std::string& suffix) {
     constexpr std::size_t longest = 255;  // bytes, on the file systems in use
-    const auto slash = target.rfind('/');
-    const std::size_t begin = slash == std::string::npos ? 0 : slash + 1;
+    const std::size_t begin = LastNameIn(target);
     const std::size_t room = longest - std::min(longest, suffix.size());
     return target.substr(0, begin + std::min(target.size() - begin, room)) + suffix;
 }
@@ -76,7 +70,7 @@ bool File::Fail() {
 }
 
 std::ptrdiff_t File::Read(void* to, std::size_t count) {
-    const auto result = Uninterrupted([&] { return read(descriptor, to, count); });
+    const auto result = Uninterrupted([&] { return read(system, to, count); });
     if (result < 0) Fail();
     return result;
 }
@@ -84,7 +78,7 @@ std::ptrdiff_t File::Read(void* to, std::size_t count) {
 bool File::Write(const void* from, std::size_t count) {
     const auto* next = static_cast<const char*>(from);
     while (count != 0) {
-        const auto written = Uninterrupted([&] { return write(descriptor, next, count); });
+        const auto written = Uninterrupted([&] { return write(system, next, count); });
         if (written == 0) errno = EIO;
         if (written <= 0) return Fail();
         next += written;
@@ -94,52 +88,52 @@ bool File::Write(const void* from, std::size_t count) {
 }
 
 std::int64_t File::Seek(std::int64_t offset) {
-    const auto position = lseek(descriptor, static_cast<off_t>(offset), SEEK_SET);
+    const auto position = lseek(system, static_cast<off_t>(offset), SEEK_SET);
     if (position < 0) Fail();
     return position;
 }
 
 std::int64_t File::SeekToEnd() {
-    const auto position = lseek(descriptor, 0, SEEK_END);
+    const auto position = lseek(system, 0, SEEK_END);
     if (position < 0) Fail();
     return position;
 }
 
 bool File::Truncate(std::uint64_t length) {
     const auto size = static_cast<off_t>(length);
-    return Uninterrupted([&] { return ftruncate(descriptor, size); }) == 0 || Fail();
+    return Uninterrupted([&] { return ftruncate(system, size); }) == 0 || Fail();
 }
 
 bool File::Sync() {
-    const bool done = Uninterrupted([&] { return fsync(descriptor); }) == 0;
+    const bool done = Uninterrupted([&] { return fsync(system); }) == 0;
     return done || KnowsNoSync(errno) || Fail();
 }
 
 bool File::Close() {
-    const int closing = std::exchange(descriptor, -1);
+    const int closing = std::exchange(system, kNoSystemFile);
     return closing < 0 || close(closing) == 0 || Fail();
 }
 
 bool File::IsRegular() const {
     struct stat file {};
-    return fstat(descriptor, &file) == 0 && S_ISREG(file.st_mode);
+    return fstat(system, &file) == 0 && S_ISREG(file.st_mode);
 }
 
 std::optional<std::uint64_t> File::Size() const {
     struct stat file {};
-    if (fstat(descriptor, &file) != 0) return std::nullopt;
+    if (fstat(system, &file) != 0) return std::nullopt;
     return static_cast<std::uint64_t>(file.st_size);
 }
 
 std::optional<FileIdentity> File::Identity() const {
     struct stat file {};
-    if (fstat(descriptor, &file) != 0) return std::nullopt;
+    if (fstat(system, &file) != 0) return std::nullopt;
     return IdentityIn(file);
 }
 
 // ---- opening ----
 
-File OpenForReading(const std::string& path, bool /*textMode*/) {
+File OpenForReading(const std::string& path) {
     struct stat found {};
     if (stat(path.c_str(), &found) != 0) return File::NotOpened(SystemError());
     if (S_ISDIR(found.st_mode))
@@ -206,7 +200,7 @@ Replacement CreateBeside(const std::string& target, bool /*textMode*/) {
         if (file.Error() == std::errc::file_exists) continue;
         if (!file.IsOpen()) return inPlaceOrLater(file.Error());
         try {
-            if (!exists || TakeAttributes(target, file.Descriptor()).owned)
+            if (!exists || TakeAttributes(target, file.System()).owned)
                 return {std::move(file), std::move(path)};
         } catch (...) {  // out of memory
             unlink(path.c_str());
@@ -240,7 +234,7 @@ bool AppendText(const std::string& path, std::string_view text) {
     // Not waiting for the other end of a pipe.
     File file = Open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
     struct stat opened {};
-    if (!file.IsOpen() || fstat(file.Descriptor(), &opened) != 0) return false;
+    if (!file.IsOpen() || fstat(file.System(), &opened) != 0) return false;
     if (!S_ISREG(opened.st_mode) || opened.st_nlink != 1) return false;
     return file.Write(text.data(), text.size()) && file.Close();
 }

@@ -1,226 +1,356 @@
 // SPDX-License-Identifier: Apache-2.0
-#define NOMINMAX
-#include <fcntl.h>
-#include <io.h>
-#include <process.h>
-#include <sys/stat.h>
-#include <windows.h>
+#include "streams/Platform.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 
-#include "streams/Platform.h"
+#include "streams/FileAttributes.h"
+#include "streams/FileNames.h"
+#include "streams/Windows.h"
 #include "streams/Writer.h"
+// After windows.h, without which it does not compile.
+#include <winternl.h>
 
 namespace fieldstore::platform {
 namespace {
 
-std::error_code CallError() {
-    return {errno, std::generic_category()};
+constexpr DWORD kMostAtOnce = DWORD{1} << 30;  // bytes of one call
+
+/// The access lists of a new file are set by way of its handle.
+constexpr DWORD kWritten = GENERIC_WRITE | FILE_READ_ATTRIBUTES;
+
+File FromHandle(HANDLE handle, WrittenAs form = {}) {
+    if (handle == INVALID_HANDLE_VALUE) return File::NotOpened(LastError());
+    return File(reinterpret_cast<SystemFile>(handle), form);
 }
 
-std::error_code SystemError() {
-    return {static_cast<int>(GetLastError()), std::system_category()};
+HANDLE Open(const std::wstring& name, DWORD access, DWORD disposition, DWORD flags = 0) {
+    return CreateFileW(name.c_str(), access, kSharedWithAll, nullptr, disposition,
+                       FILE_ATTRIBUTE_NORMAL | flags, nullptr);
 }
 
-/// Text mode is that of the runtime, which writes and reads line ends as two characters.
-File FromHandle(HANDLE handle, int flags, bool textMode) {
-    if (handle == INVALID_HANDLE_VALUE) return File::NotOpened(SystemError());
-    const int mode = flags | (textMode ? _O_TEXT : _O_BINARY) | _O_NOINHERIT;
-    const int descriptor = _open_osfhandle(reinterpret_cast<intptr_t>(handle), mode);
-    if (descriptor >= 0) return File(descriptor);
-    const auto reason = CallError();
-    CloseHandle(handle);
-    return File::NotOpened(reason);
-}
-
-HANDLE OpenHandle(const std::string& path, DWORD access, DWORD disposition) {
-    return CreateFileA(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                       nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-}
-
-HANDLE HandleOf(int descriptor) {
-    return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
+std::optional<BY_HANDLE_FILE_INFORMATION> InfoOf(HANDLE handle) {
+    BY_HANDLE_FILE_INFORMATION info{};
+    if (GetFileInformationByHandle(handle, &info) == 0) return std::nullopt;
+    return info;
 }
 
 std::optional<FileIdentity> IdentityIn(HANDLE handle) {
-    BY_HANDLE_FILE_INFORMATION info{};
-    if (!GetFileInformationByHandle(handle, &info)) return std::nullopt;
-    constexpr int bitsOfHalf = 32;
-    return FileIdentity{
-        info.dwVolumeSerialNumber,
-        (static_cast<std::uint64_t>(info.nFileIndexHigh) << bitsOfHalf) | info.nFileIndexLow};
+    const auto info = InfoOf(handle);
+    if (!info) return std::nullopt;
+    return FileIdentity{info->dwVolumeSerialNumber,
+                        Joined(info->nFileIndexHigh, info->nFileIndexLow)};
+}
+
+/// A file that is one, has no other name, and was not reached by a link.
+bool IsPlainFile(HANDLE handle) {
+    constexpr DWORD others = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+    const auto info = InfoOf(handle);
+    return info && (info->dwFileAttributes & others) == 0 && info->nNumberOfLinks == 1 &&
+           GetFileType(handle) == FILE_TYPE_DISK;
+}
+
+/// The bytes of a text with the line ends of the system.
+std::string WithLineEnds(const char* text, std::size_t count) {
+    std::string written;
+    written.reserve(count + count / 8);
+    for (const char* next = text; next != text + count; ++next) {
+        if (*next == '\n') written += '\r';
+        written += *next;
+    }
+    return written;
+}
+
+std::int64_t MovedTo(HANDLE handle, std::int64_t offset, DWORD from) {
+    LARGE_INTEGER distance{}, reached{};
+    distance.QuadPart = offset;
+    return SetFilePointerEx(handle, distance, &reached, from) != 0 ? reached.QuadPart : -1;
+}
+
+constexpr std::size_t kLongestName = 255;  // characters
+
+/// Why a file could not be made. The system says no more of a name that is too long than that it is
+/// not there, or none.
+std::error_code WhyNotMade(const std::string& path) {
+    const auto reason = LastError();
+    if (Wide(path.substr(LastNameIn(path))).size() <= kLongestName) return reason;
+    return std::make_error_code(std::errc::filename_too_long);
+}
+
+/// `target` with the suffix, cut short where a name may not be that long.
+std::string WithSuffix(const std::string& target, const std::string& suffix) {
+    const std::size_t begin = LastNameIn(target);  // characters have one byte or more in UTF-8
+    const std::size_t room = kLongestName - std::min(kLongestName, suffix.size());
+    std::size_t end = begin + std::min(target.size() - begin, room);
+    const auto isWithinCharacter = [](char c) {
+        return (static_cast<unsigned char>(c) >> 6U) == 2;
+    };
+    while (end < target.size() && end > begin && isWithinCharacter(target[end])) --end;
+    return target.substr(0, end) + suffix;
 }
 
 }  // namespace
 
+std::error_code ErrorOf(DWORD code) {
+    switch (code) {
+        case ERROR_FILE_NOT_FOUND:
+        case ERROR_PATH_NOT_FOUND:
+        case ERROR_INVALID_DRIVE:
+        case ERROR_BAD_NETPATH:
+        case ERROR_BAD_NET_NAME:
+        case ERROR_DIRECTORY:
+            return std::make_error_code(std::errc::no_such_file_or_directory);
+        case ERROR_INVALID_NAME:  // a name that is too long is one as well
+        case ERROR_BAD_PATHNAME:
+            return std::make_error_code(std::errc::invalid_argument);
+        case ERROR_FILE_EXISTS:
+        case ERROR_ALREADY_EXISTS:
+            return std::make_error_code(std::errc::file_exists);
+        case ERROR_ACCESS_DENIED:
+            return std::make_error_code(std::errc::permission_denied);
+        case ERROR_WRITE_PROTECT:
+            return std::make_error_code(std::errc::read_only_file_system);
+        case ERROR_FILENAME_EXCED_RANGE:
+            return std::make_error_code(std::errc::filename_too_long);
+        case ERROR_DISK_FULL:
+        case ERROR_HANDLE_DISK_FULL:
+            return std::make_error_code(std::errc::no_space_on_device);
+        default:
+            return {static_cast<int>(code), std::system_category()};
+    }
+}
+
+std::error_code LastError() {
+    return ErrorOf(GetLastError());
+}
+
 // ---- open files ----
 
 bool File::Fail() {
-    error = CallError();
+    error = LastError();
     return false;
 }
 
 std::ptrdiff_t File::Read(void* to, std::size_t count) {
-    constexpr std::size_t most = std::size_t{1} << 30;
-    const int result = _read(descriptor, to, static_cast<unsigned int>(std::min(count, most)));
-    if (result < 0) Fail();
-    return result;
+    DWORD taken = 0;
+    const auto most = static_cast<DWORD>(std::min<std::size_t>(count, kMostAtOnce));
+    if (ReadFile(HandleOf(system), to, most, &taken, nullptr) != 0) return taken;
+    if (GetLastError() == ERROR_HANDLE_EOF) return 0;
+    Fail();
+    return -1;
 }
 
 bool File::Write(const void* from, std::size_t count) {
-    constexpr std::size_t most = std::size_t{1} << 30;
     const auto* next = static_cast<const char*>(from);
+    std::string text;
+    if (writtenAs.text) {
+        text = WithLineEnds(next, count);
+        next = text.data();
+        count = text.size();
+    }
+    OVERLAPPED atEnd{};
+    atEnd.Offset = atEnd.OffsetHigh = ~DWORD{0};
     while (count != 0) {
-        const int written =
-            _write(descriptor, next, static_cast<unsigned int>(std::min(count, most)));
-        if (written == 0) errno = EIO;
-        if (written <= 0) return Fail();
+        DWORD written = 0;
+        const auto most = static_cast<DWORD>(std::min<std::size_t>(count, kMostAtOnce));
+        if (WriteFile(HandleOf(system), next, most, &written,
+                      writtenAs.appended ? &atEnd : nullptr) == 0)
+            return Fail();
         next += written;
-        count -= static_cast<std::size_t>(written);
+        count -= written;
     }
     return true;
 }
 
 std::int64_t File::Seek(std::int64_t offset) {
-    const std::int64_t position = _lseeki64(descriptor, offset, SEEK_SET);
+    const auto position = MovedTo(HandleOf(system), offset, FILE_BEGIN);
     if (position < 0) Fail();
     return position;
 }
 
 std::int64_t File::SeekToEnd() {
-    const std::int64_t position = _lseeki64(descriptor, 0, SEEK_END);
+    const auto position = MovedTo(HandleOf(system), 0, FILE_END);
     if (position < 0) Fail();
     return position;
 }
 
 bool File::Truncate(std::uint64_t length) {
-    errno = _chsize_s(descriptor, static_cast<std::int64_t>(length));
-    return errno == 0 || Fail();
+    FILE_END_OF_FILE_INFO end{};
+    end.EndOfFile.QuadPart = static_cast<LONGLONG>(length);
+    return SetFileInformationByHandle(HandleOf(system), FileEndOfFileInfo, &end, sizeof end) != 0 ||
+           Fail();
 }
 
 bool File::Sync() {
-    return _commit(descriptor) == 0 || errno == EBADF || Fail();
+    if (FlushFileBuffers(HandleOf(system)) != 0) return true;
+    // A console, a pipe, or a directory on a file system that has no such thing.
+    const DWORD reason = GetLastError();
+    const bool knowsNoSync = reason == ERROR_INVALID_FUNCTION || reason == ERROR_INVALID_HANDLE ||
+                             reason == ERROR_NOT_SUPPORTED;
+    return (knowsNoSync && !IsRegular()) || Fail();
 }
 
 bool File::Close() {
-    const int closing = std::exchange(descriptor, -1);
-    return closing < 0 || _close(closing) == 0 || Fail();
+    const SystemFile closing = std::exchange(system, kNoSystemFile);
+    return closing == kNoSystemFile || CloseHandle(HandleOf(closing)) != 0 || Fail();
 }
 
 bool File::IsRegular() const {
-    return GetFileType(HandleOf(descriptor)) == FILE_TYPE_DISK;
+    const auto info = InfoOf(HandleOf(system));
+    return info && (info->dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
+           GetFileType(HandleOf(system)) == FILE_TYPE_DISK;
 }
 
 std::optional<std::uint64_t> File::Size() const {
-    const std::int64_t length = _filelengthi64(descriptor);
-    if (length < 0) return std::nullopt;
-    return static_cast<std::uint64_t>(length);
+    LARGE_INTEGER size{};
+    if (GetFileSizeEx(HandleOf(system), &size) == 0) return std::nullopt;
+    return static_cast<std::uint64_t>(size.QuadPart);
 }
 
 std::optional<FileIdentity> File::Identity() const {
-    return descriptor < 0 ? std::nullopt : IdentityIn(HandleOf(descriptor));
+    return IsOpen() ? IdentityIn(HandleOf(system)) : std::nullopt;
 }
 
 // ---- opening ----
 
-File OpenForReading(const std::string& path, bool textMode) {
-    const DWORD attributes = GetFileAttributesA(path.c_str());
+File OpenForReading(const std::string& path) {
+    const std::wstring name = SystemName(path);
+    const DWORD attributes = GetFileAttributesW(name.c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0)
         return File::NotOpened(std::make_error_code(std::errc::is_a_directory));
-    File file = FromHandle(OpenHandle(path, GENERIC_READ, OPEN_EXISTING), _O_RDONLY, textMode);
+    File file = FromHandle(Open(name, GENERIC_READ, OPEN_EXISTING));
     if (file.IsOpen() && !file.IsRegular())
         return File::NotOpened(std::make_error_code(std::errc::invalid_argument));
+    // A file that is being removed cannot be opened any more, and is gone in a moment.
+    const bool isGoing =
+        attributes == INVALID_FILE_ATTRIBUTES && file.Error() == std::errc::permission_denied;
+    if (isGoing) return File::NotOpened(std::make_error_code(std::errc::no_such_file_or_directory));
     return file;
 }
 
 Opened OpenForWriting(const std::string& path, bool append, bool textMode) {
-    const int flags = _O_WRONLY | (append ? _O_APPEND : 0);
-    HANDLE handle = OpenHandle(path, GENERIC_WRITE, append ? OPEN_EXISTING : TRUNCATE_EXISTING);
-    const bool missing = handle == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_NOT_FOUND;
-    if (missing) handle = OpenHandle(path, GENERIC_WRITE, CREATE_NEW);
-    return {FromHandle(handle, flags, textMode), missing};
+    const std::wstring name = SystemName(path);
+    const WrittenAs form{textMode, append};
+    const auto missing = std::errc::no_such_file_or_directory;
+    Opened opened{
+        FromHandle(Open(name, kWritten, append ? OPEN_EXISTING : TRUNCATE_EXISTING), form)};
+    if (opened.file.Error() != missing) return opened;
+    opened = {FromHandle(Open(name, kWritten, CREATE_NEW), form), true};
+    if (opened.file.Error() != std::errc::file_exists) return opened;
+    // Somebody was faster.
+    return {FromHandle(Open(name, kWritten, append ? OPEN_ALWAYS : CREATE_ALWAYS), form)};
 }
 
 File OpenExisting(const std::string& path) {
-    return FromHandle(OpenHandle(path, GENERIC_WRITE, OPEN_EXISTING), _O_WRONLY, false);
+    const HANDLE handle =
+        Open(SystemName(path), kWritten, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT);
+    const auto info = InfoOf(handle);
+    File file = FromHandle(handle);
+    if (info && (info->dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
+        return File::NotOpened(std::make_error_code(std::errc::too_many_symbolic_link_levels));
+    return file;
 }
 
 std::error_code CreateExclusively(const std::string& path, std::string_view content, bool synced) {
-    const HANDLE handle = CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (handle == INVALID_HANDLE_VALUE && GetLastError() == ERROR_FILE_EXISTS)
-        return std::make_error_code(std::errc::file_exists);
-    File file = FromHandle(handle, _O_WRONLY, false);
-    if (!file.IsOpen()) return file.Error();
+    // Shared with nobody, as every writer of such a marker creates it; others may read the content
+    // while it is written.
+    const DWORD shared = content.empty() ? 0 : FILE_SHARE_READ | FILE_SHARE_DELETE;
+    File file = FromHandle(CreateFileW(SystemName(path).c_str(), GENERIC_WRITE, shared, nullptr,
+                                       CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file.IsOpen()) return WhyNotMade(path);
     if (content.empty()) return {};
     const bool stored =
         file.Write(content.data(), content.size()) && (!synced || file.Sync()) && file.Close();
-    if (stored) return {};
-    const auto failure = file.Error();
+    std::error_code failure = stored ? std::error_code() : file.Error();
+    if (stored && synced) failure = SyncDirectoryOf(path);
     file.Close();
-    DeleteFileA(path.c_str());
+    if (failure) Remove(path);
     return failure;
 }
 
 bool TakesNoFile(const std::error_code& reason) {
-    return reason == std::errc::permission_denied || reason == std::errc::file_exists ||
-           reason == std::errc::filename_too_long;
+    constexpr std::errc final[] = {std::errc::permission_denied, std::errc::read_only_file_system,
+                                   std::errc::filename_too_long, std::errc::invalid_argument,
+                                   std::errc::file_exists};
+    return std::any_of(std::begin(final), std::end(final),
+                       [&reason](std::errc known) { return reason == known; });
 }
 
 Replacement CreateBeside(const std::string& target, bool textMode) {
-    const DWORD attributes = GetFileAttributesA(target.c_str());
-    const bool exists = attributes != INVALID_FILE_ATTRIBUTES;
-    if (exists && (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY)) != 0)
-        return {};
+    std::error_code unknown;
+    const auto type = TypeOf(target, Links::Keep, unknown);
+    const bool exists = type != std::filesystem::file_type::not_found;
+    if (exists) {
+        const File existing = FromHandle(Open(SystemName(target), kWritten, OPEN_EXISTING));
+        if (!existing.IsOpen())
+            return {File::NotOpened(existing.Error()), TakesNoFile(existing.Error()) ? "" : target};
+        if (!IsPlainFile(HandleOf(existing.System()))) return {};
+    }
     const Writer writer = Writer::ThisProcess();
     for (int number = 0;; ++number) {  // until a name is free
-        const std::string path = target + ReplacementSuffix(writer, number);
-        File file = FromHandle(OpenHandle(path, GENERIC_WRITE, CREATE_NEW), _O_WRONLY, textMode);
-        if (file.IsOpen()) return {std::move(file), path};
+        std::string path = WithSuffix(target, ReplacementSuffix(writer, number));
+        File file = FromHandle(Open(SystemName(path), kWritten | WRITE_DAC, CREATE_NEW),
+                               WrittenAs{textMode, false});
         if (file.Error() == std::errc::file_exists) continue;
-        return {std::move(file), TakesNoFile(file.Error()) ? "" : target};
+        if (!file.IsOpen()) return {std::move(file), TakesNoFile(file.Error()) ? "" : target};
+        if (exists) TakeAttributes(target, file.System());
+        return {std::move(file), std::move(path)};
     }
 }
 
 std::optional<FileIdentity> IdentityOf(const std::string& path) {
-    const HANDLE handle = CreateFileA(
-        path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-    if (handle == INVALID_HANDLE_VALUE) return std::nullopt;
-    const auto identity = IdentityIn(handle);
-    CloseHandle(handle);
-    return identity;
+    constexpr DWORD nameItself = FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT;
+    const Handle file(Open(SystemName(path), 0, OPEN_EXISTING, nameItself));
+    return file.IsValid() ? IdentityIn(file.Get()) : std::nullopt;
 }
 
-File OpenDirectoryOf(const std::string& /*path*/) {
-    return {};
+File OpenDirectoryOf(const std::string& path) {
+    const std::wstring name = SystemName(DirectoryOf(path));
+    return FromHandle(Open(name, GENERIC_WRITE, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS));
 }
 
-std::error_code SyncDirectoryOf(const std::string& /*path*/) {
-    return {};  // the system has no call for it; names go to the disk with its journal
+std::error_code SyncDirectoryOf(const std::string& path) {
+    File directory = OpenDirectoryOf(path);
+    // The journal of the file system brings names to the disk with the content of any file; where a
+    // directory may not be opened for it there is nothing more to do.
+    return !directory.IsOpen() || directory.Sync() ? std::error_code() : directory.Error();
 }
 
 bool AppendText(const std::string& path, std::string_view text) {
-    auto [file, created] = OpenForWriting(path, true, true);
-    return file.IsOpen() && file.Write(text.data(), text.size()) && file.Close();
+    const HANDLE handle =
+        Open(SystemName(path), kWritten, OPEN_ALWAYS, FILE_FLAG_OPEN_REPARSE_POINT);
+    File file = FromHandle(handle, WrittenAs{true, true});
+    return file.IsOpen() && IsPlainFile(handle) && file.Write(text.data(), text.size()) &&
+           file.Close();
 }
 
 // ---- processes ----
 
 std::string HostName() {
-    char name[MAX_COMPUTERNAME_LENGTH + 1] = {};
-    DWORD size = sizeof name;
-    return GetComputerNameA(name, &size) ? name : "";
+    DWORD size = 0;
+    GetComputerNameExW(ComputerNamePhysicalDnsHostname, nullptr, &size);
+    std::wstring name(size, L'\0');
+    if (GetComputerNameExW(ComputerNamePhysicalDnsHostname, name.data(), &size) == 0) return {};
+    name.resize(size);
+    return Utf8(name);
 }
 
 std::string BootId() {
-    return {};
+    // When the system was started. It moves the time when its clock is set, and says how far.
+    struct {
+        LARGE_INTEGER boot, current, zone;
+        ULONG zoneNumber, reserved;
+        ULONGLONG movedBoot, movedSleep;
+    } times{};
+    ULONG size = 0;
+    const auto status =
+        NtQuerySystemInformation(SystemTimeOfDayInformation, &times, sizeof times, &size);
+    if (status < 0 || times.boot.QuadPart == 0) return {};
+    return std::to_string(static_cast<ULONGLONG>(times.boot.QuadPart) - times.movedBoot);
 }
 
 std::uint32_t ForksSoFar() {
-    return 0;
+    return 0;  // a process is never the copy of another
 }
 
 std::int64_t ProcessId() {
@@ -228,19 +358,15 @@ std::int64_t ProcessId() {
 }
 
 std::optional<std::uint64_t> ProcessStart(std::int64_t process) {
-    const HANDLE handle =
-        OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, static_cast<DWORD>(process));
-    if (handle == nullptr) return std::nullopt;
+    const Handle opened(OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE,
+                                    static_cast<DWORD>(process)));
+    if (!opened.IsValid() && GetLastError() == ERROR_INVALID_PARAMETER) return std::nullopt;
+    if (!opened.IsValid()) return 0;
+    // One that has ended is there as long as somebody holds a handle.
+    if (WaitForSingleObject(opened.Get(), 0) == WAIT_OBJECT_0) return std::nullopt;
     FILETIME created{}, ended{}, kernel{}, user{};
-    DWORD status = 0;
-    const bool known = GetProcessTimes(handle, &created, &ended, &kernel, &user) != 0;
-    const bool runs = GetExitCodeProcess(handle, &status) == 0 || status == STILL_ACTIVE;
-    CloseHandle(handle);
-    if (!runs) return std::nullopt;
-    constexpr int bitsOfHalf = 32;
-    if (!known) return 0;
-    return (static_cast<std::uint64_t>(created.dwHighDateTime) << bitsOfHalf) |
-           created.dwLowDateTime;
+    if (GetProcessTimes(opened.Get(), &created, &ended, &kernel, &user) == 0) return 0;
+    return Joined(created.dwHighDateTime, created.dwLowDateTime);
 }
 
 }  // namespace fieldstore::platform

@@ -46,7 +46,9 @@ Writer Writer::ThisProcess() {
 Writer::State Writer::Now() const {
     if (host != PlainHostName()) return State::OnAnotherHost;
     const auto started = platform::ProcessStart(process);
-    return started && *started == start ? State::Runs : State::Gone;
+    if (!started) return State::Gone;
+    const bool isUnknown = *started == 0;
+    return isUnknown || *started == start ? State::Runs : State::Gone;
 }
 
 std::optional<std::uint64_t> ParseDecimal(std::string_view digits) {

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 #include <string>
 
@@ -23,9 +24,13 @@ namespace support {
 class TempDirectory {
 public:
     TempDirectory() {
-        std::string name = (std::filesystem::temp_directory_path() / "fieldstore-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-        path = name + "/";
+        const auto parent = std::filesystem::temp_directory_path();
+        std::random_device chance;
+        std::filesystem::path name;
+        do {
+            name = parent / ("fieldstore-" + std::to_string(chance()));
+        } while (!std::filesystem::create_directory(name));  // until one is free
+        path = name.generic_string() + "/";
     }
     ~TempDirectory() { std::filesystem::remove_all(path); }
     TempDirectory(const TempDirectory&) = delete;
@@ -70,6 +75,24 @@ inline std::string ReadFile(const std::string& path) {
     std::ostringstream content;
     content << file.rdbuf();
     return content.str();
+}
+
+/// A text as it lies in a file that was written in text mode.
+inline std::string InTextFile(const std::string& text) {
+#ifdef _WIN32
+    std::string written;
+    for (const char c : text) written += c == '\n' ? std::string("\r\n") : std::string(1, c);
+    return written;
+#else
+    return text;
+#endif
+}
+
+/// Makes a link; false where the system refuses, as Windows does without a privilege.
+inline bool MadeLink(const std::string& target, const std::string& link) {
+    std::error_code refused;
+    std::filesystem::create_symlink(target, link, refused);
+    return !refused;
 }
 
 inline void WriteFile(const std::string& path, const std::string& content) {

@@ -119,6 +119,7 @@ void CommandLine::ForceOption(bool& force) const {
 
 Program::Program() : app(std::make_unique<CLI::App>()) {
     app->name(kProgramName);
+    app->allow_windows_style_options(false);  // a path may begin with a slash
     app->description("Look at, check, convert, compare and rescue result files");
     app->set_version_flag("--version", std::string(kProgramName) + " " + VersionNumber());
     app->footer(

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <fstream>
 
+#include "streams/FileNames.h"
 #include "tool/Error.h"
 #include "tool/Progress.h"
 
@@ -11,7 +12,7 @@ namespace fieldstore::tool {
 
 void CopyBytes(const std::string& path, std::uint64_t begin, std::uint64_t end, std::ostream& out) {
     constexpr std::uint64_t step = std::uint64_t{1} << 20;
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(platform::PathOf(path), std::ios::binary);
     in.seekg(static_cast<std::streamoff>(begin));
     std::vector<char> buffer(static_cast<std::size_t>(std::min(step, end - begin)));
     const Progress progress("Copying " + path, path, end);

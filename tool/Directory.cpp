@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "streams/FileNames.h"
 #include "tool/Catalog.h"
 #include "tool/Error.h"
 #include "tool/Inspection.h"
@@ -16,32 +17,28 @@
 namespace fieldstore::tool {
 namespace fs = std::filesystem;
 
-bool IsDirectory(const std::string& path) {
-    std::error_code none;
-    return fs::is_directory(path, none);
-}
-
 std::vector<NamedPath> ExpandPaths(const std::vector<std::string>& paths) {
     std::vector<NamedPath> expanded;
     for (const auto& path : paths) {
-        std::error_code none, gone;
-        if (!fs::is_directory(path, none)) {
+        std::error_code error, gone;
+        if (!platform::IsDirectory(path)) {
             expanded.push_back({path, true, ""});
             continue;
         }
         std::vector<std::string> found;
-        for (const auto& entry : fs::directory_iterator(path, none)) {
-            const auto name = entry.path().filename().string();
-            if (entry.is_regular_file(gone) && name.front() != '.' && !IsSideFile(name))
-                found.push_back(entry.path().string());
+        for (const auto& name : platform::NamesIn(path, error)) {
+            if (name.front() == '.' || IsSideFile(name)) continue;
+            std::string whole = platform::Joined(path, name);
+            if (platform::TypeOf(whole, platform::Links::Follow, gone) == fs::file_type::regular)
+                found.push_back(std::move(whole));
         }
-        if (none)
-            throw Error(path, "the directory cannot be read: " + none.message(),
+        if (error)
+            throw Error(path, "the directory cannot be read: " + error.message(),
                         "Check its permissions.");
         std::sort(found.begin(), found.end());
         for (auto& file : found)
             expanded.push_back(
-                {file, !KindsOfFileName(fs::path(file).filename().string()).empty(), path});
+                {file, !KindsOfFileName(file.substr(platform::LastNameIn(file))).empty(), path});
     }
     return expanded;
 }
@@ -50,7 +47,7 @@ std::vector<std::string> ResultFilesIn(const std::string& directory, const std::
     std::vector<std::string> names;
     for (const NamedPath& found : ExpandPaths({directory})) {
         if (found.given || Inspect(found.path, className).state != State::Unreadable)
-            names.push_back(fs::path(found.path).filename().string());
+            names.push_back(found.path.substr(platform::LastNameIn(found.path)));
     }
     if (names.empty())
         throw Error(directory, "there is no result file in it", "Name a file, or its class.");
@@ -71,14 +68,10 @@ int ForEachName(const std::vector<std::string>& names,
     return status;
 }
 
-std::string PathIn(const std::string& directory, const std::string& name) {
-    return (fs::path(directory) / name).string();
-}
-
 void MakeOutputDirectory(const std::string& directory, const std::string& input) {
     std::error_code error;
-    fs::create_directories(directory, error);
-    if (!fs::is_directory(directory))
+    std::filesystem::create_directories(platform::PathOf(directory), error);
+    if (!platform::IsDirectory(directory))
         throw Error(directory, "is no directory and cannot be made one",
                     "Name a directory with -o DIR.");
     RequireNotInput(directory, {input});
@@ -87,14 +80,15 @@ void MakeOutputDirectory(const std::string& directory, const std::string& input)
 int ForFileOrDirectory(
     const std::string& input, const std::string& className, const std::string& output,
     const std::function<void(const std::string& input, const std::string& output)>& action) {
-    if (!IsDirectory(input)) {
+    if (!platform::IsDirectory(input)) {
         action(input, output);
         return kDone;
     }
     const auto names = ResultFilesIn(input, className);
     MakeOutputDirectory(output, input);
-    return ForEachName(
-        names, [&](const std::string& name) { action(PathIn(input, name), PathIn(output, name)); });
+    return ForEachName(names, [&](const std::string& name) {
+        action(platform::Joined(input, name), platform::Joined(output, name));
+    });
 }
 
 }  // namespace fieldstore::tool

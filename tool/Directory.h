@@ -11,8 +11,6 @@ namespace fieldstore::tool {
 /// Paths that may be directories, and commands that do to every result file of one what they do to
 /// a single file.
 
-bool IsDirectory(const std::string& path);
-
 /// A path as given, or found in a directory that was given.
 struct NamedPath {
     std::string path;
@@ -30,9 +28,6 @@ std::vector<std::string> ResultFilesIn(const std::string& directory, const std::
 /// others. Returns the exit status.
 int ForEachName(const std::vector<std::string>& names,
                 const std::function<void(const std::string& name)>& action);
-
-/// The path of a file in a directory.
-std::string PathIn(const std::string& directory, const std::string& name);
 
 /// Does `action` with `input` and `output` or, of directories, with each result file in `input` and
 /// one of its name in `output`. Returns the exit status; of a single file, raises.

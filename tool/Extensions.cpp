@@ -1,24 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/Extensions.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <map>
-#include <sstream>
 
+#include "streams/FileNames.h"
 #include "tool/Error.h"
+#include "tool/System.h"
 
 namespace fieldstore::tool {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* kPrefix = "fieldstore-";
 
@@ -31,47 +24,33 @@ bool IsName(const std::string& text) {
     return !text.empty() && text.front() != '-' && std::all_of(text.begin(), text.end(), fits);
 }
 
-bool IsProgram(const fs::path& path) {
-    std::error_code error;
-    return fs::is_regular_file(path, error) && access(path.c_str(), X_OK) == 0;
-}
-
-std::vector<fs::path> SearchedDirectories() {
-    const char* path = std::getenv("PATH");
-    std::vector<fs::path> directories;
-    std::istringstream parts(path == nullptr ? "" : path);
-    for (std::string part; std::getline(parts, part, ':');)
-        if (fs::path(part).is_absolute()) directories.emplace_back(part);
-    return directories;
-}
-
 /// By name; the project's own.
 std::map<std::string, Extension> Known() {
     return {{"plot", {"plot", "Draw one picture of a file", ""}},
             {"report", {"report", "Write one HTML file that shows a directory", ""}}};
 }
 
-/// Programs that an extension starts must find this one, wherever it was started from.
-void TellOwnPath() {
-    std::error_code error;
-    const fs::path self = fs::read_symlink("/proc/self/exe", error);
-    if (!error) setenv("FIELDSTORE_TOOL", self.c_str(), 1);
+/// The name of an extension by that of its program's file; "" for other files.
+std::string NameIn(const std::string& file) {
+    const std::string ending = system::kProgramEnding;
+    const std::size_t around = std::strlen(kPrefix) + ending.size();
+    if (file.size() <= around || file.rfind(kPrefix, 0) != 0) return "";
+    if (file.compare(file.size() - ending.size(), ending.size(), ending) != 0) return "";
+    const std::string name = file.substr(std::strlen(kPrefix), file.size() - around);
+    return IsName(name) ? name : "";
 }
 
 }  // namespace
 
 std::vector<Extension> Extensions() {
     auto found = Known();
-    for (const auto& directory : SearchedDirectories()) {
+    for (const auto& directory : system::ProgramDirectories()) {
         std::error_code error;
-        for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
-             entry.increment(error)) {
-            const std::string file = entry->path().filename().string();
-            if (file.rfind(kPrefix, 0) != 0 || !IsProgram(entry->path())) continue;
-            const std::string name = file.substr(std::strlen(kPrefix));
-            if (!IsName(name)) continue;
+        for (const std::string& file : platform::NamesIn(directory, error)) {
+            const std::string name = NameIn(file), path = platform::Joined(directory, file);
+            if (name.empty() || !system::IsProgram(path)) continue;
             Extension& extension = found.try_emplace(name, Extension{name, "", ""}).first->second;
-            if (extension.path.empty()) extension.path = entry->path().string();
+            if (extension.path.empty()) extension.path = path;
         }
     }
     std::vector<Extension> extensions;
@@ -84,11 +63,10 @@ std::optional<Extension> FindExtension(const std::string& name) {
     if (!IsName(name)) return {};
     const auto known = Known();
     const auto place = known.find(name);
-    for (const auto& directory : SearchedDirectories()) {
-        const fs::path path = directory / (kPrefix + name);
-        if (IsProgram(path))
-            return Extension{name, place == known.end() ? "" : place->second.summary,
-                             path.string()};
+    for (const auto& directory : system::ProgramDirectories()) {
+        const auto path = platform::Joined(directory, kPrefix + name + system::kProgramEnding);
+        if (system::IsProgram(path))
+            return Extension{name, place == known.end() ? "" : place->second.summary, path};
     }
     if (place == known.end()) return {};
     return place->second;
@@ -102,17 +80,10 @@ void BecomeExtension(const Extension& extension, const std::vector<std::string>&
                     "Install that: apt install ./python3-fieldstore_*.deb, or pip install ./python "
                     "in the sources.");
     }
-    TellOwnPath();
-    std::signal(SIGPIPE, SIG_DFL);  // what is ignored here would stay so there
-    std::signal(SIGXFSZ, SIG_DFL);
-    std::vector<std::string> words{extension.path};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (auto& word : words) pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    execv(extension.path.c_str(), pointers.data());
-    throw Error(extension.path, std::string("cannot be run (") + std::strerror(errno) + ")", "");
+    // Programs that an extension starts must find this one, wherever it was started from.
+    system::TellOwnPath("FIELDSTORE_TOOL");
+    const auto error = system::Become(extension.path, arguments);
+    throw Error(extension.path, "cannot be run (" + error.message() + ")", "");
 }
 
 }  // namespace fieldstore::tool

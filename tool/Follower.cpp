@@ -4,21 +4,9 @@
 #include "tool/Error.h"
 #include "tool/Inspection.h"
 #include "tool/ReadBodies.h"
+#include "tool/System.h"
 
 namespace fieldstore::tool {
-namespace {
-
-bool IsSameFile(const struct stat& a, const struct stat& b) {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-bool IsUnchanged(const struct stat& a, const struct stat& b) {
-    return a.st_size == b.st_size && a.st_mtim.tv_sec == b.st_mtim.tv_sec &&
-           a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
-}
-
-}  // namespace
-
 void Follower::Forget() {
     known.reset();
     offset = 0;
@@ -41,23 +29,24 @@ bool Follower::FindOutKind() {
 
 void Follower::Look(const Listener& listener) {
     using Clock = std::chrono::steady_clock;
-    struct stat now {};
-    if (stat(path.c_str(), &now) != 0 || !S_ISREG(now.st_mode)) {
+    const auto found = system::StateOf(path);
+    if (!found || !found->isFile) {
         if (present) listener.remark("is gone");
         present = false;
         return Forget();
     }
-    const bool same = present && IsSameFile(seen, now);
-    if (same && IsUnchanged(seen, now) && !again) return;
+    const system::FileState& now = *found;
+    const bool same = present && seen.IsSame(now);
+    if (same && seen.IsUnchanged(now) && !again) return;
     // A body that grows slowly is not read from its beginning each time.
     if (again && Clock::now() - lastTime < 2 * lastEffort) return;
-    const auto size = static_cast<std::uint64_t>(now.st_size);
-    const bool rewritten = known && !known->Info().Appends() && !IsUnchanged(seen, now);
+    const auto size = now.size;
+    const bool rewritten = known && !known->Info().Appends() && !seen.IsUnchanged(now);
     if (known && (!same || size < offset || rewritten)) {
         listener.remark("was replaced");
         Forget();
     }
-    const bool changed = !present || !IsUnchanged(seen, now);
+    const bool changed = !present || !seen.IsUnchanged(now);
     seen = now;
     present = true;
     again = changed;  // once more when it has come to rest

@@ -2,14 +2,13 @@
 #ifndef FIELDSTORE_TOOL_FOLLOWER_H
 #define FIELDSTORE_TOOL_FOLLOWER_H
 
-#include <sys/stat.h>
-
 #include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
 
 #include "tool/ResultFile.h"
+#include "tool/System.h"
 
 namespace fieldstore::tool {
 
@@ -36,7 +35,7 @@ private:
 
     std::string path;
     std::string name;
-    struct stat seen {};
+    system::FileState seen;
     bool present = false;
     std::optional<ResultFile> known;  // kind and mode, once a body is there
     std::uint64_t offset = 0;         // of what has not been read as whole bodies

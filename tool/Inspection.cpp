@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/Inspection.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
 #include <utility>
 
+#include "streams/FileExists.h"
+#include "streams/FileNames.h"
 #include "tool/Catalog.h"
 #include "tool/Error.h"
+#include "tool/System.h"
 
 namespace fieldstore::tool {
 namespace fs = std::filesystem;
@@ -49,7 +48,7 @@ struct Front {
     explicit Front(const std::string& path) {
         constexpr std::size_t most = 64;
         std::string bytes(most, '\0');
-        std::ifstream file(path, std::ios::binary);
+        std::ifstream file(platform::PathOf(path), std::ios::binary);
         file.read(bytes.data(), most);
         bytes.resize(static_cast<std::size_t>(file.gcount()));
         const auto number = bytes.find_first_not_of(" \t\n\v\f\r");
@@ -80,23 +79,23 @@ std::vector<Reading> ReadingsOf(const std::vector<std::size_t>& kinds) {
 
 void RequireFile(const std::string& path) {
     std::error_code error;
-    const auto status = fs::status(path, error);
-    if (!fs::exists(status)) throw Error(path, "there is no such file", "Check the path.");
-    if (fs::is_directory(status))
+    const auto type = platform::TypeOf(path, platform::Links::Follow, error);
+    if (type == fs::file_type::none || type == fs::file_type::not_found)
+        throw Error(path, "there is no such file", "Check the path.");
+    if (type == fs::file_type::directory)
         throw Error(
             path, "is a directory",
             "Name a file in it; ls, check, diff, dump, convert and compact take directories.");
-    if (!fs::is_regular_file(status))
+    if (type != fs::file_type::regular)
         throw Error(path, "is not a regular file", "Copy what it gives to a file first.");
-    if (access(path.c_str(), R_OK) != 0)
-        throw Error(path, std::string("cannot be read: ") + std::strerror(errno),
-                    "Check its permissions.");
+    if ((error = system::WhyUnreadable(path)))
+        throw Error(path, "cannot be read: " + error.message(), "Check its permissions.");
 }
 
 }  // namespace
 
 std::vector<std::size_t> KindsNamed(const std::string& path, const std::string& className) {
-    return className.empty() ? KindsOfFileName(fs::path(path).filename().string())
+    return className.empty() ? KindsOfFileName(path.substr(platform::LastNameIn(path)))
                              : KindsOfClass(className);
 }
 
@@ -104,7 +103,7 @@ ResultFile BestReading(const ResultFile& unread, std::vector<std::size_t> kinds,
                        const TryReading& read) {
     ResultFile best = unread;
     RequireFile(best.path);
-    best.size = fs::file_size(best.path);
+    best.size = FileSize(best.path);
     best.guessed = kinds.empty();
     if (kinds.empty()) kinds = AllKinds();
     best.kind = kinds.front();

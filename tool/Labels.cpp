@@ -7,6 +7,7 @@
 #include <set>
 #include <sstream>
 
+#include "streams/FileNames.h"
 #include "tool/Error.h"
 #include "tool/formats/Json.h"
 
@@ -118,10 +119,10 @@ private:
 
 std::string ContentOf(const std::string& path) {
     std::error_code none;
-    if (!fs::is_regular_file(path, none))
-        Refuse("", fs::exists(path, none) ? "is not a file" : "there is no such file");
-    if (fs::file_size(path, none) > kLargest || none) Refuse("", "is larger than 1 MiB");
-    std::ifstream file(path, std::ios::binary);
+    if (platform::TypeOf(path, platform::Links::Follow, none) != fs::file_type::regular)
+        Refuse("", platform::Exists(path) ? "is not a file" : "there is no such file");
+    if (platform::SizeOf(path, none) > kLargest || none) Refuse("", "is larger than 1 MiB");
+    std::ifstream file(platform::PathOf(path), std::ios::binary);
     std::ostringstream content;
     content << file.rdbuf();
     if (!file) Refuse("", "cannot be read");
@@ -154,9 +155,9 @@ Labels Labels::Read(const std::string& path) {
 }
 
 Labels Labels::Beside(const std::string& resultFile) {
-    const fs::path path = fs::path(resultFile).parent_path() / kLabelsName;
+    const std::string path = resultFile.substr(0, platform::LastNameIn(resultFile)) + kLabelsName;
     std::error_code none;
-    return fs::exists(path, none) ? Read(path.string()) : Labels();
+    return platform::Exists(path) ? Read(path) : Labels();
 }
 
 const TypeLabel* Labels::Find(Group group, int number) const {

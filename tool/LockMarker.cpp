@@ -1,40 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/LockMarker.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <ctime>
-#include <filesystem>
 #include <utility>
 
 #include "core/SideFiles.h"
+#include "streams/FileNames.h"
 #include "streams/POWindowsFileLocker.h"
 #include "streams/Platform.h"
 #include "tool/Error.h"
+#include "tool/System.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
 
 std::string MarkerPathFor(const std::string& dataPath, const std::string& lockDirectory) {
     if (lockDirectory.empty()) return LockPathFor(dataPath);
-    namespace fs = std::filesystem;
-    return LockPathFor((fs::path(lockDirectory) / fs::path(dataPath).filename()).string());
+    return LockPathFor(
+        platform::Joined(lockDirectory, dataPath.substr(platform::LastNameIn(dataPath))));
 }
 
 std::optional<LockMarker> FindMarker(const std::string& markerPath) {
-    struct stat info {};
-    if (lstat(markerPath.c_str(), &info) != 0) {
-        if (errno == ENOENT || errno == ENOTDIR) return std::nullopt;
-        throw Error(markerPath, std::string("cannot be looked at: ") + std::strerror(errno),
-                    "Check the directory.");
-    }
-    const auto age = std::max<std::time_t>(std::time(nullptr) - info.st_mtime, 0);
-    return LockMarker{markerPath, std::chrono::seconds(age),
-                      S_ISREG(info.st_mode) && info.st_size == 0};
+    std::error_code error;
+    const auto state = system::StateOf(markerPath, platform::Links::Keep, error);
+    if (error)
+        throw Error(markerPath, "cannot be looked at: " + error.message(), "Check the directory.");
+    if (!state) return std::nullopt;
+    return LockMarker{markerPath, state->age, state->isFile && state->size == 0};
 }
 
 std::optional<LockMarker> FindLock(const std::string& path) {

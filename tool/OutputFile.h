@@ -28,7 +28,6 @@ public:
 
 private:
     void BringToDisk() const;
-    bool Rename() const;
 
     std::string target;
     std::string model;
@@ -37,7 +36,7 @@ private:
 };
 
 /// The name behind links, so that the file is replaced and not the link to it.
-std::string BehindLinks(const std::string& path);
+std::string NameBehindLinks(const std::string& path);
 
 /// Raises when the output is one of the inputs.
 void RequireNotInput(const std::string& output, const std::vector<std::string>& inputs);

@@ -1,24 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/Progress.h"
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
-#include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <optional>
 #include <system_error>
 
-#include "streams/Writer.h"
+#include "streams/FileNames.h"
+#include "tool/RemovedOnSignal.h"
+#include "tool/System.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
-namespace fs = std::filesystem;
 namespace {
 
 using std::chrono::milliseconds;
@@ -36,50 +31,20 @@ milliseconds Delay() {
     return std::max(later, std::chrono::duration_cast<milliseconds>(atFirst - passed));
 }
 
-/// How far into a file, or into what is to replace it, this process has got; nothing when it is not
-/// open, or on a system without these directories.
-std::optional<std::uint64_t> PositionIn(const std::string& path) {
-    std::optional<std::uint64_t> farthest;  // a temporary file is held open as well
-    std::error_code error;
-    for (fs::directory_iterator open("/proc/self/fd", error); !error && open != fs::end(open);
-         open.increment(error)) {
-        std::error_code closed;
-        const auto target = fs::read_symlink(open->path(), closed).string();
-        const auto replacement = ParseReplacementName(target);
-        if (target != path && !(replacement && replacement->target == path)) continue;
-        std::ifstream info("/proc/self/fdinfo/" + open->path().filename().string());
-        std::string name;
-        std::uint64_t position = 0;
-        if (info >> name >> position) farthest = std::max(farthest.value_or(0), position);
-    }
-    return farthest;
-}
-
-std::size_t ScreenWidth() {
-    constexpr std::size_t usual = 80;
-    winsize size{};
-    const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;
-    return known ? size.ws_col : usual;
-}
-
 }  // namespace
 
 Progress::Progress(const std::string& what, const std::string& path, std::uint64_t total)
     : title(Visible(what)), length(total) {
-    if (taken || isatty(STDERR_FILENO) == 0) return;
+    if (taken || !system::IsTerminal(system::Standard::Error)) return;
     delay = Delay();
-    std::error_code none;
-    file = fs::weakly_canonical(path, none).string();
-    sigset_t all{}, before{};
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);  // signals are the main thread's
+    if (!path.empty()) file = platform::WholePath(path);
+    const HeldSignals signalsAreTheMainThreads;
     try {
         thread = std::thread(&Progress::Run, this);
         taken = true;
     } catch (const std::system_error&) {
         // Without a thread there is no bar, and the work goes on.
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 Progress::~Progress() {
@@ -106,14 +71,14 @@ void Progress::Run() {
 
 void Progress::Draw() {
     constexpr std::size_t cells = 30, leastTitle = 20, rest = cells + 10;
-    const std::size_t room = std::max(ScreenWidth(), rest + leastTitle) - rest;
+    const std::size_t room = std::max(system::ScreenWidth(), rest + leastTitle) - rest;
     // A line that wraps could not be erased; the end of a path tells most.
     std::string line = title.size() <= room ? title : "..." + title.substr(title.size() - room + 3);
-    if (length == 0) {
+    if (length == 0 || !system::kTellsPositions) {
         const auto time = std::chrono::steady_clock::now() - begin;
         line += ", " + ReadableTime(std::chrono::duration_cast<std::chrono::seconds>(time));
     } else {
-        position = std::min(PositionIn(file).value_or(position), length);
+        position = std::min(system::PositionIn(file).value_or(position), length);
         const double part = static_cast<double>(position) / static_cast<double>(length);
         const auto full = static_cast<std::size_t>(part * cells);
         line += " [" + std::string(full, '#') + std::string(cells - full, '.') + "] " +
@@ -126,7 +91,7 @@ void Progress::Draw() {
 void Progress::Erase() {
     constexpr char sequence[] = "\r\033[K";
     if (!drawn.exchange(false)) return;
-    [[maybe_unused]] const auto written = write(STDERR_FILENO, sequence, sizeof sequence - 1);
+    system::WriteToTerminal(sequence, sizeof sequence - 1);
 }
 
 Progress::Silence::Silence() : wasShown(!taken) {

@@ -11,6 +11,8 @@
 #include <limits>
 #include <set>
 
+#include "streams/FileExists.h"
+#include "streams/FileNames.h"
 #include "streams/Platform.h"
 #include "tool/BodyWriter.h"
 #include "tool/Error.h"
@@ -175,7 +177,8 @@ AnyBody ReadDamaged(const ResultFile& file, std::uint64_t begin) {
 
 std::uint64_t SameBytes(const std::string& a, std::uint64_t fromA, const std::string& b,
                         std::uint64_t fromB, std::uint64_t count) {
-    std::ifstream first(a, std::ios::binary), second(b, std::ios::binary);
+    std::ifstream first(platform::PathOf(a), std::ios::binary),
+        second(platform::PathOf(b), std::ios::binary);
     first.seekg(static_cast<std::streamoff>(fromA));
     second.seekg(static_cast<std::streamoff>(fromB));
     for (std::uint64_t same = 0; same < count; ++same) {
@@ -285,7 +288,7 @@ bool Recognition::MayBegin(const char* bytes, std::uint64_t begin, std::uint64_t
 
 std::optional<BodyPlace> Recognition::NextBinary(std::uint64_t behind) {
     constexpr std::size_t step = std::size_t{1} << 16, seen = 64;
-    platform::File in = platform::OpenForReading(file.path, false);
+    platform::File in = platform::OpenForReading(file.path);
     std::vector<char> window(step + seen);
     for (std::uint64_t at = behind + 1; at < file.size; at += step) {
         std::size_t filled = 0;
@@ -351,11 +354,11 @@ bool Recognition::IsBeyondDoubt(const AnyBody& any, const Layout& layout) const 
 }
 
 bool Recognition::IsAsWritten(const AnyBody& any, const Layout& layout) const {
-    TemporaryFile scratch((fs::temp_directory_path() / "fieldstore-").string());
+    TemporaryFile scratch(platform::NameOf(fs::temp_directory_path() / "fieldstore-"));
     BodyWriter writer(scratch, true, std::nullopt);
     writer.Write(any);
     writer.Close();
-    const auto length = fs::file_size(scratch.Path());
+    const auto length = FileSize(scratch.Path());
     return SameBytes(file.path, layout.begin, scratch.Path(), 0, length) == length;
 }
 

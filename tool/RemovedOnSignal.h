@@ -2,13 +2,14 @@
 #ifndef FIELDSTORE_TOOL_REMOVED_ON_SIGNAL_H
 #define FIELDSTORE_TOOL_REMOVED_ON_SIGNAL_H
 
-#include <csignal>
+#include <cstddef>
+#include <memory>
 #include <string>
 
 namespace fieldstore::tool {
 
 /// Sees to it that the usual signals to end remove the files that the objects below name. Signals
-/// that are ignored already, as under nohup, stay so.
+/// that are ignored already, as under nohup, stay so. A full quota is no signal to end.
 void RemoveFilesOnSignals();
 
 /// A file that does not outlive the program: a signal that ends it removes the file first.
@@ -34,7 +35,8 @@ public:
     HeldSignals& operator=(const HeldSignals&) = delete;
 
 private:
-    sigset_t before{};
+    struct Before;
+    std::unique_ptr<Before> before;
 };
 
 }  // namespace fieldstore::tool

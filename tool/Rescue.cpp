@@ -6,6 +6,8 @@
 #include <fstream>
 #include <numeric>
 
+#include "streams/FileExists.h"
+#include "streams/FileNames.h"
 #include "tool/BodyWriter.h"
 #include "tool/Copy.h"
 #include "tool/Error.h"
@@ -19,7 +21,7 @@ namespace {
 /// Where the white space ends that follows a body of a text file.
 std::uint64_t BehindSpace(const ResultFile& file, std::uint64_t at) {
     if (!file.text) return at;
-    std::ifstream in(file.path, std::ios::binary);
+    std::ifstream in(platform::PathOf(file.path), std::ios::binary);
     in.seekg(static_cast<std::streamoff>(at));
     for (int c; (c = in.get()) == ' ' || (c >= '\t' && c <= '\r');) ++at;
     return at;
@@ -80,11 +82,11 @@ void Write(const AnyBody& body, const TemporaryFile& scratch) {
 }
 
 TemporaryFile MakeScratch() {
-    return TemporaryFile((fs::temp_directory_path() / "fieldstore-").string());
+    return TemporaryFile(platform::NameOf(fs::temp_directory_path() / "fieldstore-"));
 }
 
 std::uint64_t BehindFirstLine(const std::string& path, std::uint64_t begin) {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(platform::PathOf(path), std::ios::binary);
     in.seekg(static_cast<std::streamoff>(begin));
     for (int c; (c = in.get()) != std::char_traits<char>::eof();) {
         ++begin;
@@ -100,7 +102,7 @@ std::size_t EntriesAsWritten(const ResultFile& file, const LostRange& range, con
     Write(body, scratch);
     ResultFile written = file;
     written.path = scratch.Path();
-    const auto size = fs::file_size(scratch.Path());
+    const auto size = FileSize(scratch.Path());
     const auto begin = BehindFirstLine(scratch.Path(), 0);
     const auto same = SameBytes(file.path, BehindFirstLine(file.path, range.begin), scratch.Path(),
                                 begin, size - begin);
@@ -224,7 +226,7 @@ void CopyRescued(const ResultFile& file, const Rescue& rescue, std::ostream& out
             if (range->saved == 0) continue;
             const TemporaryFile scratch = MakeScratch();
             Write(range->entries, scratch);
-            CopyBytes(scratch.Path(), 0, fs::file_size(scratch.Path()), out);
+            CopyBytes(scratch.Path(), 0, FileSize(scratch.Path()), out);
         }
     };
     for (const BodyPlace& body : rescue.bodies) {

@@ -13,6 +13,7 @@
 #include <sstream>
 #include <string_view>
 
+#include "streams/FileNames.h"
 #include "streams/Platform.h"
 #include "tool/Error.h"
 #include "tool/OutputFile.h"
@@ -69,7 +70,7 @@ struct Digests {
 /// `bounds` ascend: where the first part begins, and where each ends.
 Digests DigestParts(const std::string& path, const std::vector<std::uint64_t>& bounds) {
     constexpr std::size_t step = std::size_t{1} << 16;  // stays in the cache
-    platform::File file = platform::OpenForReading(path, false);
+    platform::File file = platform::OpenForReading(path);
     if (!file.IsOpen() || file.Seek(static_cast<std::int64_t>(bounds.front())) < 0)
         throw Error(path, "cannot be read: " + file.Error().message(), "Check its permissions.");
     const Progress progress("Hashing " + path, path, bounds.back());
@@ -104,8 +105,7 @@ std::vector<std::uint64_t> BoundsOf(const Seal& seal) {
 
 std::string Now() {
     const std::time_t now = std::time(nullptr);
-    std::tm utc{};
-    gmtime_r(&now, &utc);
+    const std::tm utc = *std::gmtime(&now);  // no other thread asks
     std::array<char, 32> text{};
     return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc)};
 }
@@ -122,7 +122,7 @@ std::string LastLine(std::size_t count, const std::string& lines) {
 }
 
 std::string ReadAll(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(platform::PathOf(path), std::ios::binary);
     std::ostringstream content;
     content << file.rdbuf();
     if (!file.is_open() || file.bad())
@@ -184,7 +184,7 @@ Seal MakeSeal(const ResultFile& file, const Seal* earlier) {
     const auto bounds = BoundsOf(seal);
     const auto digests = DigestParts(file.path, bounds);
     std::error_code none;
-    if (!digests.whole || fs::file_size(file.path, none) != file.size)
+    if (!digests.whole || platform::SizeOf(file.path, none) != file.size)
         throw Error(file.path, "has changed while it was sealed", "Is it being written?");
     seal.digest = *digests.whole;
     seal.headDigest = digests.parts.front();
@@ -199,7 +199,7 @@ Seal MakeSeal(const ResultFile& file, const Seal* earlier) {
 }
 
 void WriteSeal(const std::string& dataPath, const Seal& seal, bool replace) {
-    const std::string name = fs::path(dataPath).filename().string();
+    const std::string name = dataPath.substr(platform::LastNameIn(dataPath));
     std::string lines = Json{{"fieldstore_seal", kVersion}, {"file", name},
                              {"class", seal.className},     {"mode", seal.Mode()},
                              {"time", seal.time},           {"length", seal.length},
@@ -224,7 +224,7 @@ void WriteSeal(const std::string& dataPath, const Seal& seal, bool replace) {
 std::optional<Seal> ReadSeal(const std::string& dataPath) {
     const auto path = SealPathFor(dataPath);
     std::error_code none;
-    if (!fs::exists(fs::status(path, none))) return std::nullopt;
+    if (!platform::Exists(path)) return std::nullopt;
     try {
         return FromLines(path, SoundLines(path));
     } catch (const Json::exception& error) {
@@ -235,7 +235,7 @@ std::optional<Seal> ReadSeal(const std::string& dataPath) {
 Comparison Compare(const std::string& dataPath, const Seal& seal) {
     Comparison comparison;
     std::error_code none;
-    const auto size = fs::file_size(dataPath, none);
+    const auto size = platform::SizeOf(dataPath, none);
     if (!none && size > seal.length) comparison.behind = size - seal.length;
     ResultFile known;
     known.path = dataPath;

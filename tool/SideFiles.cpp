@@ -11,6 +11,7 @@
 
 #include "core/AppendMark.h"
 #include "core/SideFiles.h"
+#include "streams/FileNames.h"
 #include "streams/LockClaim.h"
 #include "streams/Writer.h"
 #include "tool/Error.h"
@@ -46,9 +47,7 @@ const Replacements& ReplacementsIn(const std::string& directory) {
     Replacements& found = place->second;
     if (!added) return found;
     std::error_code error;
-    for (fs::directory_iterator entry(directory, error); !error && entry != fs::end(entry);
-         entry.increment(error)) {
-        auto name = entry->path().filename().string();
+    for (std::string& name : platform::NamesIn(directory, error)) {
         const auto replacement = ParseReplacementName(name);
         if (replacement) found[std::string(replacement->target)].push_back(std::move(name));
     }
@@ -62,6 +61,10 @@ AppendMark MarkAt(const std::string& path) {
     } catch (const fs::filesystem_error& error) {
         throw Error(path, "cannot be looked at: " + error.code().message(), "Check the directory.");
     }
+}
+
+fs::path ExtensionOf(const std::string& name) {
+    return platform::PathOf(name).extension();
 }
 
 bool IsLock(const fs::path& name) {
@@ -86,9 +89,9 @@ std::string Told(const std::optional<Writer>& writer, const std::string& what,
 }  // namespace
 
 bool IsSideFile(const std::string& name) {
-    const auto extension = fs::path(name).extension();
-    const bool isClaim = extension == kClaimSuffix && IsLock(fs::path(name).stem());
-    return isClaim || IsLock(name) || extension == ".err" || extension == kSealSuffix ||
+    const fs::path path = platform::PathOf(name), extension = path.extension();
+    const bool isClaim = extension == kClaimSuffix && IsLock(path.stem());
+    return isClaim || IsLock(path) || extension == ".err" || extension == kSealSuffix ||
            extension == AppendMarkPathFor("") || ParseReplacementName(name) || IsTemporary(name) ||
            name == kLabelsName;
 }
@@ -99,7 +102,7 @@ std::string NameOf(const Writer& writer) {
 
 std::vector<std::string> LeftBeside(const std::string& dataPath) {
     std::vector<std::string> lines;
-    const std::string whole = WholePath(dataPath);
+    const std::string whole = platform::WholePath(dataPath);
     for (const auto& owner : {dataPath, LockPathFor(dataPath)}) {
         const auto place = AppendMarkPathFor(owner);
         const AppendMark mark = MarkAt(place);
@@ -109,12 +112,12 @@ std::vector<std::string> LeftBeside(const std::string& dataPath) {
                              "the next commit under the lock puts the file right, and so does "
                              "fieldstore repair --in-place --lock-directory DIR"));
     }
-    const fs::path data(dataPath);
-    const auto& all = ReplacementsIn(data.has_parent_path() ? data.parent_path().string() : ".");
-    const auto found = all.find(data.filename().string());
+    const std::size_t begin = platform::LastNameIn(dataPath);
+    const auto& all = ReplacementsIn(platform::DirectoryOf(dataPath));
+    const auto found = all.find(dataPath.substr(begin));
     if (found == all.end()) return lines;
     for (const auto& name : found->second) {
-        lines.push_back((data.parent_path() / name).string() + ": " +
+        lines.push_back(dataPath.substr(0, begin) + name + ": " +
                         Told(ParseReplacementName(name)->writer, "replacing the file",
                              "the file itself is untouched; remove the other one when no writer is "
                              "left"));
@@ -123,27 +126,24 @@ std::vector<std::string> LeftBeside(const std::string& dataPath) {
 }
 
 std::vector<Writer> WritersUnder(const std::string& marker, const std::string& dataPath) {
-    const std::string name = fs::path(marker).filename().string();
+    const std::string name = marker.substr(platform::LastNameIn(marker));
     const std::string ending = AppendMarkPathFor("");
     std::set<std::string> directories;
     for (const auto& path : {marker, dataPath})
-        directories.insert(fs::path(path).parent_path().string());
+        directories.insert(path.substr(0, platform::LastNameIn(path)));
     std::vector<Writer> writers;
     for (const auto& directory : directories) {
         std::error_code error;
-        const fs::path searched = directory.empty() ? "." : directory;
-        for (fs::directory_iterator entry(searched, error); !error && entry != fs::end(entry);
-             entry.increment(error)) {
-            const auto file = entry->path().filename().string();
+        for (const auto& file : platform::NamesIn(directory.empty() ? "." : directory, error)) {
             const auto replacement = ParseReplacementName(file);
-            const bool isMark = entry->path().extension() == ending;
+            const bool isMark = ExtensionOf(file) == ending;
             const auto owner = replacement
                                    ? std::string(replacement->target)
                                    : file.substr(0, file.size() - (isMark ? ending.size() : 0));
             if ((!replacement && !isMark) || (owner != name && LockPathFor(owner) != name))
                 continue;
             const auto writer =
-                replacement ? replacement->writer : MarkAt(entry->path().string()).record.writer;
+                replacement ? replacement->writer : MarkAt(directory + file).record.writer;
             if (writer) writers.push_back(*writer);
         }
     }

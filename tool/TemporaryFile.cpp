@@ -1,20 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/TemporaryFile.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <utility>
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-
+#include "streams/FileNames.h"
 #include "streams/FileStreams.h"
 #include "tool/Error.h"
+#include "tool/System.h"
 
 namespace fieldstore::tool {
-namespace fs = std::filesystem;
 namespace {
 
 [[noreturn]] void RaiseExchanged(const std::string& path) {
@@ -24,62 +18,47 @@ namespace {
 
 }  // namespace
 
-TemporaryFile::TemporaryFile(const std::string& prefix) : path(prefix + "XXXXXX") {
+TemporaryFile::TemporaryFile(const std::string& prefix) {
     const HeldSignals untilNamed;
-    descriptor = mkostemp(path.data(), O_CLOEXEC);
-    if (descriptor < 0) {
-        const int reason = errno;
-        const auto parent = fs::path(prefix).parent_path().string();
-        throw Error(parent.empty() ? "." : parent,
-                    std::string("no file can be made there: ") + std::strerror(reason),
+    file = system::CreateTemporary(prefix, path);
+    if (!file.IsOpen())
+        throw Error(platform::DirectoryOf(prefix),
+                    "no file can be made there: " + file.Error().message(),
                     "Create the directory, or choose one that you may write to.");
-    }
     removal.emplace(path);
 }
 
 TemporaryFile::~TemporaryFile() {
-    if (!path.empty()) unlink(path.c_str());
-    close(descriptor);
+    if (!path.empty()) platform::Remove(path);
 }
 
 platform::File TemporaryFile::OpenEmptied() const {
-    platform::File file(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
-    if (!file.IsOpen() || !file.Truncate(0) || file.Seek(0) != 0)
-        throw Error(path, std::string("cannot be opened: ") + std::strerror(errno),
+    platform::File again = system::Duplicate(file);
+    if (!again.IsOpen() || !again.Truncate(0) || again.Seek(0) != 0)
+        throw Error(path, "cannot be opened: " + again.Error().message(),
                     "Close other programs, or raise the limit of open files.");
-    return file;
+    return again;
 }
 
 void TemporaryFile::Fill(const std::function<void(std::ostream&)>& write) const {
-    OutputFileStream file(OpenEmptied());
-    write(file);
-    const bool closed = file.Buffer().Close();
-    if (!closed || !file)
-        throw Error(path, "cannot be written whole: " + file.File().Error().message(),
+    OutputFileStream output(OpenEmptied());
+    write(output);
+    const bool closed = output.Buffer().Close();
+    if (!closed || !output)
+        throw Error(path, "cannot be written whole: " + output.File().Error().message(),
                     "Make room or choose another place.");
-    lseek(descriptor, 0, SEEK_SET);  // where progress looks when the file is read back
+    file.Seek(0);  // where progress looks when the file is read back
 }
 
 void TemporaryFile::TakeReplacement() {
-    const int next = open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    struct stat info {};
-    const bool own = next >= 0 && fstat(next, &info) == 0 && S_ISREG(info.st_mode) &&
-                     info.st_uid == geteuid() && info.st_nlink == 1;
-    if (own) {
-        close(descriptor);
-        descriptor = next;
-        return;
-    }
-    if (next >= 0) close(next);
-    RaiseExchanged(path);
+    platform::File next = system::OpenOwn(path);
+    if (!next.IsOpen()) RaiseExchanged(path);
+    file = std::move(next);
 }
 
 void TemporaryFile::RequireOwnName() const {
-    struct stat named {
-    }, made{};
-    const bool same = lstat(path.c_str(), &named) == 0 && fstat(descriptor, &made) == 0 &&
-                      named.st_dev == made.st_dev && named.st_ino == made.st_ino;
-    if (!same) RaiseExchanged(path);
+    const auto named = platform::IdentityOf(path);
+    if (!named || named != file.Identity()) RaiseExchanged(path);
 }
 
 void TemporaryFile::ForgetName() {
@@ -88,9 +67,10 @@ void TemporaryFile::ForgetName() {
 }
 
 void TemporaryFile::Remove() {
-    if (unlink(path.c_str()) != 0 && unlink(path.c_str()) != 0)
-        throw Error(path,
-                    std::string("the temporary file cannot be removed: ") + std::strerror(errno),
+    std::error_code error = platform::Remove(path);
+    if (error) error = platform::Remove(path);
+    if (error)
+        throw Error(path, "the temporary file cannot be removed: " + error.message(),
                     "Remove it by hand.");
     ForgetName();
 }

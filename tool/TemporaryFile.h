@@ -26,7 +26,9 @@ public:
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
     const std::string& Path() const { return path; }
-    int Descriptor() const { return descriptor; }
+    const platform::File& File() const { return file; }
+    /// Returns when its content is on the disk; what else, File() tells.
+    bool Sync() const { return file.Sync(); }
     /// The same file once more, whatever has become of its name, and without what it held. Raises
     /// when the system refuses.
     platform::File OpenEmptied() const;
@@ -48,7 +50,7 @@ protected:
 private:
     std::string path;
     std::optional<RemovedOnSignal> removal;
-    int descriptor = -1;
+    mutable platform::File file;
 };
 
 }  // namespace fieldstore::tool

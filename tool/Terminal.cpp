@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/Terminal.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -11,6 +9,7 @@
 #include <numeric>
 
 #include "tool/Progress.h"
+#include "tool/System.h"
 
 namespace fieldstore::tool {
 namespace {
@@ -31,7 +30,8 @@ std::size_t Width(const std::string& cell) {
 
 std::string Painted(const std::string& text, Colour colour) {
     const char* noColour = std::getenv("NO_COLOR");
-    if (isatty(STDOUT_FILENO) == 0 || (noColour != nullptr && *noColour != '\0')) return text;
+    if (!system::IsTerminal(system::Standard::Output) || (noColour != nullptr && *noColour != '\0'))
+        return text;
     return "\033[" + std::to_string(static_cast<int>(colour)) + "m" + text + "\033[0m";
 }
 
@@ -48,7 +48,7 @@ void Say(const Error& error) {
 }
 
 bool Confirmed(const std::string& question) {
-    if (isatty(STDIN_FILENO) == 0) return false;
+    if (!system::IsTerminal(system::Standard::Input)) return false;
     std::cout.flush();
     std::cerr << Visible(question) << " [y/N] ";
     std::string answer;

@@ -2,19 +2,20 @@
 #include "tool/WritersKeptOut.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "core/AppendMark.h"
 #include "core/SideFiles.h"
+#include "streams/FileNames.h"
 #include "tool/Error.h"
 #include "tool/OutputFile.h"
+#include "tool/System.h"
 
 namespace fieldstore::tool {
 
 WritersKeptOut::WritersKeptOut(const std::string& dataPath, const std::string& lockDirectory)
     : path(dataPath) {
     AddName(dataPath, lockDirectory);
-    const auto behind = BehindLinks(dataPath);
+    const auto behind = NameBehindLinks(dataPath);
     if (behind != dataPath) AddName(behind, lockDirectory);
     if (!lockDirectory.empty()) return;
     for (const auto& mark : marks) {
@@ -32,14 +33,14 @@ void WritersKeptOut::AddName(const std::string& dataPath, const std::string& loc
     const auto marker = MarkerPathFor(dataPath, lockDirectory);
     for (const auto& base : {dataPath, marker}) {
         const auto [place, isNew] = marks.try_emplace(base);
-        if (isNew) place->second = FileIdentity::Of(AppendMarkPathFor(base));
+        if (isNew) place->second = system::StateOf(AppendMarkPathFor(base));
         if (isNew && base == marker) locks.emplace_back(dataPath, lockDirectory);
     }
 }
 
 bool WritersKeptOut::AppendBegan() const {
     return std::any_of(marks.begin(), marks.end(), [](const auto& mark) {
-        return FileIdentity::Of(AppendMarkPathFor(mark.first)) != mark.second;
+        return system::StateOf(AppendMarkPathFor(mark.first)) != mark.second;
     });
 }
 
@@ -51,11 +52,11 @@ void WritersKeptOut::RequireNoAppend() const {
 }
 
 void WritersKeptOut::Release() {
-    const std::string data = WholePath(path);
+    const std::string data = platform::WholePath(path);
     for (const auto& [base, standing] : marks) {
         const auto place = AppendMarkPathFor(base);
         if (standing && AppendMark::At(place).CountsFor(data, base != LockPathFor(base)))
-            std::remove(place.c_str());
+            platform::Remove(place);
     }
     for (HeldLock& lock : locks) lock.Release();
 }

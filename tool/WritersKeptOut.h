@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "tool/FileIdentity.h"
 #include "tool/LockMarker.h"
+#include "tool/System.h"
 
 namespace fieldstore::tool {
 
@@ -35,7 +35,7 @@ private:
     std::list<HeldLock> locks;
     /// By the path to which a mark's ending is added, that of the data or of a lock: the mark that
     /// stood at first.
-    std::map<std::string, std::optional<FileIdentity>> marks;
+    std::map<std::string, std::optional<system::FileState>> marks;
 };
 
 }  // namespace fieldstore::tool

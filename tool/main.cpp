@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <csignal>
 #include <exception>
 #include <iostream>
 #include <stdexcept>
@@ -8,6 +7,7 @@
 #include "tool/Extensions.h"
 #include "tool/Program.h"
 #include "tool/RemovedOnSignal.h"
+#include "tool/System.h"
 #include "tool/Terminal.h"
 
 namespace fieldstore::tool {
@@ -16,7 +16,7 @@ namespace {
 constexpr const char* kNotEnoughMemory = "there is not enough memory for this file";
 
 int Run(int count, char** arguments) {
-    const std::vector<std::string> words(arguments + 1, arguments + count);
+    const auto words = system::Begin(count, arguments);
     Program program;
     if (!words.empty() && !program.Knows(words.front()))
         if (const auto extension = FindExtension(words.front()))
@@ -32,9 +32,6 @@ int Run(int count, char** arguments) {
 
 int main(int count, char** arguments) {
     using namespace fieldstore::tool;
-    // A file that may grow no further is an error of the output, not the end. A closed pipe is the
-    // end.
-    std::signal(SIGXFSZ, SIG_IGN);
     RemoveFilesOnSignals();
     try {
         return Run(count, arguments);

@@ -4,21 +4,18 @@
 //
 // Build:  cmake --preset release && cmake --build --preset release
 // Run:    build/release/examples/quickstart/dlopen_host build/release/libfieldstore.so /tmp/wr90/
+//         (on Windows: dlopen_host fieldstore.dll wr90/)
 //
 // Prints how many frequencies and ports the mode file in the directory holds. Status 0, or 2 with a
 // message when the library or the file cannot be loaded.
 
-#include <dlfcn.h>
-
 #include <iostream>
-#include <memory>
 #include <string>
 
 #include "fieldstore/fieldstore.h"
+#include "shared_library.h"
 
 namespace {
-
-using Library = std::unique_ptr<void, int (*)(void*)>;
 
 int CountFrequencies(fieldstore::NewInstanceFunction* newInstance, const std::string& directory) {
     const auto modeInfo = fieldstore::CreateWith<IPOModeInfo>(newInstance);
@@ -40,19 +37,11 @@ int main(int argumentCount, char** arguments) {
         std::cerr << "Usage: dlopen_host LIBRARY DIRECTORY/\n";
         return 2;
     }
-    // Every object must be released before the library goes, so it is opened first and closed last.
-    const Library library(dlopen(arguments[1], RTLD_NOW | RTLD_LOCAL), &dlclose);
-    if (!library) {
-        std::cerr << dlerror() << "\n";
-        return 2;
-    }
-    void* symbol = dlsym(library.get(), "NewInstance");
-    if (symbol == nullptr) {
-        std::cerr << dlerror() << "\n";
-        return 2;
-    }
     try {
-        auto* newInstance = reinterpret_cast<fieldstore::NewInstanceFunction*>(symbol);
+        // Every object must be released before the library goes, so it is opened first and closed
+        // last.
+        const SharedLibrary library(arguments[1]);
+        auto* newInstance = library.Find<fieldstore::NewInstanceFunction>("NewInstance");
         return CountFrequencies(newInstance, arguments[2]);
     } catch (const std::exception& error) {
         std::cerr << "dlopen_host: " << error.what() << "\n";

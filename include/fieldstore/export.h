@@ -4,13 +4,10 @@
 
 // FIELDSTORE_API marks the one exported function. FIELDSTORE_INTERFACE gives an abstract interface
 // run-time type information that is the same object on both sides of the library boundary, so that
-// dynamic_pointer_cast works whichever side was compiled by g++ or clang.
+// dynamic_pointer_cast works whichever side was compiled by g++ or clang. On Windows the linker has
+// a list of what is exported, and types are compared by their names.
 #if defined(_WIN32)
-#if defined(FIELDSTORE_BUILDING)
-#define FIELDSTORE_API __declspec(dllexport)
-#else
-#define FIELDSTORE_API __declspec(dllimport)
-#endif
+#define FIELDSTORE_API
 #define FIELDSTORE_INTERFACE
 #else
 #define FIELDSTORE_API __attribute__((visibility("default")))

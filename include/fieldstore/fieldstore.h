@@ -99,14 +99,24 @@ inline IPOStorageControl& Control(IPOBase& object) {
     return *control;
 }
 
+namespace detail {
+
+/// A path as the library takes it: in UTF-8, also where the system's own names are wider.
+inline std::string NameOf(const std::filesystem::path& path) {
+    const auto name = path.u8string();  // of char8_t since C++20
+    return std::string(name.begin(), name.end());
+}
+
+}  // namespace detail
+
 /// Sets the directory of an object's file, given with or without a separator at its end; "" is the
 /// current one. Raises std::runtime_error naming it when it is not there or is no directory.
 inline void SetDirectory(IPOBase& object, const std::filesystem::path& directory) {
     std::error_code error;
     if (!directory.empty() && !std::filesystem::is_directory(directory, error))
-        throw std::runtime_error("There is no directory " + directory.string() + ".");
+        throw std::runtime_error("There is no directory " + detail::NameOf(directory) + ".");
     const bool bare = directory.empty() || !directory.has_filename();
-    object.SetDirectory((bare ? directory : directory / "").string());
+    object.SetDirectory(detail::NameOf(directory) + (bare ? "" : "/"));
 }
 
 /// Builds storage as IPOBase::CreateStorageInterface does.

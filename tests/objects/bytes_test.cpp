@@ -111,7 +111,7 @@ TEST(Bytes, InTextMode) {
         object->SetDirectory(directory.Path());
         object->CreateStorageInterface(IPOBase::eWriteText, true);
         ASSERT_EQ(object->Commit(false), 0);
-        EXPECT_EQ(ReadFile(directory / object->GetFileName()), text) << name;
+        EXPECT_EQ(ReadFile(directory / object->GetFileName()), support::InTextFile(text)) << name;
     }
 }
 

@@ -113,9 +113,10 @@ TEST(Lock, OfAnotherStopsACommitAndStays) {
     EXPECT_TRUE(std::filesystem::exists(directory / "modeinfo.lck"));
     // Twice: the host's commit and the destructor's, which says why.
     EXPECT_EQ(CountedPauses::Microseconds(), 2 * 199 * 100'000);
-    EXPECT_EQ(ReadFile(directory / "modeinfo.err"),
-              "Error on stream " + directory.Path() +
-                  "modeinfo.dat: Frequency 1000000001 reported: Unable to acquire file lock.\n");
+    EXPECT_EQ(
+        ReadFile(directory / "modeinfo.err"),
+        InTextFile("Error on stream " + directory.Path() +
+                   "modeinfo.dat: Frequency 1000000001 reported: Unable to acquire file lock.\n"));
     const auto object = In(directory, "POModeInfo");
     ASSERT_EQ(object->CreateStorageInterface(IPOBase::eWriteDefault, true), 0);
     EXPECT_EQ(object->DeleteStorage(), 0);
@@ -161,7 +162,7 @@ TEST(Destructor, CommitsOrLogsWhyNot) {
     destroy([] { throw 42; }, IPOBase::eWriteDefault);
     const std::string start = "Error on stream " + directory.Path() + "probe.dat: ";
     EXPECT_EQ(ReadFile(directory / "probe.err"),
-              start + "broken\n" + start + "Unknown error committing Probe object.\n");
+              InTextFile(start + "broken\n" + start + "Unknown error committing Probe object.\n"));
 
     testing::internal::CaptureStderr();
     { Probe().Change(); }
@@ -215,9 +216,9 @@ TEST(Exceptions, OfAnyTypeEndInAResultAndALine) {
         probe.UseLocker(std::make_shared<StuckLocker>());
         probe.Change();
     }
-    EXPECT_EQ(ReadFile(directory / "probe.err"), start + "no lock\n" + start +
-                                                     "Unknown file open error.\n" + start +
-                                                     "Unknown file close error.\n");
+    EXPECT_EQ(ReadFile(directory / "probe.err"),
+              InTextFile(start + "no lock\n" + start + "Unknown file open error.\n" + start +
+                         "Unknown file close error.\n"));
     EXPECT_EQ(ReadFile(directory / "probe.dat"), std::string(Bytes().I32(5).I32(5)));
     testing::internal::CaptureStderr();
     {

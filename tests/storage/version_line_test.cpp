@@ -57,7 +57,7 @@ TEST(VersionLine, StandsOnceAtTheStart) {
         }
         const std::string content = ReadFile(directory / "solutiondata.dat");
         const std::string line =
-            text ? "!made by us\n" : std::string(Bytes().I32(11)) + "!made by us";
+            text ? InTextFile("!made by us\n") : std::string(Bytes().I32(11)) + "!made by us";
         EXPECT_EQ(content.substr(0, line.size()), line);
         EXPECT_EQ(content.find("made by us", line.size()), std::string::npos);
         std::string held;
@@ -69,7 +69,7 @@ TEST(VersionLine, StandsOnceAtTheStart) {
     modes->SetVersion("ignored");
     modes->CreateStorageInterface(IPOBase::eWriteDefault, false);
     EXPECT_EQ(modes->Commit(true), 0);
-    EXPECT_EQ(ReadFile(directory / "modeinfo.dat"), "0\n");
+    EXPECT_EQ(ReadFile(directory / "modeinfo.dat"), InTextFile("0\n"));
 }
 
 TEST(VersionLine, ThatCouldNotBeReadBackIsRefused) {

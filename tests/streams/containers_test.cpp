@@ -174,7 +174,7 @@ TEST(Locale, OfTheHostChangesNothing) {
     vector<double> read;
     reader.Read(read);
     std::locale::global(previous);
-    EXPECT_EQ(support::ReadFile(directory / "t"), "1\n1234567.5\n");
+    EXPECT_EQ(support::ReadFile(directory / "t"), support::InTextFile("1\n1234567.5\n"));
     EXPECT_EQ(read, vector<double>{1234567.5});
 }
 

@@ -150,9 +150,10 @@ TEST(FileStream, Destroys) {
     EXPECT_EQ(CountedPauses::Number(), 200);
     EXPECT_EQ(CountedPauses::Microseconds(), 20'000'000);
 
-    std::filesystem::create_symlink("loop", directory / "loop");
-    EXPECT_NE(Raised([&] { Reader(directory / "loop").Exists(); }).find("exists"),
-              std::string::npos);
+    if (support::MadeLink("loop", directory / "loop")) {
+        EXPECT_NE(Raised([&] { Reader(directory / "loop").Exists(); }).find("exists"),
+                  std::string::npos);
+    }
     std::filesystem::create_directories(directory / "full/below");
     POStreamFileIO stuck = Reader(directory / "full");
     EXPECT_EQ(Raised([&] { stuck.Destroy(); }), "Unable to destroy stream file.");
@@ -269,7 +270,11 @@ TEST(FileLock, IsTakenWhateverIsLeftInTheClaimsPlace) {
         {"a dead writer's", [](const std::string& path) { WriteFile(path, ""); }, false},
         {"data", [](const std::string& path) { WriteFile(path, "x"); }, true},
         {"a directory", [](const auto& path) { std::filesystem::create_directory(path); }, true},
-        {"a link", [](const auto& path) { std::filesystem::create_symlink("f", path); }, true},
+        {"a link",
+         [](const auto& path) {
+             if (!support::MadeLink("f", path)) WriteFile(path, "x");
+         },
+         true},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);

@@ -27,6 +27,11 @@ with open(TOOL, "rb") as program:
 SANITIZED = b"__asan_init" in CONTENT
 EMULATED = CONTENT.startswith(b"#!")  # started by a script, for another processor
 OWN_MEMORY = SANITIZED or EMULATED  # beyond what the program needs
+WINDOWS = b"fieldstore.exe" in CONTENT  # a script that starts it
+
+
+def posix_only(reason):
+    return unittest.skipIf(WINDOWS, "on Windows: " + reason)
 
 # File name, class, bodies and entries of the samples; what they hold stands in tests/samples/Samples.h.
 SAMPLES = [
@@ -65,8 +70,8 @@ def doubles(*values):
 
 
 def limit_memory():
-    if SANITIZED:
-        return  # sanitizers reserve terabytes of addresses
+    if SANITIZED or WINDOWS:
+        return  # sanitizers reserve terabytes of addresses, and Wine a few gigabytes
     resource.setrlimit(resource.RLIMIT_AS, (512 << 20, 512 << 20))
 
 

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 
+#include "streams/FileNames.h"
 #include "tool/BodyWriter.h"
 #include "tool/Commands.h"
 #include "tool/Error.h"
@@ -50,7 +51,7 @@ std::string BuildFile(const BuildOptions& options, const OutputFile& output) {
     const auto size = std::filesystem::file_size(options.input, none);
     const Progress progress("Reading " + options.input, options.input, none ? 0 : size);
     if (options.input == "-") return BuildFile(options, std::cin, output);
-    std::ifstream file(options.input);
+    std::ifstream file(platform::PathOf(options.input), std::ios::binary);
     if (!file) throw Error(options.input, "cannot be opened", "Check the path and permissions.");
     return BuildFile(options, file, output);
 }

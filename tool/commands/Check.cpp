@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "core/ResultCode.h"
+#include "streams/FileNames.h"
 #include "tool/AcrossFiles.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
@@ -55,7 +56,7 @@ std::string WhatRepairSaves(const ResultFile& file) {
 /// How many bodies at the end are nothing but zero bytes.
 std::size_t ZeroBodies(const ResultFile& file) {
     constexpr std::uint64_t most = 100;  // bytes of a body without data
-    std::ifstream in(file.path, std::ios::binary);
+    std::ifstream in(platform::PathOf(file.path), std::ios::binary);
     const auto isZero = [&in](const BodyPlace& body) {
         if (body.entries != 0 || body.end - body.begin > most) return false;
         std::string bytes(static_cast<std::size_t>(body.end - body.begin), '\1');

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include "streams/FileNames.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
@@ -256,8 +257,8 @@ int CompareDirectories(const DiffOptions& options, const Slice& slice, Comparer&
         if (!std::binary_search(first.begin(), first.end(), name))
             return comparer.Differ("missing", "present");
         try {
-            CompareFiles(PathIn(options.first, name), PathIn(options.second, name), options, slice,
-                         comparer);
+            CompareFiles(platform::Joined(options.first, name),
+                         platform::Joined(options.second, name), options, slice, comparer);
         } catch (const NoSuchKey&) {
             // The slice is one of other files.
         }
@@ -266,7 +267,7 @@ int CompareDirectories(const DiffOptions& options, const Slice& slice, Comparer&
 
 int Compare(const DiffOptions& options, Comparer& comparer) {
     const Slice slice = ParseSlice(options.slice);
-    if (IsDirectory(options.first) && IsDirectory(options.second))
+    if (platform::IsDirectory(options.first) && platform::IsDirectory(options.second))
         return CompareDirectories(options, slice, comparer);
     CompareFiles(options.first, options.second, options, slice, comparer);
     return kDone;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <set>
 
+#include "streams/FileNames.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
@@ -79,14 +80,14 @@ void DumpFile(const DumpOptions& options, const Slice& slice) {
 int WriteHdf5(const DumpOptions& options, const Slice& slice) {
     if (GoesToStandardOutput(options))
         throw Error("", "HDF5 needs a file to go to", "Name one with -o FILE.");
-    const bool several = IsDirectory(options.input);
+    const bool several = platform::IsDirectory(options.input);
     const auto names = several ? ResultFilesIn(options.input, options.className)
                                : std::vector<std::string>{options.input};
     OutputFile output(options.output, options.force);
     Hdf5File file(output.Path());
     const Progress progress("Writing hdf5 of " + options.input);
     const auto add = [&](const std::string& name) {
-        const std::string path = several ? PathIn(options.input, name) : name;
+        const std::string path = several ? platform::Joined(options.input, name) : name;
         try {
             file.Add(several ? name : "/", LoadWhole(path, options.className, slice),
                      Labels::Beside(path));
@@ -113,11 +114,11 @@ int DumpDirectory(const DumpOptions& options, const Slice& slice) {
     MakeOutputDirectory(options.output, options.input);
     return ForEachName(names, [&](const std::string& name) {
         DumpOptions one = options;
-        one.input = PathIn(options.input, name);
+        one.input = platform::Joined(options.input, name);
         const bool hasOwnDirectory =
             options.IsTouchstone() ||
             std::set<std::string>{"npy", "mtx", "vtu"}.count(options.format) != 0;
-        one.output = PathIn(options.output, name) +
+        one.output = platform::Joined(options.output, name) +
                      (hasOwnDirectory ? std::string("/") : "." + options.format);
         try {
             DumpFile(one, slice);
@@ -149,7 +150,7 @@ int RunDump(DumpOptions options) {
     const Slice slice = ParseSlice(options.slice);
     if (!options.output.empty()) RequireNotInput(options.output, {options.input});
     if (options.format == "hdf5") return WriteHdf5(options, slice);
-    if (IsDirectory(options.input)) return DumpDirectory(options, slice);
+    if (platform::IsDirectory(options.input)) return DumpDirectory(options, slice);
     DumpFile(options, slice);
     return kDone;
 }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <set>
 
+#include "streams/FileNames.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
@@ -77,16 +78,15 @@ Labels LabelsFor(const NumbersFound& found) {
 int RunLabels(const LabelsOptions& options) {
     namespace fs = std::filesystem;
     std::error_code none;
-    if (!fs::is_directory(options.directory, none))
+    if (!platform::IsDirectory(options.directory))
         throw Error(options.directory, "is no directory", "Name the directory of the results.");
     NumbersFound found;
     for (const NamedPath& named : ExpandPaths({options.directory})) TakeFile(named.path, found);
     if (found.matrixTypes.empty() && found.combinations.empty())
         throw Error(options.directory, "no file in it has types to be named",
                     "Circuit matrices and solution metrics have them.");
-    const std::string output = options.output.empty()
-                                   ? (fs::path(options.directory) / kLabelsName).string()
-                                   : options.output;
+    const std::string output =
+        options.output.empty() ? platform::Joined(options.directory, kLabelsName) : options.output;
     WriteTo(output, options.force, [&](std::ostream& out) { out << LabelsFor(found).Document(); });
     if (output != "-") Say("wrote " + output + "; put your names into it");
     return kDone;

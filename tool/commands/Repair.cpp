@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <unistd.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <numeric>
 
+#include "streams/FileExists.h"
+#include "streams/FileNames.h"
 #include "tool/BodyWriter.h"
 #include "tool/Commands.h"
 #include "tool/Copy.h"
@@ -18,6 +18,7 @@
 #include "tool/RemovedOnSignal.h"
 #include "tool/Rescue.h"
 #include "tool/ResultFile.h"
+#include "tool/System.h"
 #include "tool/Terminal.h"
 #include "tool/WritersKeptOut.h"
 #include "tool/formats/Json.h"
@@ -53,19 +54,19 @@ class Backup {
 public:
     explicit Backup(const std::string& path) : name(FreeName(path)) {
         std::error_code error;
-        fs::create_hard_link(path, name, error);
+        fs::create_hard_link(platform::PathOf(path), platform::PathOf(name), error);
         if (error) Copy(path);  // some file systems have no links
         removal.emplace(name);
-        made = FileIdentity::Of(name);
+        made = system::StateOf(name);
     }
     ~Backup() {
-        if (removal) unlink(name.c_str());
+        if (removal) platform::Remove(name);
     }
     Backup(const Backup&) = delete;
     Backup& operator=(const Backup&) = delete;
     const std::string& Name() const { return name; }
     /// Whether something was written to it, as to the old file that it may be.
-    bool HasChanged() const { return FileIdentity::Of(name) != made; }
+    bool HasChanged() const { return system::StateOf(name) != made; }
     void Keep() { removal.reset(); }
 
 private:
@@ -74,20 +75,21 @@ private:
         for (int number = 0; number < most; ++number) {
             std::string backup = path + ".bak" + (number == 0 ? "" : std::to_string(number));
             std::error_code error;
-            if (!fs::exists(fs::symlink_status(backup, error))) return backup;
+            const auto type = platform::TypeOf(backup, platform::Links::Keep, error);
+            if (type == fs::file_type::none || type == fs::file_type::not_found) return backup;
         }
         throw Error(path, "has too many backups", "Remove some of " + path + ".bak*");
     }
     void Copy(const std::string& path) const {
         OutputFile copy(name, false);
         copy.Resemble(path);
-        copy.Fill([&](std::ostream& out) { CopyBytes(path, 0, fs::file_size(path), out); });
+        copy.Fill([&](std::ostream& out) { CopyBytes(path, 0, FileSize(path), out); });
         copy.Publish();
     }
 
     std::string name;
     std::optional<RemovedOnSignal> removal;
-    std::optional<FileIdentity> made;
+    std::optional<system::FileState> made;
 };
 
 /// What was kept and lost of a file.
@@ -291,9 +293,9 @@ void RepairInto(const RepairOptions& options) {
 
 void RepairInPlace(const RepairOptions& options) {
     WritersKeptOut writers(options.input, options.lockDirectory);  // whose work looks like a tear
-    const auto before = FileIdentity::Of(options.input);
+    const auto before = system::StateOf(options.input);
     const Damaged damaged = InspectDamaged(options);
-    const std::string path = BehindLinks(options.input);
+    const std::string path = NameBehindLinks(options.input);
     OutputFile output(path, true);
     Outcome outcome = Save(damaged, output);
     Backup backup(path);
@@ -303,7 +305,7 @@ void RepairInPlace(const RepairOptions& options) {
     const HeldSignals untilDone;
     output.Publish([&] {
         writers.RequireNoAppend();
-        if (FileIdentity::Of(options.input) != before || FileIdentity::Of(path) != before)
+        if (system::StateOf(options.input) != before || system::StateOf(path) != before)
             throw Error(options.input, "has changed since it was read",
                         "Nothing was replaced. Make sure that no writer is left.");
     });

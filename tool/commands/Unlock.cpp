@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <iostream>
 #include <memory>
 
+#include "streams/FileNames.h"
 #include "tool/Commands.h"
 #include "tool/Error.h"
 #include "tool/LockMarker.h"
 #include "tool/SideFiles.h"
+#include "tool/System.h"
 #include "tool/Terminal.h"
 #include "tool/formats/Json.h"
 
@@ -48,8 +46,9 @@ void Remove(const LockMarker& marker) {
     if (!marker.isEmptyFile)
         throw Error(marker.path, "not removed, as it is no lock: a lock is an empty file",
                     "Someone's data may be in it. Look, and move it out of the way by hand.");
-    if (unlink(marker.path.c_str()) != 0 && errno != ENOENT)
-        throw Error(marker.path, std::string("cannot be removed: ") + std::strerror(errno),
+    const auto error = platform::Remove(marker.path);
+    if (error && error != std::errc::no_such_file_or_directory)
+        throw Error(marker.path, "cannot be removed: " + error.message(),
                     "Check the permissions of its directory.");
 }
 
@@ -84,7 +83,7 @@ int RunUnlock(const UnlockOptions& options) {
     if (writers.oneRuns && !options.force)
         throw Error(marker->path, "not removed, as its writer is at work",
                     "Wait for it, or end it. --force removes the lock all the same.");
-    const bool terminal = isatty(STDIN_FILENO) != 0;
+    const bool terminal = system::IsTerminal(system::Standard::Input);
     const bool agreed =
         marker &&
         (options.force || Confirmed("Is no writer left, and may " + marker->path + " be removed?"));

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 
+#include "streams/FileNames.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
@@ -38,28 +39,31 @@ struct Verdict {
     }
 };
 
+bool IsSeal(const std::string& name) {
+    return platform::PathOf(name).extension() == kSealSuffix;
+}
+
+std::string WithoutExtension(const std::string& name) {
+    return name.substr(0, name.rfind('.'));
+}
+
 /// The data files that the paths stand for: in a directory those that have a seal, even without
 /// data, and those that have none.
 std::vector<NamedPath> DataFiles(const std::vector<std::string>& paths) {
     std::vector<NamedPath> files;
     for (const std::string& path : paths) {
-        std::error_code none;
-        if (!fs::is_directory(path, none)) {
-            const bool isSeal = fs::path(path).extension() == kSealSuffix;
-            files.push_back(
-                {isSeal ? fs::path(path).replace_extension().string() : path, true, ""});
+        if (!platform::IsDirectory(path)) {
+            files.push_back({IsSeal(path) ? WithoutExtension(path) : path, true, ""});
             continue;
         }
         auto found = ExpandPaths({path});
         for (NamedPath& file : found) file.given = false;
-        for (fs::directory_iterator entry(path, none); !none && entry != fs::end(entry);
-             entry.increment(none)) {
-            if (entry->path().extension() != kSealSuffix) continue;
-            auto data = entry->path();
-            data.replace_extension();
-            const auto same = [&](const NamedPath& file) { return file.path == data.string(); };
-            if (std::none_of(found.begin(), found.end(), same))
-                found.push_back({data.string(), true, path});
+        std::error_code none;
+        for (const std::string& name : platform::NamesIn(path, none)) {
+            if (!IsSeal(name)) continue;
+            const std::string data = platform::Joined(path, WithoutExtension(name));
+            const auto same = [&](const NamedPath& file) { return file.path == data; };
+            if (std::none_of(found.begin(), found.end(), same)) found.push_back({data, true, path});
         }
         files.insert(files.end(), found.begin(), found.end());
     }

@@ -1,16 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <deque>
-#include <filesystem>
 #include <iostream>
 #include <list>
 #include <map>
@@ -18,6 +11,7 @@
 #include <set>
 #include <string_view>
 
+#include "streams/FileNames.h"
 #include "tool/Chart.h"
 #include "tool/Commands.h"
 #include "tool/Error.h"
@@ -25,15 +19,11 @@
 #include "tool/Labels.h"
 #include "tool/Progress.h"
 #include "tool/SideFiles.h"
+#include "tool/System.h"
 #include "tool/Terminal.h"
-
-#if __has_include(<sys/inotify.h>)
-#include <sys/inotify.h>
-#define FIELDSTORE_HAS_INOTIFY 1
-#endif
+#include "tool/Waiting.h"
 
 namespace fieldstore::tool {
-namespace fs = std::filesystem;
 namespace {
 
 struct WatchOptions {
@@ -42,82 +32,6 @@ struct WatchOptions {
     std::optional<double> seconds;
     std::size_t last = 10;
     bool plot = false;
-};
-
-/// Ends with Ctrl-C, or when it is told to: a pipe that the signal writes to wakes the waiting.
-class Interrupt {
-public:
-    Interrupt() {
-        if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) != 0)
-            throw Error("", "no pipe can be made", "Close other programs.");
-        target = ends[1];
-        struct sigaction action {};
-        action.sa_handler = &Interrupt::Take;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);  // who asks twice need not wait
-        sigaction(SIGINT, &action, &before[0]);
-        sigaction(SIGTERM, &action, &before[1]);
-    }
-    ~Interrupt() {
-        sigaction(SIGINT, &before[0], nullptr);
-        sigaction(SIGTERM, &before[1], nullptr);
-        for (const int end : ends) close(end);
-    }
-    Interrupt(const Interrupt&) = delete;
-    Interrupt& operator=(const Interrupt&) = delete;
-
-    int Descriptor() const { return ends[0]; }
-    bool Came() const {
-        pollfd asked{ends[0], POLLIN, 0};
-        return poll(&asked, 1, 0) > 0;
-    }
-
-private:
-    static void Take(int /*number*/) {
-        const int kept = errno;
-        const auto written = write(target, "", 1);
-        static_cast<void>(written);  // a full pipe wakes as well
-        errno = kept;
-    }
-    static inline volatile std::sig_atomic_t target = -1;
-    std::array<int, 2> ends{};
-    std::array<struct sigaction, 2> before{};
-};
-
-/// Waits until something happens in directories, or a little while where the system does not tell.
-class Changes {
-public:
-#ifdef FIELDSTORE_HAS_INOTIFY
-    explicit Changes(const std::set<std::string>& directories)
-        : descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-        constexpr std::uint32_t events =
-            IN_MODIFY | IN_CLOSE_WRITE | IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE;
-        for (const auto& directory : directories)
-            if (inotify_add_watch(descriptor, directory.c_str(), events) < 0) allTold = false;
-    }
-    ~Changes() {
-        if (descriptor >= 0) close(descriptor);
-    }
-#else
-    explicit Changes(const std::set<std::string>& /*directories*/) {}
-#endif
-    Changes(const Changes&) = delete;
-    Changes& operator=(const Changes&) = delete;
-
-    void Wait(int interrupt, std::chrono::milliseconds most) const {
-        std::array<pollfd, 2> asked{{{interrupt, POLLIN, 0}, {descriptor, POLLIN, 0}}};
-        // Network file systems tell nothing of what other machines do.
-        constexpr std::chrono::milliseconds rest{1000}, polling{200};
-        const auto pause = std::min(most, allTold && descriptor >= 0 ? rest : polling);
-        poll(asked.data(), descriptor >= 0 ? 2 : 1, static_cast<int>(pause.count()));
-        if (descriptor < 0) return;
-        std::array<char, 4096> events{};
-        while (read(descriptor, events.data(), events.size()) > 0) {
-        }
-    }
-
-private:
-    int descriptor = -1;
-    bool allTold = true;
 };
 
 std::string Text(double value) {
@@ -227,7 +141,9 @@ News NewsOf(const Body& body, const Labels& /*labels*/) {
 class Screen {
 public:
     Screen(bool wantsChart, std::size_t mostAtFirst)
-        : plot(wantsChart), most(mostAtFirst), terminal(isatty(STDOUT_FILENO) != 0) {}
+        : plot(wantsChart),
+          most(mostAtFirst),
+          terminal(system::IsTerminal(system::Standard::Output)) {}
 
     void Body(const std::string& path, const AnyBody& any, std::size_t number) {
         const Labels& names = LabelsOf(path);
@@ -301,14 +217,12 @@ private:
 class Watched {
 public:
     explicit Watched(const WatchOptions& options) : className(options.className) {
-        std::error_code none;
         for (const auto& path : options.paths) {
-            if (fs::is_directory(path, none)) {
+            if (platform::IsDirectory(path)) {
                 directories.insert(path);
                 searched.push_back(path);
             } else {
-                const auto parent = fs::path(path).parent_path().string();
-                directories.insert(parent.empty() ? "." : parent);
+                directories.insert(platform::DirectoryOf(path));
                 followers.emplace_back(path, className);
             }
         }
@@ -331,13 +245,11 @@ private:
     void Search(const std::string& directory) {
         std::error_code error;
         std::set<std::string> found;
-        for (fs::directory_iterator entry(directory, error); !error && entry != fs::end(entry);
-             entry.increment(error)) {
-            const auto name = entry->path().filename().string();
+        for (const auto& name : platform::NamesIn(directory, error)) {
             const bool ours = !KindsOfFileName(name).empty() ||
                               (!className.empty() && !IsSideFile(name) && name.front() != '.');
-            if (ours && known.insert(entry->path().string()).second)
-                found.insert(entry->path().string());
+            const auto path = platform::Joined(directory, name);
+            if (ours && known.insert(path).second) found.insert(path);
         }
         for (const auto& path : found) followers.emplace_back(path, className);
     }
@@ -365,7 +277,7 @@ int RunWatch(const WatchOptions& options) {
         screen.Show();
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
         if (left.count() <= 0) break;
-        changes.Wait(interrupt.Descriptor(), left);
+        changes.Wait(interrupt, left);
     }
     screen.End();
     return kDone;

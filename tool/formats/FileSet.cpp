@@ -3,27 +3,27 @@
 #include <charconv>
 #include <filesystem>
 
+#include "streams/FileNames.h"
 #include "tool/Error.h"
 #include "tool/OutputFile.h"
 #include "tool/formats/Tables.h"
 
 namespace fieldstore::tool {
-namespace fs = std::filesystem;
 
 bool FileSet::IsDirectory() const {
-    std::error_code none;
-    return !directory.empty() && (directory.back() == '/' || fs::is_directory(directory, none));
+    return !directory.empty() && (platform::LastNameIn(directory) == directory.size() ||
+                                  platform::IsDirectory(directory));
 }
 
 std::string FileSet::PathOf(const std::string& name) const {
     if (directory.empty() || directory == "-")
         throw Error("", "this gives several files", "Name a directory for them with -o DIR.");
     std::error_code error;
-    fs::create_directories(directory, error);
-    if (!fs::is_directory(directory))
+    std::filesystem::create_directories(platform::PathOf(directory), error);
+    if (!platform::IsDirectory(directory))
         throw Error(directory, "is no directory and cannot be made one",
                     "Name a directory with -o DIR.");
-    return (fs::path(directory) / name).string();
+    return platform::Joined(directory, name);
 }
 
 void FileSet::Write(const std::string& name,

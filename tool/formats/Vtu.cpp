@@ -8,6 +8,7 @@
 #include <limits>
 #include <set>
 
+#include "streams/FileNames.h"
 #include "tool/Error.h"
 #include "tool/LoadedFile.h"
 #include "tool/Terminal.h"
@@ -284,11 +285,12 @@ void TakeAssembly(const std::string& path, Picture& picture) {
 
 void TakeAssembly(const std::string& input, const std::string& named, Picture& picture) {
     if (!named.empty()) return TakeAssembly(named, picture);
-    const auto beside = fs::path(input).parent_path() / AssemblyInfoBody::kTraits.fileName;
+    const std::string beside =
+        input.substr(0, platform::LastNameIn(input)) + AssemblyInfoBody::kTraits.fileName;
     std::error_code none;
-    if (!fs::exists(beside, none)) return;
+    if (!platform::Exists(beside)) return;
     try {
-        TakeAssembly(beside.string(), picture);
+        TakeAssembly(beside, picture);
     } catch (const Error& error) {
         Say("the elements are left out, the edges are drawn");
         Say(error);

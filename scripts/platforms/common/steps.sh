@@ -81,21 +81,22 @@ build_own() {
 }
 
 # Files of all classes, in both modes: those of the platform have the bytes of this machine's, and both
-# load with the same data. The arguments are what starts a program of the platform.
+# load with the same data. The arguments are what starts a program of the platform. A platform may set
+# $ending, that of its programs' names, and $differs, how text is compared.
 read_across() {
-  local own=build/release/tests/format/write_samples directory place files
+  local own=build/release/tests/format/write_samples theirs directory place files
   build_own write_samples
   directory=$(build_directory)/files
   rm -rf "$directory"
   mkdir -p "$directory/own" "$directory/theirs"
   $own "$directory/own"
-  "$@" "$(build_directory)/tests/format/write_samples" "$directory/theirs"
-  diff -r "$directory/own" "$directory/theirs"
+  theirs=$(build_directory)/tests/format/write_samples${ending-}
+  "$@" "$theirs" "$directory/theirs"
+  diff -r ${differs-} "$directory/own" "$directory/theirs"
   $own "$directory/theirs" describe >"$directory/as-own"
   for place in own theirs; do
-    "$@" "$(build_directory)/tests/format/write_samples" "$directory/$place" describe \
-      >"$directory/as-theirs"
-    cmp "$directory/as-own" "$directory/as-theirs"
+    "$@" "$theirs" "$directory/$place" describe >"$directory/as-theirs"
+    diff ${differs-} "$directory/as-own" "$directory/as-theirs"
   done
   files=$(find "$directory/own" -type f | wc -l)
   report files "$files, same bytes"

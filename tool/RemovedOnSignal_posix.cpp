@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tool/RemovedOnSignal.h"
-
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
+#include <csignal>
 #include <stdexcept>
 
 #include "tool/Progress.h"
+#include "tool/RemovedOnSignal.h"
 
 namespace fieldstore::tool {
 namespace {
@@ -30,6 +30,9 @@ extern "C" void RemoveAndEnd(int number) {
 }  // namespace
 
 void RemoveFilesOnSignals() {
+    // A file that may grow no further is an error of the output, not the end. A closed pipe is the
+    // end.
+    std::signal(SIGXFSZ, SIG_IGN);
     for (const int number : kSignals) {
         struct sigaction old {};
         sigaction(number, nullptr, &old);
@@ -51,15 +54,19 @@ RemovedOnSignal::~RemovedOnSignal() {
     names[slot].store(nullptr);
 }
 
-HeldSignals::HeldSignals() {
+struct HeldSignals::Before {
+    sigset_t mask{};
+};
+
+HeldSignals::HeldSignals() : before(std::make_unique<Before>()) {
     sigset_t held{};
     sigemptyset(&held);
     for (const int number : kSignals) sigaddset(&held, number);
-    pthread_sigmask(SIG_BLOCK, &held, &before);
+    pthread_sigmask(SIG_BLOCK, &held, &before->mask);
 }
 
 HeldSignals::~HeldSignals() {
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_sigmask(SIG_SETMASK, &before->mask, nullptr);
 }
 
 }  // namespace fieldstore::tool
