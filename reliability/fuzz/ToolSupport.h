@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_FUZZ_TOOL_SUPPORT_H
 #define FIELDSTORE_FUZZ_TOOL_SUPPORT_H
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,9 @@ private:
 
 void WriteFile(const std::string& path, std::string_view content);
 std::string ReadFile(const std::string& path);
+
+/// Command lines that the target tries; docs/reliability.md has the number as well.
+inline constexpr std::size_t kToolCommands = 26;
 
 /// Runs a command of the tool in this process and returns its exit status; what it prints is
 /// dropped.

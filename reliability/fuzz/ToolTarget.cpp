@@ -14,27 +14,33 @@ namespace {
 using Words = std::vector<std::string>;
 
 // What is put between the command and its file.
-const std::array<Words, 21> kCommands{{{"ls"},
-                                       {"check"},
-                                       {"show", "--full"},
-                                       {"show", "--frequency", "1000000000", "--port", "1"},
-                                       {"dump"},
-                                       {"dump", "--format", "csv"},
-                                       {"dump", "--format", "npy"},
-                                       {"dump", "--format", "mtx"},
-                                       {"dump", "--format", "vtu", "--entity", "node=1"},
-                                       {"repair"},
-                                       {"compact"},
-                                       {"convert", "--to", "text"},
-                                       {"convert", "--to", "binary"},
-                                       {"merge"},
-                                       {"diff"},
-                                       {"repair", "--in-place"},
-                                       {"unlock", "--force"},
-                                       {"seal"},
-                                       {"verify"},
-                                       {"watch", "--plot", "--for", "0"},
-                                       {"repair", "--entries", "--trust-last-number"}}};
+const std::array<Words, kToolCommands> kCommands{
+    {{"ls"},
+     {"check"},
+     {"show", "--full"},
+     {"show", "--frequency", "1000000000", "--port", "1"},
+     {"dump"},
+     {"dump", "--format", "csv"},
+     {"dump", "--format", "npy"},
+     {"dump", "--format", "mtx"},
+     {"dump", "--format", "vtu", "--entity", "node=1"},
+     {"repair"},
+     {"compact"},
+     {"convert", "--to", "text"},
+     {"convert", "--to", "binary"},
+     {"merge"},
+     {"diff"},
+     {"repair", "--in-place"},
+     {"unlock", "--force"},
+     {"seal"},
+     {"verify"},
+     {"watch", "--plot", "--for", "0"},
+     {"repair", "--entries", "--trust-last-number"},
+     {"dump", "--format", "hdf5"},
+     {"dump", "--format", "hdf5", "--type", ":100"},
+     {"dump", "--format", "csv", "--frequency", "1000000000:"},
+     {"dump", "--format", "npy", "--index", ":1", "--entity", "1:"},
+     {"dump", "--block", "1:"}}};
 
 const WorkDirectory& Directory() {
     static const WorkDirectory directory;
@@ -73,6 +79,10 @@ void RequireSoundOutput(const Words& command, const std::string& in, const std::
                         const Words& classOption) {
     if (command == Words{"dump"}) return RequireSameAfterBuild(in, classOption);
     if (command.back() == "--in-place") return;
+    if (command == Words{"dump", "--format", "hdf5"})
+        Require(
+            RunTool(With({"dump", "--format", "npy", in, "-o", out + "-arrays"}, classOption)) == 0,
+            "what HDF5 takes, NumPy files take");
     if (command.front() == "repair")
         Require(RunTool(With({"check", out}, classOption)) != 2, "a repaired file is read");
     // Text has 16 digits, so what is stored in it may be a little different.

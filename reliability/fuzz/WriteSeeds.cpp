@@ -44,9 +44,9 @@ std::string Sample(const std::string& name, bool text, int variant, const std::s
 
 void SeedTool(std::size_t classNumber, const std::string& one, const std::string& other,
               bool appends) {
-    constexpr std::size_t commands = 21, merge = 13, diff = 14;
+    constexpr std::size_t merge = 13, diff = 14;
     const std::size_t classes = samples::ClassNames().size();
-    for (std::size_t command = 0; command < commands; ++command) {
+    for (std::size_t command = 0; command < kToolCommands; ++command) {
         const std::string choice = Byte(command) + Byte(classNumber + command % 2 * classes);
         if (command == merge || command == diff)
             Seed("tool", choice + Number(one.size()), one + other);

@@ -31,7 +31,7 @@ void PutCells(const double* values, std::size_t count, std::size_t columns, RowT
 
 /// A text as a cell, in one line.
 std::string Cell(const std::string& text) {
-    const std::string line = Visible(text);
+    std::string line = Visible(text);
     if (line.find_first_of(",\"") == std::string::npos) return line;
     std::string quoted = "\"";
     for (const char c : line) quoted += c == '"' ? "\"\"" : std::string(1, c);
