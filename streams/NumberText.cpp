@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "streams/NumberText.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <locale>
@@ -11,6 +12,7 @@
 #include <type_traits>
 
 #include "streams/BufferArea.h"
+#include "streams/StandardFromChars.h"
 
 namespace fieldstore {
 namespace {
@@ -131,7 +133,11 @@ bool SkipToNumber(std::istream& source) {
 template <typename T>
 bool ConvertWhole(std::string_view text, T& value, std::errc& error) {
     const char* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, value);
+    std::from_chars_result result{};
+    if constexpr (std::is_floating_point_v<T>)
+        result = StandardFromChars(text.data(), end, value);
+    else
+        result = std::from_chars(text.data(), end, value);
     error = result.ec;
     return result.ec != std::errc::invalid_argument && result.ptr == end;
 }
@@ -164,6 +170,8 @@ bool ConvertOutOfRange(std::string_view text, double& value) {
     std::istringstream extractor{std::string(text)};
     extractor.imbue(std::locale::classic());
     if (extractor >> value) return true;
+    constexpr double largest = std::numeric_limits<double>::max();
+    value = std::clamp(value, -largest, largest);  // some extractors leave an infinity
     long double wide = 0;
     std::errc error{};
     return ConvertWhole(text, wide, error) && error == std::errc{} && std::fabs(wide) <= roundedUp;
