@@ -20,6 +20,7 @@ set(FIELDSTORE_STREAMS
   streams/POWindowsFileLocker.cpp
   streams/RetryPause.cpp
   streams/SinkBuffer.cpp
+  streams/StandardFromChars.cpp
   streams/StopRequest.cpp
   streams/WordScan.cpp
   streams/Writer.cpp

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "streams/PowersOfTen.h"
+#include "streams/StandardFromChars.h"
 
 // Both directions multiply a number of 64 bits by a power of ten with 128 bits and round once.
 //
@@ -345,7 +346,13 @@ char* FormatDouble(char* out, double value) {
         out[sign] = '0';
         return out + sign + 1;
     }
-    const bool normal = biased != 0 && biased != kExponentMask;
+    const bool isWord = biased == kExponentMask;
+    if (isWord && bits << (kWordBits - kMantissaBits) != 0) {
+        // Some standard libraries have longer words for it.
+        std::memcpy(out + sign, "nan", 3);
+        return out + sign + 3;
+    }
+    const bool normal = biased != 0 && !isWord;
     Decimal decimal;
     if (!normal || !RoundToDigits(bits, decimal)) {
         char* const end = out + kDoubleTextCapacity;
@@ -357,7 +364,7 @@ char* FormatDouble(char* out, double value) {
 std::from_chars_result ParseDouble(const char* first, const char* last, double& value) {
     DecimalText text;
     if (ParseDecimal(first, last, text) && RoundToDouble(text, value)) return {text.end, {}};
-    return std::from_chars(first, last, value);
+    return StandardFromChars(first, last, value);
 }
 
 }  // namespace fieldstore

@@ -12,6 +12,7 @@
 #include <type_traits>
 
 #include "streams/BufferArea.h"
+#include "streams/StandardFromChars.h"
 
 namespace fieldstore {
 namespace {
@@ -132,7 +133,11 @@ bool SkipToNumber(std::istream& source) {
 template <typename T>
 bool ConvertWhole(std::string_view text, T& value, std::errc& error) {
     const char* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, value);
+    std::from_chars_result result{};
+    if constexpr (std::is_floating_point_v<T>)
+        result = StandardFromChars(text.data(), end, value);
+    else
+        result = std::from_chars(text.data(), end, value);
     error = result.ec;
     return result.ec != std::errc::invalid_argument && result.ptr == end;
 }
@@ -190,7 +195,10 @@ bool IsNoLargerThanPrinted(std::string_view text) {
 bool ConvertOutOfRange(std::string_view text, double& value) {
     std::istringstream extractor{std::string(text)};
     extractor.imbue(std::locale::classic());
-    return (extractor >> value) || IsNoLargerThanPrinted(text);
+    if (extractor >> value) return true;
+    constexpr double largest = std::numeric_limits<double>::max();
+    value = std::clamp(value, -largest, largest);  // some extractors leave an infinity
+    return IsNoLargerThanPrinted(text);
 }
 
 bool Convert(std::string_view text, double& value) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "streams/WordScan.h"
 
+#include <cstddef>
+
 namespace fieldstore {
 namespace {
 

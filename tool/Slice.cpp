@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "core/FrequencyKey.h"
+#include "streams/DoubleText.h"
 #include "tool/Error.h"
 
 namespace fieldstore::tool {
@@ -82,7 +83,7 @@ std::optional<std::int64_t> FrequencyOf(const FrequencyText& text) {
     const std::string whole = text.number.substr(0, mark) + "e" + std::to_string(exponent + *power);
     double value = 0;
     const char* end = whole.data() + whole.size();
-    const auto [rest, error] = std::from_chars(whole.data(), end, value);
+    const auto [rest, error] = ParseDouble(whole.data(), end, value);
     if (error != std::errc() || rest != end) return std::nullopt;
     return FrequencyKey(value);
 }

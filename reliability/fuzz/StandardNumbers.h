@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "streams/DoubleText.h"
+#include "streams/StandardFromChars.h"
 
 namespace fieldstore::fuzz {
 
@@ -34,7 +35,7 @@ inline bool ReadsAsStandard(std::string_view text) {
     const char* const last = text.data() + text.size();
     double value = 77, expected = 77;
     const auto result = ParseDouble(text.data(), last, value);
-    const auto standard = std::from_chars(text.data(), last, expected);
+    const auto standard = StandardFromChars(text.data(), last, expected);
     return result.ptr == standard.ptr && result.ec == standard.ec &&
            std::memcmp(&value, &expected, sizeof value) == 0;
 }

@@ -3,13 +3,13 @@
 
 #include <Eigen/Dense>
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <numeric>
 #include <regex>
 #include <set>
 
+#include "streams/NumberText.h"
 #include "tool/Error.h"
 #include "tool/Program.h"
 #include "tool/Terminal.h"
@@ -39,7 +39,7 @@ std::vector<T> NumbersIn(const std::string& text, const std::string& option) {
     const char* const end = text.data() + text.size();
     while (true) {
         T number{};
-        const auto read = std::from_chars(next, end, number);
+        const auto read = FromChars(next, end, number);
         const bool whole = read.ec == std::errc() && (read.ptr == end || *read.ptr == ',');
         if (!whole)
             throw Error("", "numbers with commas between them are wanted, not '" + text + "'",
@@ -150,7 +150,7 @@ Series SeriesOf(const CircuitMatricesBody& body, const Source& source) {
 std::vector<double> ReferencesOf(const std::string& chosen, std::size_t ports) {
     auto references = chosen.empty() ? std::vector<double>{kUsualReference}
                                      : NumbersIn<double>(chosen, "--reference 50");
-    if (references.size() == 1) references.assign(ports, references.front());
+    if (references.size() == 1) references = std::vector<double>(ports, references.front());
     if (references.size() != ports) {
         throw Error("",
                     std::to_string(references.size()) + " references for " +
