@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "streams/DoubleText.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 #include "streams/PowersOfTen.h"
 #include "streams/StandardFromChars.h"
@@ -349,8 +351,8 @@ char* FormatDouble(char* out, double value) {
     const bool isWord = biased == kExponentMask;
     if (isWord && bits << (kWordBits - kMantissaBits) != 0) {
         // Some standard libraries have longer words for it.
-        std::memcpy(out + sign, "nan", 3);
-        return out + sign + 3;
+        constexpr std::string_view word = "nan";
+        return std::copy(word.begin(), word.end(), out + sign);
     }
     const bool normal = biased != 0 && !isWord;
     Decimal decimal;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <new>
@@ -24,7 +23,6 @@
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {
-namespace fs = std::filesystem;
 namespace {
 
 constexpr int kVersion = 1;
