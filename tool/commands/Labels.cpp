@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/Labels.h"
 
-#include <filesystem>
 #include <memory>
 #include <set>
 
@@ -76,7 +75,6 @@ Labels LabelsFor(const NumbersFound& found) {
 }
 
 int RunLabels(const LabelsOptions& options) {
-    namespace fs = std::filesystem;
     std::error_code none;
     if (!platform::IsDirectory(options.directory))
         throw Error(options.directory, "is no directory", "Name the directory of the results.");

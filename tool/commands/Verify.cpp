@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 
@@ -14,7 +13,6 @@
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {
-namespace fs = std::filesystem;
 namespace {
 
 struct VerifyOptions {

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <filesystem>
 #include <iterator>
 #include <limits>
 #include <set>
@@ -17,8 +16,6 @@
 
 namespace fieldstore::tool {
 namespace {
-
-namespace fs = std::filesystem;
 
 /// What the entities of a type are.
 enum class Role { Node, Element, Edge, Other };
