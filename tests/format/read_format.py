@@ -109,6 +109,8 @@ for name, (_, first) in samples(0).items():
     both = b"v 1" if name in VERSIONED else None, bodies
     for text, file in (False, name + ".bin"), (True, name + ".txt"):
         data, two = files[file], files[file.replace(".", "-two.")]
+        if text:  # a line may end as on Windows; the examples and the cuts are of the other form
+            data, two = data.replace(b"\r\n", b"\n"), two.replace(b"\r\n", b"\n")
         checks[file] = read_file(name, data, text) == (None, [first])
         checks[file + " twice"] = read_file(name, two, text) == both
         cut = [read_file(name, data[:length], text) for length in range(1, len(data))]
