@@ -75,6 +75,11 @@ def limit_memory():
     resource.setrlimit(resource.RLIMIT_AS, (512 << 20, 512 << 20))
 
 
+def built(content, mode):
+    """The bytes of a file as the tool writes it: the library ends the lines of text as its system does."""
+    return content.replace(b"\r\n", b"\n") if mode == "text" and WINDOWS else content
+
+
 class ToolTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -158,6 +163,8 @@ class ToolTest(unittest.TestCase):
 
     def in_terminal(self, arguments, answer=b"", environment=None, directory="."):
         """Runs the tool with a terminal for all its streams; returns status and what it showed."""
+        if WINDOWS:
+            self.skipTest("a console of Windows is no terminal of POSIX")
         child, terminal = pty.fork()
         if child == 0:
             os.chdir(directory)
@@ -576,7 +583,7 @@ class Documents(ToolTest):
             path = self.write("file1.dat", head + body)
             document = json.loads(self.out("dump", path))
             self.assertEqual(document["version"], {"hex": text[1:].hex()})
-            self.assertEqual(self.read(self.build(document)), head + body, mode)
+            self.assertEqual(self.read(self.build(document)), built(head + body, mode), mode)
             self.assertEqual(self.only("ls", path)["version"], "\ufffd\ufffd(\x1b[31m\t\u20ac")
             for shown in (self.run_tool("ls", path).stdout, self.run_tool("show", path).stdout):
                 self.assertIn(rb"\x1b[31m\x09", shown)
@@ -591,9 +598,10 @@ class Documents(ToolTest):
         for path, *_ in self.all_samples():
             document = json.loads(self.out("dump", path))
             bodies = [dict(reversed(list(body.items()))) for body in document["bodies"]]
-            self.assertEqual(self.read(self.build({**document, "bodies": bodies})), self.read(path))
+            content = built(self.read(path), document["mode"])
+            self.assertEqual(self.read(self.build({**document, "bodies": bodies})), content)
             first = {"bodies": document["bodies"], **document}
-            self.assertEqual(self.read(self.build(first)), self.read(path), path)
+            self.assertEqual(self.read(self.build(first)), content, path)
         self.assertIn("form", document)
         late = self.document("file1.dat")
         late["version"] = late.pop("version")  # found too late for what is read only once
@@ -997,8 +1005,8 @@ class ForeignFiles(ToolTest):
 
     def test_what_is_no_file(self):
         os.mkfifo(self.path("fifo"))
-        for path, message in ((self.path("none"), "no such file"), ("/dev/zero", "not a regular"),
-                              (self.path("fifo"), "not a regular file")):
+        devices = (("/dev/zero", "not a regular"), (self.path("fifo"), "not a regular file"))
+        for path, message in ((self.path("none"), "no such file"), *devices * (not WINDOWS)):
             for command in ("ls", "check", "show", "dump"):
                 self.assertIn(message, self.error(command, path))
         self.assertIn("is a directory", self.error("show", self.directory))
@@ -1224,6 +1232,8 @@ class Manners(ToolTest):
             self.assertIn("Create the directory", self.error(*command, "-o", self.path("no/x")))
             self.assertEqual(self.read(there), b"precious")
         self.assertEqual(sorted(os.listdir(self.directory)), ["modes.json", "there"])
+        if WINDOWS:
+            return  # programs there know nothing of these links
         os.symlink("there", self.path("link"))
         os.symlink("nothing", self.path("dangling"))
         for command in commands:
@@ -1245,11 +1255,14 @@ class Manners(ToolTest):
                                stderr=subprocess.DEVNULL)
                 self.assertEqual(os.listdir(self.directory), ["modeinfo.dat"])
                 self.assertEqual(os.path.getsize(torn), 419)
+        if WINDOWS:
+            return  # no limits of a file's length
         for command in (("dump",), ("convert", "--to", "text"), ("merge",), ("compact",)):
             self.error(command[0], self.sample("modeinfo.dat"), *command[1:], "-o", self.path("x"),
                        preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (99, 99)))
         self.assertEqual(os.listdir(self.directory), ["modeinfo.dat"])
 
+    @posix_only("names hold no such characters")
     def test_names_and_texts_cannot_steer_a_terminal_or_fake_lines(self):
         name = "a\x1b[31m\n\x7f\u009b\u061c\u200f\u2028\u202e\u2069\u20ac\udce0\udc80.dat"
         shown = (r"a\x1b[31m\x0a\x7f\u009b\u061c\u200f\u2028\u202e\u2069" "\u20ac" r"\xe0\x80.dat").encode()
@@ -1326,6 +1339,7 @@ class Manners(ToolTest):
             tool.communicate(json.dumps(self.document("modeinfo.dat")).encode())
         self.assertEqual((tool.returncode, os.listdir(self.directory)), (0, ["x"]))
 
+    @posix_only("programs know nothing of these links")
     def test_a_name_that_is_exchanged_is_not_written_through(self):
         victim = self.write("victim", b"precious")
         with subprocess.Popen([TOOL, "build", "-", "-o", self.path("x")], stdin=subprocess.PIPE,
