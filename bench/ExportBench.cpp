@@ -27,6 +27,7 @@ using Clock = std::chrono::steady_clock;
 
 struct Run {
     double seconds;
+    double processor;  // seconds
     double peakMiB;
 };
 
@@ -56,8 +57,14 @@ Run InProcess(const std::function<double()>& action) {
         std::fprintf(stderr, "a run failed\n");
         std::exit(1);
     }
+    const auto secondsOf = [](const timeval& time) {
+        constexpr double micro = 1e-6;
+        return static_cast<double>(time.tv_sec) + micro * static_cast<double>(time.tv_usec);
+    };
     constexpr double kibPerMib = 1024;
-    return {own != 0 ? own : SecondsSince(begin), static_cast<double>(usage.ru_maxrss) / kibPerMib};
+    return {own != 0 ? own : SecondsSince(begin),
+            secondsOf(usage.ru_utime) + secondsOf(usage.ru_stime),
+            static_cast<double>(usage.ru_maxrss) / kibPerMib};
 }
 
 std::shared_ptr<IPOBase> New(const std::string& name, const std::string& directory) {
@@ -132,10 +139,10 @@ void Fill(IPOBase& object, double bytes) {
     }
 }
 
-double Median(std::vector<Run> runs) {
+double Median(std::vector<Run> runs, double Run::*what) {
     std::sort(runs.begin(), runs.end(),
-              [](const Run& a, const Run& b) { return a.seconds < b.seconds; });
-    return runs[runs.size() / 2].seconds;
+              [what](const Run& a, const Run& b) { return a.*what < b.*what; });
+    return runs[runs.size() / 2].*what;
 }
 
 double Peak(const std::vector<Run>& runs) {
@@ -171,11 +178,16 @@ void Measure(const Workload& workload, const std::string& tool, const std::strin
         }
     }
     constexpr double mib = 1 << 20;
-    const double load = Median(runs["load"]);
+    const auto median = [&runs](const std::string& what, double Run::*figure) {
+        return Median(runs[what], figure);
+    };
     for (const auto& [what, own] : runs)
-        std::printf("| %s%s | %.0f | %s | %.2f | %.2f | %.0f |\n", workload.className,
+        std::printf("| %s%s | %.0f | %s | %.2f | %.2f | %.2f | %.2f | %.0f |\n", workload.className,
                     workload.text ? " text" : "", static_cast<double>(fs::file_size(path)) / mib,
-                    what.c_str(), Median(own), Median(own) / load, Peak(own));
+                    what.c_str(), median(what, &Run::seconds),
+                    median(what, &Run::seconds) / median("load", &Run::seconds),
+                    median(what, &Run::processor),
+                    median(what, &Run::processor) / median("load", &Run::processor), Peak(own));
     std::fflush(stdout);
     fs::remove(path);
 }
@@ -192,8 +204,8 @@ int main(int count, char** arguments) {
     const int repeats = std::atoi(arguments[4]);
     fs::create_directories(directory);
     std::printf(
-        "| class | file MiB | what | s | of a load | peak MiB |\n"
-        "| --- | ---: | --- | ---: | ---: | ---: |\n");
+        "| class | file MiB | what | s | of a load | processor s | of a load | peak MiB |\n"
+        "| --- | ---: | --- | ---: | ---: | ---: | ---: | ---: |\n");
     const std::vector<std::string> all{"csv", "npy", "hdf5"};
     for (const Workload& workload : {Workload{"POModeInfo", false, "--frequency 1GHz", all},
                                      Workload{"POModeInfo", true, "--frequency 1GHz", all},
