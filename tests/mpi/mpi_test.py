@@ -233,6 +233,9 @@ GATHERED = {
         ints(15, 77, 1, 2, 3, 4) + ints(3) + count(9) + ints(2, 0, 0, 2, 1, 1, 2, 2, 2) +
         (ints(3) + count(0)) * 2 + ints(3) + count(9) + ints(0, 0, 4, 0, 10, 14, 0, 20, 24),
         "rank 1: records are as wide as those of no other rank"),
+    "POPortCircuitDOFs": (
+        ints(3, 0, 0, 0) + count(3) + ints(0, 10, 1, 11, 2, 12),
+        "rank 1: position 0 differs from that of another rank"),
     "POBinaryTree": (None, "rank 2: a second rank has one, and two of them cannot be united"),
 }
 
