@@ -21,6 +21,7 @@ namespace fieldstore::tool::system {
 
 enum class Standard { Input, Output, Error };
 bool IsTerminal(Standard stream);
+bool IsPipe(Standard stream);
 /// Columns of the terminal that shows standard error.
 std::size_t ScreenWidth();
 /// Writes to standard error at once. Safe in a signal handler.

@@ -26,13 +26,23 @@ std::error_code LastError() {
     return {errno, std::generic_category()};
 }
 
+int DescriptorOf(Standard stream) {
+    constexpr int descriptors[] = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
+    return descriptors[static_cast<int>(stream)];
+}
+
 }  // namespace
 
 // ---- the terminal ----
 
 bool IsTerminal(Standard stream) {
-    constexpr int descriptors[] = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
-    return isatty(descriptors[static_cast<int>(stream)]) != 0;
+    return isatty(DescriptorOf(stream)) != 0;
+}
+
+bool IsPipe(Standard stream) {
+    struct stat state {};
+    return fstat(DescriptorOf(stream), &state) == 0 &&
+           (S_ISFIFO(state.st_mode) || S_ISSOCK(state.st_mode));
 }
 
 std::size_t ScreenWidth() {

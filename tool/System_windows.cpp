@@ -85,6 +85,10 @@ bool IsTerminal(Standard stream) {
     return GetConsoleMode(StandardHandle(stream), &mode) != 0;
 }
 
+bool IsPipe(Standard stream) {
+    return GetFileType(StandardHandle(stream)) == FILE_TYPE_PIPE;
+}
+
 std::size_t ScreenWidth() {
     constexpr std::size_t usual = 80;
     CONSOLE_SCREEN_BUFFER_INFO info{};

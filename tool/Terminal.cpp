@@ -47,6 +47,13 @@ void Say(const Error& error) {
         std::cerr << "  " << Visible(error.Lines()[i]) << '\n';
 }
 
+void FlushOutput(const std::string& cause, const std::string& remedy) {
+    if (std::cout.flush()) return;
+    // A pipe is never full for good. Where signals end programs, the tool rarely gets here.
+    if (system::IsPipe(system::Standard::Output)) throw ClosedPipe();
+    throw Error("standard output", cause, remedy);
+}
+
 bool Confirmed(const std::string& question) {
     if (!system::IsTerminal(system::Standard::Input)) return false;
     std::cout.flush();

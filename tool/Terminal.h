@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,15 @@ std::string Painted(const std::string& text, Colour colour);
 /// A line to the person at the terminal: standard error, where results do not go.
 void Say(const std::string& line);
 void Say(const Error& error);
+
+/// Nobody reads the standard output any more, as in "fieldstore dump FILE | head": the end, and
+/// nothing to talk about.
+struct ClosedPipe : std::exception {
+    const char* what() const noexcept override { return "the standard output is closed"; }
+};
+/// Raises ClosedPipe, or an Error with these texts when the standard output took less than all.
+void FlushOutput(const std::string& cause = "cannot be written",
+                 const std::string& remedy = "Is the disk full?");
 
 /// Asks on the terminal; false when there is none.
 bool Confirmed(const std::string& question);

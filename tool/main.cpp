@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <exception>
-#include <iostream>
 #include <stdexcept>
 
 #include "tool/Error.h"
@@ -23,8 +22,8 @@ int Run(int count, char** arguments) {
             BecomeExtension(*extension, {words.begin() + 1, words.end()});
     const Action action = program.Parse(words);
     const int status = action();
-    if (std::cout.flush()) return status;
-    throw Error("standard output", "cannot be written", "Is the disk full?");
+    FlushOutput();
+    return status;
 }
 
 }  // namespace
@@ -35,6 +34,8 @@ int main(int count, char** arguments) {
     RemoveFilesOnSignals();
     try {
         return Run(count, arguments);
+    } catch (const ClosedPipe&) {
+        return kTrouble;
     } catch (const Error& error) {
         Say(error);
     } catch (const std::bad_alloc&) {

@@ -277,9 +277,7 @@ void Report(const RepairOptions& options, const Damaged& damaged, const Outcome&
         std::cout << ReportText(OutcomeJson(damaged, outcome));
     else
         PrintOutcome(damaged, outcome);
-    if (!std::cout.flush())
-        throw Error("standard output", "cannot be written, so nothing is repaired",
-                    "Is the disk full?");
+    FlushOutput("cannot be written, so nothing is repaired");
     if (!outcome.loads) Say("a host cannot load what was kept; fieldstore check tells why");
 }
 

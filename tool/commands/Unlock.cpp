@@ -34,9 +34,7 @@ void Report(const UnlockOptions& options, const std::optional<LockMarker>& marke
     } else if (removed) {
         std::cout << "removed " << Visible(marker->path) << '\n';
     }
-    if (!std::cout.flush())
-        throw Error("standard output", "cannot be written",
-                    removed ? "The lock was removed." : "Is the disk full?");
+    FlushOutput("cannot be written", removed ? "The lock was removed." : "Is the disk full?");
     if (removed)
         Say("the next commit under the lock checks the end of the file, and takes back what the "
             "dead writer had begun");

@@ -172,8 +172,7 @@ public:
         for (const auto& line : lines) std::cout << line << '\n';
         lines.clear();
         if (plot && terminal) Draw();
-        if (!std::cout.flush())
-            throw Error("standard output", "cannot be written", "Is the disk full?");
+        FlushOutput();
     }
     void End() {
         Show();
