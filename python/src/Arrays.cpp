@@ -85,76 +85,21 @@ private:
         return flat.Take({-1, 3});
     }
 
-    static py::object Convert(
-        const std::map<std::pair<std::int64_t, int>, std::vector<double>>& value) {
-        std::uint64_t total = 0;
-        for (const auto& entry : value) total += entry.second.size();
-        Filled<std::int64_t> frequencies(value.size());
-        Filled<int> types(value.size());
-        Filled<std::uint64_t> ends(value.size());
-        Filled<double> values(total);
-        {
-            const py::gil_scoped_release released;
-            std::uint64_t end = 0;
-            for (const auto& [key, its] : value) {
-                frequencies.Add(key.first);
-                types.Add(key.second);
-                values.Add(its.data(), its.size());
-                ends.Add(end += its.size());
-            }
-        }
-        return py::make_tuple(frequencies.Take(), types.Take(), ends.Take(), values.Take());
+    static py::object Convert(const NumberColumn& value) { return value.numbers.Array(); }
+
+    static py::object Convert(const MatrixColumns& value) {
+        return py::make_tuple(value.entries.frequencies.Array(), value.entries.seconds.Array(),
+                              value.entries.ends.Array(), value.values.Array());
     }
 
-    template <typename Record>
-    static py::object Convert(
-        const std::map<std::pair<std::int64_t, int>, std::vector<Record>>& value) {
-        std::uint64_t modes = 0, total = 0;
-        for (const auto& entry : value) {
-            modes += entry.second.size();
-            for (const auto& record : entry.second) total += record.second.size();
-        }
-        Filled<std::int64_t> frequencies(value.size());
-        Filled<int> ports(value.size()), groups(modes);
-        Filled<std::uint64_t> ends(value.size()), dataEnds(modes);
-        Filled<Complex> gammas(modes), data(total);
-        {
-            const py::gil_scoped_release released;
-            std::uint64_t end = 0, dataEnd = 0;
-            for (const auto& [key, records] : value) {
-                frequencies.Add(key.first);
-                ports.Add(key.second);
-                for (const auto& [head, its] : records) {
-                    groups.Add(head.first);
-                    gammas.Add(head.second);
-                    data.Add(its.data(), its.size());
-                    dataEnds.Add(dataEnd += its.size());
-                }
-                ends.Add(end += records.size());
-            }
-        }
-        return py::make_tuple(frequencies.Take(), ports.Take(), ends.Take(), groups.Take(),
-                              gammas.Take(), dataEnds.Take(), data.Take());
+    static py::object Convert(const ModeColumns& value) {
+        return py::make_tuple(value.entries.frequencies.Array(), value.entries.seconds.Array(),
+                              value.entries.ends.Array(), value.groups.Array(),
+                              value.gammas.Array(), value.dataEnds.Array(), value.data.Array());
     }
 
-    static py::object Convert(const IPODOFMap::Rows& rows) {
-        std::uint64_t total = 0;
-        for (const auto& row : rows) total += row.size();
-        Filled<std::uint64_t> ends(rows.size());
-        Filled<int> columns(total);
-        Filled<double> weights(total);
-        {
-            const py::gil_scoped_release released;
-            std::uint64_t end = 0;
-            for (const auto& row : rows) {
-                for (const auto& [column, weight] : row) {
-                    columns.Add(column);
-                    weights.Add(weight);
-                }
-                ends.Add(end += row.size());
-            }
-        }
-        return py::make_tuple(ends.Take(), columns.Take(), weights.Take());
+    static py::object Convert(const RowColumns& value) {
+        return py::make_tuple(value.offsets.Array(), value.columns.Array(), value.weights.Array());
     }
 
     const std::string& wanted;

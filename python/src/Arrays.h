@@ -53,12 +53,12 @@ private:
 /// tuple of arrays. Raises KeyError for an unknown name.
 ///
 /// Flat data are views, which `owner`, the holder of the object, keeps alive; requires an object
-/// that does not change any more. What the library holds in nodes is copied once. The tuples are
+/// that does not change any more. The tuples are
 /// - entries of keys and lists: keys [entry] or [entry, part], ends [entry] of the lists, values;
 /// - matrices: frequencies, types, ends of the values, values;
 /// - modes: frequencies, ports, ends of the modes [entry]; groups, gammas, ends of the data [mode];
 ///   data;
-/// - rows of a DOF map: ends of the rows, columns, weights;
+/// - rows of a DOF map: where each begins and the end of the last, columns, weights;
 /// - a map of numbers: an array [entry, part].
 py::object FieldOf(IPOBase& object, const std::string& name, const py::handle& owner);
 
