@@ -38,8 +38,8 @@ public:
 private:
     static py::object Convert(int value) { return py::int_(value); }
 
-    template <typename T>
-    py::object Convert(const std::vector<T>& value) const {
+    template <typename T, typename Allocator>
+    py::object Convert(const std::vector<T, Allocator>& value) const {
         using Number = std::conditional_t<std::is_enum_v<T>, int, T>;
         static_assert(sizeof(Number) == sizeof(T));
         return View(reinterpret_cast<const Number*>(value.data()),
@@ -47,8 +47,8 @@ private:
     }
 
     /// Numbers in rows of two or three.
-    template <typename A, typename B>
-    py::object Convert(const std::vector<std::pair<A, B>>& value) const {
+    template <typename A, typename B, typename Allocator>
+    py::object Convert(const std::vector<std::pair<A, B>, Allocator>& value) const {
         constexpr std::size_t parts = kParts<std::pair<A, B>>;
         static_assert(sizeof(std::pair<A, B>) == parts * sizeof(int));
         return View(reinterpret_cast<const int*>(value.data()),
@@ -127,11 +127,19 @@ std::int64_t EvenLength(const py::array_t<std::uint64_t>& ends, std::size_t begi
     return static_cast<std::int64_t>(length);
 }
 
-bool AnyNegative(const py::array_t<int>& numbers) {
-    const int* const all = numbers.data();
-    int bits = 0;
-    for (py::ssize_t i = 0; i < numbers.size(); ++i) bits |= all[i];
-    return bits < 0;
+bool AnyNegativeId(const py::array_t<int>& keys, std::size_t begin, std::size_t end) {
+    const auto* const rows = keys.data();
+    const auto part = [rows](std::size_t row, std::size_t which) { return rows[3 * row + which]; };
+    while (begin < end) {
+        const int index = part(begin, 1);
+        if (index < 0 || part(begin, 2) < 0) return true;
+        std::size_t step = 1;  // doubled past the end of the index, and halved to meet it
+        while (begin + step < end && part(begin + step, 1) == index) step *= 2;
+        for (; step != 0; step /= 2)
+            if (begin + step < end && part(begin + step, 1) == index) begin += step;
+        ++begin;
+    }
+    return false;
 }
 
 }  // namespace fieldstore::python
