@@ -8,7 +8,7 @@ import os
 import pathlib
 import pkgutil
 import subprocess
-from typing import Any, List
+from typing import Any, Dict, List
 
 import fieldstore
 import numpy as np
@@ -158,7 +158,7 @@ def test_the_fields_of_a_real_solver(tmp_path: pathlib.Path) -> None:
     data = fieldstore.open(tmp_path)
     metrics = data.metrics
     # The field of each mode is known: a product of these, of magnitude 1 at most.
-    shapes = {
+    shapes: Dict[str, Any] = {
         "TE#1": lambda x, y: np.cos(np.pi * x / width),
         "TE#2": lambda x, y: np.cos(2 * np.pi * x / width),
         "TE#3": lambda x, y: np.cos(np.pi * y / height),

@@ -124,12 +124,12 @@ def test_columns_grow_with_what_a_file_holds(tmp_path: pathlib.Path, mode: Any) 
         store.modes.add(frequencies, 1, voltages[:, :, 0] * 1j, voltages, currents)
         store.matrices.add([5, 6, 7], 2, large)
         store.dofs.set((offsets, columns, weights), types)
-    store = fieldstore.open(tmp_path)
-    assert same(store.modes.voltages(1), voltages) and same(store.modes.currents(1), currents)
-    assert same(store.modes.gamma(1), voltages[:, :, 0] * 1j)
-    assert same(store.matrices[2], large)
-    assert same(store.dofs.offsets, offsets) and same(store.dofs.columns, columns)
-    assert same(store.dofs.weights, weights) and same(store.dofs.types, types)
+    found = fieldstore.open(tmp_path)
+    assert same(found.modes.voltages(1), voltages) and same(found.modes.currents(1), currents)
+    assert same(found.modes.gamma(1), voltages[:, :, 0] * 1j)
+    assert same(found.matrices[2], large)
+    assert same(found.dofs.offsets, offsets) and same(found.dofs.columns, columns)
+    assert same(found.dofs.weights, weights) and same(found.dofs.types, types)
 
 
 def test_bodies_come_in_any_order_and_name_keys_again(tmp_path: pathlib.Path) -> None:
