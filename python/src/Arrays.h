@@ -66,8 +66,8 @@ py::object FieldOf(IPOBase& object, const std::string& name, const py::handle& o
 /// differ. Requires: begin < end, within the array.
 std::int64_t EvenLength(const py::array_t<std::uint64_t>& ends, std::size_t begin, std::size_t end);
 
-/// Whether an index or an entity of metrics is negative, in the rows `begin` to `end` of keys (type,
-/// index, entity) that ascend and have one type. So the first row of each index tells.
+/// Whether an index or an entity of metrics is negative, in the rows `begin` to `end` of keys
+/// (type, index, entity) that ascend and have one type. So the first row of each index tells.
 bool AnyNegativeId(const py::array_t<int>& keys, std::size_t begin, std::size_t end);
 
 }  // namespace fieldstore::python
