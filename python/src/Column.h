@@ -49,8 +49,8 @@ public:
     /// The numbers as a read-only array. Requires the interpreter's lock, and that nothing is
     /// added any more.
     pybind11::array Array() const {
-        if (!memory) return Whole(0);
-        const auto whole = pybind11::reinterpret_borrow<pybind11::array>(memory.get());
+        const pybind11::array whole =
+            memory ? pybind11::reinterpret_borrow<pybind11::array>(memory.get()) : Whole(0);
         whole.attr("setflags")(pybind11::arg("write") = false);
         return whole[pybind11::slice(0, static_cast<pybind11::ssize_t>(size), 1)];
     }
