@@ -14,6 +14,7 @@ add_library(fieldstore_inspection STATIC EXCLUDE_FROM_ALL
   tool/ReadBodies.cpp
   tool/RemovedOnSignal_${platform}.cpp
   tool/ResultFile.cpp
+  tool/ShortestText.cpp
   tool/SideFiles.cpp
   tool/Slice.cpp
   tool/System_${platform}.cpp

@@ -3,6 +3,7 @@
 #define FIELDSTORE_FREQUENCY_KEY_H
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -28,6 +29,20 @@ std::vector<double> DistinctFrequencies(const Map& entries) {
             frequencies.push_back(frequency);
     }
     return frequencies;
+}
+
+/// Whether the frequency keys of entries, which ascend, all occur as often as each other.
+template <typename Iterator, typename KeyOf>
+bool EachAsOften(Iterator entry, Iterator end, KeyOf keyOf) {
+    std::optional<std::size_t> usual;
+    while (entry != end) {
+        const std::int64_t key = keyOf(*entry);
+        std::size_t times = 0;
+        for (; entry != end && keyOf(*entry) == key; ++entry) ++times;
+        if (times != usual.value_or(times)) return false;
+        usual = times;
+    }
+    return true;
 }
 
 }  // namespace fieldstore

@@ -120,11 +120,8 @@ void POModeInfo::LogError(const std::string& message) {
 }
 
 bool POModeInfo::ValidateData() {
-    std::map<std::int64_t, std::size_t> portCounts;
-    for (const auto& entry : held.modes) ++portCounts[entry.first.first];
-    return std::all_of(portCounts.begin(), portCounts.end(), [&](const auto& count) {
-        return count.second == portCounts.begin()->second;
-    });
+    return EachAsOften(held.modes.begin(), held.modes.end(),
+                       [](const auto& entry) { return entry.first.first; });
 }
 
 POModeInfo::Body POModeInfo::ReadBody() {

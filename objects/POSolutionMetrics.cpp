@@ -109,11 +109,10 @@ void POSolutionMetrics::AddValueRows(int entityType, int valueType,
     if (indices.size() != entityIds.size() || newValues.size() / indices.size() != each ||
         newValues.size() % indices.size() != 0)
         throw std::runtime_error(messages::kInconsistentAmount);
-    std::vector<ValueKey> keys;
-    keys.reserve(indices.size());
-    for (std::size_t i = 0; i < indices.size(); ++i)
-        keys.push_back({typeKey, {Stored(indices[i]), Stored(entityIds[i])}});
-    if (data.values.AddFollowing(Span<const ValueKey>(keys), newValues)) {
+    const auto keyAt = [&](std::size_t i) {
+        return ValueKey{typeKey, {Stored(indices[i]), Stored(entityIds[i])}};
+    };
+    if (data.values.AddFollowing(indices.size(), keyAt, newValues)) {
         modified = true;
         return;
     }
@@ -157,7 +156,7 @@ std::uint32_t POSolutionMetrics::BuildNodeNeighbors() {
     if (data.edges.empty()) return kFailure;
     data.neighbors = Neighbors();
     constexpr std::size_t ends = 2;
-    std::vector<std::pair<int, int>> links;  // from a node to a neighbour
+    LargeVector<std::pair<int, int>> links;  // from a node to a neighbour
     bool allHaveTwoEnds = true;
     for (const auto& [edge, nodes] : data.edges) {
         allHaveTwoEnds = nodes.size() == ends;

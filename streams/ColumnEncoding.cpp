@@ -36,7 +36,7 @@ template <typename T>
 void Read(POStreamFileIO& stream, ColumnSet<T>& set) {
     const std::uint64_t count = ReadLimitedCount(stream);
     const std::uint64_t least = stream.IsTextMode() ? 2 : kFixedSize<T>;
-    std::vector<T> elements;
+    LargeVector<T> elements;
     elements.reserve(MemorySize(std::min(count, stream.InputLeft() / least)));
     ReadEach<T>(stream, count, [&elements](const T& read) { elements.push_back(read); });
     set.Unite(ColumnSet<T>(std::move(elements)));

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "streams/FlatEncoding.h"
+#include "streams/LargeVector.h"
 #include "streams/Span.h"
 
 namespace fieldstore {
@@ -81,18 +82,20 @@ public:
     /// @{
     /// The arrays themselves, until the map is changed: the keys in their order, where the values
     /// of each end, and all values.
-    const std::vector<Key>& Keys() const { return Settled().keys; }
-    const std::vector<std::uint64_t>& Ends() const { return Settled().ends; }
-    const std::vector<T>& AllValues() const { return Settled().values; }
+    const LargeVector<Key>& Keys() const { return Settled().keys; }
+    const LargeVector<std::uint64_t>& Ends() const { return Settled().ends; }
+    const LargeVector<T>& AllValues() const { return Settled().values; }
     /// @}
 
     /// The values of a key, until the map is changed or gone through.
     std::optional<Values> Find(const Key& key) const;
     /// Adds an entry, unless its key is there. Returns whether it was added.
     bool Add(const Key& key, Values added);
-    /// Adds entries that follow all others and each other, all with as many values. Returns whether
-    /// they do, and adds none otherwise. Requires: values for every key.
-    bool AddFollowing(Span<const Key> added, Values itsValues);
+    /// Adds entries that follow all others and each other, all with as many values; `keyAt` gives
+    /// the key of each, from 0 to `count`. Returns whether they do, and adds none otherwise.
+    /// Requires: values for every key.
+    template <typename KeyAt>
+    bool AddFollowing(std::size_t count, const KeyAt& keyAt, Values itsValues);
     /// Adds an entry, or changes what is there.
     void Set(const Key& key, std::vector<T> changed);
     /// The values of a key that is there, as a vector to be changed before anything else is done
@@ -128,13 +131,18 @@ private:
                (waiting.empty() || waiting.rbegin()->first < key);
     }
     void Append(const Key& key, Values added);
+    void CutTo(std::size_t keyCount, std::size_t valueCount) {
+        keys.resize(keyCount);
+        ends.resize(keyCount);
+        values.resize(valueCount);
+    }
     void MakeRoom(std::size_t moreKeys, std::size_t moreValues, std::uint64_t left,
                   std::uint64_t inputLeft);
 
     // Changed when somebody asks for the entries in order: what waits is merged.
-    mutable std::vector<Key> keys;
-    mutable std::vector<std::uint64_t> ends;  // of each entry's values
-    mutable std::vector<T> values;
+    mutable LargeVector<Key> keys;
+    mutable LargeVector<std::uint64_t> ends;  // of each entry's values
+    mutable LargeVector<T> values;
     mutable std::map<Key, std::vector<T>> waiting;  // counts where the arrays have the key as well
 };
 
@@ -164,8 +172,7 @@ void ColumnMap<Key, T, kValues>::Append(const Key& key, Values added) {
         ends.push_back(values.size());
         keys.push_back(key);
     } catch (...) {
-        values.resize(held);
-        ends.resize(keys.size());
+        CutTo(keys.size(), held);
         throw;
     }
 }
@@ -183,24 +190,34 @@ bool ColumnMap<Key, T, kValues>::Add(const Key& key, Values added) {
 }
 
 template <typename Key, typename T, EntryValues kValues>
-bool ColumnMap<Key, T, kValues>::AddFollowing(Span<const Key> added, Values itsValues) {
-    const auto isDisordered = [](const Key& a, const Key& b) { return !(a < b); };
-    if (added.empty()) return true;
-    if (!FollowsAll(added[0]) || !waiting.empty() ||
-        std::adjacent_find(added.begin(), added.end(), isDisordered) != added.end())
-        return false;
+template <typename KeyAt>
+bool ColumnMap<Key, T, kValues>::AddFollowing(std::size_t count, const KeyAt& keyAt,
+                                              Values itsValues) {
+    if (count == 0) return true;
+    if (!waiting.empty()) return false;
     const std::size_t heldKeys = keys.size(), heldValues = values.size();
-    const std::size_t each = itsValues.size() / added.size();
+    const std::size_t each = itsValues.size() / count;
+    const auto makeRoom = [count](auto& array) {
+        if (array.capacity() - array.size() < count)
+            array.reserve(array.size() + std::max(count, array.size()));
+    };
     try {
-        keys.insert(keys.end(), added.begin(), added.end());
+        makeRoom(keys);
+        makeRoom(ends);
+        for (std::size_t i = 0; i < count; ++i) {
+            const Key key = keyAt(i);
+            if (!keys.empty() && !(keys.back() < key)) {
+                CutTo(heldKeys, heldValues);
+                return false;
+            }
+            keys.push_back(key);
+            ends.push_back(heldValues + (i + 1) * each);
+        }
         values.insert(values.end(), itsValues.begin(), itsValues.end());
-        ends.reserve(keys.size());
     } catch (...) {
-        keys.resize(heldKeys);
-        values.resize(heldValues);
+        CutTo(heldKeys, heldValues);
         throw;
     }
-    for (std::size_t i = 1; i <= added.size(); ++i) ends.push_back(heldValues + i * each);
     return true;
 }
 

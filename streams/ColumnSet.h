@@ -7,7 +7,8 @@
 #include <iterator>
 #include <set>
 #include <utility>
-#include <vector>
+
+#include "streams/LargeVector.h"
 
 namespace fieldstore {
 
@@ -20,7 +21,7 @@ public:
     ColumnSet() = default;
     explicit ColumnSet(const std::set<T>& set) : elements(set.begin(), set.end()) {}
     /// Of elements in any order.
-    explicit ColumnSet(std::vector<T> unordered) : elements(std::move(unordered)) {
+    explicit ColumnSet(LargeVector<T> unordered) : elements(std::move(unordered)) {
         const auto isDisordered = [](const T& a, const T& b) { return !(a < b); };
         if (std::adjacent_find(elements.begin(), elements.end(), isDisordered) == elements.end())
             return;
@@ -34,14 +35,14 @@ public:
     std::size_t size() const { return elements.size(); }
     void clear() { elements = {}; }
     /// The array itself, until the set is changed.
-    const std::vector<T>& Elements() const { return elements; }
+    const LargeVector<T>& Elements() const { return elements; }
     bool Contains(const T& element) const {
         return std::binary_search(elements.begin(), elements.end(), element);
     }
     void Unite(ColumnSet others) {
         if (others.empty()) return;
         if (elements.empty()) return elements.swap(others.elements);
-        std::vector<T> united;
+        LargeVector<T> united;
         united.reserve(elements.size() + others.size());
         std::set_union(elements.begin(), elements.end(), others.begin(), others.end(),
                        std::back_inserter(united));
@@ -50,7 +51,7 @@ public:
     std::set<T> ToSet() const { return {elements.begin(), elements.end()}; }
 
 private:
-    std::vector<T> elements;
+    LargeVector<T> elements;
 };
 
 }  // namespace fieldstore

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "streams/DigitText.h"
+#include "streams/DoubleBits.h"
 #include "streams/PowersOfTen.h"
 #include "streams/StandardFromChars.h"
 
@@ -28,29 +30,6 @@ namespace fieldstore {
 namespace {
 
 using std::uint64_t;
-
-constexpr unsigned kMantissaBits = 52;  // those stored
-constexpr uint64_t kHiddenBit = uint64_t{1} << kMantissaBits;
-constexpr int kExponentBias = 1023;
-constexpr unsigned kExponentMask = 0x7ff;
-constexpr unsigned kWordBits = 64;
-
-/// Characters are handled eight at a time, the first in the lowest byte: hosts are little-endian.
-constexpr unsigned kCharBits = 8;
-constexpr unsigned kCharsAtOnce = 8;
-
-constexpr uint64_t Repeated(unsigned char byte) {
-    return byte * 0x0101010101010101U;
-}
-
-uint64_t Load(const char* at) {
-    uint64_t chars;
-    std::memcpy(&chars, at, sizeof chars);
-    return chars;
-}
-void Store(char* at, uint64_t chars) {
-    std::memcpy(at, &chars, sizeof chars);
-}
 
 /// X of the comment above.
 Wide TimesPowerOfTen(uint64_t number, const Wide& power) {
@@ -79,14 +58,9 @@ struct Decimal {
     int exponent;
 };
 
-constexpr uint64_t TenTo(int n) {
-    return n == 0 ? 1 : 10 * TenTo(n - 1);
-}
-
 /// Rounds a normal double; returns false when the product leaves the result open.
 bool RoundToDigits(uint64_t bits, Decimal& decimal) {
-    const int biased = static_cast<int>(bits >> kMantissaBits & kExponentMask);
-    const int exponent = biased - kExponentBias;
+    const int exponent = BiasedExponent(bits) - kExponentBias;
     const uint64_t mantissa = (bits | kHiddenBit) << (kWordBits - 1 - kMantissaBits);
 
     // 2^exponent and the value differ in their decimal exponent when a power of ten lies between.
@@ -107,66 +81,6 @@ bool RoundToDigits(uint64_t bits, Decimal& decimal) {
         ++decimal.exponent;
     }
     return true;
-}
-
-/// The eight digits of a number below 10^8, one in a byte: halves, quarters and digits are split
-/// off at once in all lanes. The factors are reciprocals that are exact for what can occur.
-uint64_t SplitDigits(uint64_t number) {
-    const uint64_t fours = number / 10000 | (number % 10000) << 32U;
-    const uint64_t hundreds = (fours * 5243 >> 19U) & 0x0000007f0000007fU;
-    const uint64_t twos = hundreds | (fours - hundreds * 100) << 16U;
-    const uint64_t tens = (twos * 103 >> 10U) & 0x000f000f000f000fU;
-    return tens | (twos - tens * 10) << kCharBits;
-}
-
-/// Sixteen digits as characters, and how many are left without zeros at the end.
-struct DigitText {
-    explicit DigitText(uint64_t digits) {
-        constexpr uint64_t split = TenTo(kCharsAtOnce);
-        const uint64_t first = SplitDigits(digits / split);
-        const uint64_t last = SplitDigits(digits % split);
-        const unsigned zeros = LeadingZeros(last != 0 ? last : first) / kCharBits;
-        length = (last != 0 ? 2 * kCharsAtOnce : kCharsAtOnce) - zeros;
-        high = first | Repeated('0');
-        low = last | Repeated('0');
-    }
-
-    /// Writes all of them with a point behind the first `whole`, 1 to 15.
-    void WriteWithPoint(char* out, unsigned whole) const {
-        if (whole < kCharsAtOnce) {
-            WriteEightWithPoint(out, high, whole);
-            return Store(out + kCharsAtOnce + 1, low);
-        }
-        Store(out, high);
-        WriteEightWithPoint(out + kCharsAtOnce, low, whole - kCharsAtOnce);
-    }
-    void Write(char* out) const {
-        Store(out, high);
-        Store(out + kCharsAtOnce, low);
-    }
-
-    uint64_t high;  // the first eight
-    uint64_t low;
-    unsigned length;
-
-private:
-    static void WriteEightWithPoint(char* out, uint64_t chars, unsigned whole) {
-        const unsigned shift = whole * kCharBits;
-        const uint64_t below = (uint64_t{1} << shift) - 1;
-        Store(out, (chars & below) | uint64_t{'.'} << shift | (chars & ~below) << kCharBits);
-        out[kCharsAtOnce] = static_cast<char>(chars >> (kWordBits - kCharBits));
-    }
-};
-
-char* WriteExponent(char* out, int exponent) {
-    *out++ = 'e';
-    *out++ = exponent < 0 ? '-' : '+';
-    const auto magnitude = static_cast<unsigned>(exponent < 0 ? -exponent : exponent);
-    const unsigned hundreds = magnitude / 100, rest = magnitude % 100;
-    if (hundreds != 0) *out++ = static_cast<char>('0' + hundreds);
-    *out++ = static_cast<char>('0' + rest / 10);
-    *out++ = static_cast<char>('0' + rest % 10);
-    return out;
 }
 
 char* WriteDecimal(char* out, const Decimal& decimal) {
@@ -227,7 +141,7 @@ public:
     std::ptrdiff_t TakeFraction() {
         const char* const first = at;
         while (end - at >= std::ptrdiff_t{kCharsAtOnce}) {
-            const uint64_t digits = Load(at) ^ Repeated('0');
+            const uint64_t digits = LoadChars(at) ^ Repeated('0');
             // The highest bit of a byte shows what is no digit; a carry spoils only later bytes.
             const uint64_t others = ((digits + Repeated(0x76)) | digits) & Repeated(0x80);
             if (others != 0) {
@@ -339,16 +253,15 @@ bool RoundToDouble(const DecimalText& text, double& value) {
 }  // namespace
 
 char* FormatDouble(char* out, double value) {
-    uint64_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    const unsigned biased = static_cast<unsigned>(bits >> kMantissaBits) & kExponentMask;
+    const uint64_t bits = BitsOf(value);
+    const int biased = BiasedExponent(bits);
     const unsigned sign = static_cast<unsigned>(bits >> (kWordBits - 1));
     *out = '-';
     if (bits << 1U == 0) {
         out[sign] = '0';
         return out + sign + 1;
     }
-    const bool isWord = biased == kExponentMask;
+    const bool isWord = biased == static_cast<int>(kExponentMask);
     if (isWord && bits << (kWordBits - kMantissaBits) != 0) {
         // Some standard libraries have longer words for it.
         constexpr std::string_view word = "nan";

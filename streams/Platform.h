@@ -149,6 +149,8 @@ std::int64_t ProcessId();
 /// How often the processes that led to this one were forked since the library was loaded: a number
 /// that a child does not share with its parent. Costs no system call.
 std::uint32_t ForksSoFar();
+/// Asks for large pages behind memory that nothing was written to yet, where the system has them.
+void AdviseLargePages(void* memory, std::size_t size) noexcept;
 /// When a process of this machine began, in a unit of the system's own; nothing for a process that
 /// is not there. 0 where the system does not tell.
 std::optional<std::uint64_t> ProcessStart(std::int64_t process);

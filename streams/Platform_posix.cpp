@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -265,6 +266,12 @@ std::atomic<std::uint32_t> forks{0};
 
 std::uint32_t ForksSoFar() {
     return forks.load(std::memory_order_relaxed);
+}
+
+void AdviseLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) noexcept {
+#ifdef MADV_HUGEPAGE
+    madvise(memory, size, MADV_HUGEPAGE);  // refused: then the pages stay small
+#endif
 }
 
 std::int64_t ProcessId() {

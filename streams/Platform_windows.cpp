@@ -353,6 +353,8 @@ std::uint32_t ForksSoFar() {
     return 0;  // a process is never the copy of another
 }
 
+void AdviseLargePages(void*, std::size_t) noexcept {}  // they take a privilege
+
 std::int64_t ProcessId() {
     return static_cast<std::int64_t>(GetCurrentProcessId());
 }

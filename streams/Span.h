@@ -17,7 +17,9 @@ public:
     Span() = default;
     Span(T* first, std::size_t count) : begin_(first), size_(count) {}
     /// Of the values of a vector, as long as they stay where they are.
-    Span(const std::vector<value_type>& values) : begin_(values.data()), size_(values.size()) {}
+    template <typename Allocator>
+    Span(const std::vector<value_type, Allocator>& values)
+        : begin_(values.data()), size_(values.size()) {}
 
     T* begin() const { return begin_; }
     T* end() const { return begin_ + size_; }

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "streams/LargeVector.h"
 #include "streams/MemorySize.h"
 #include "streams/POStreamFileIO.h"
 #include "tool/Error.h"
@@ -214,7 +215,7 @@ private:
         std::stable_sort(entries.begin(), entries.end(),
                          [](const Entry& a, const Entry& b) { return a.key < b.key; });
     }
-    using Place = typename std::vector<Entry>::const_iterator;
+    using Place = typename LargeVector<Entry>::const_iterator;
     Place GroupEnd(Place entry) const {
         Place next = entry + 1;
         while (combine && next != entries.end() && next->key == entry->key) ++next;
@@ -235,7 +236,7 @@ private:
         combine->finish(entry->key, value);
     }
 
-    std::vector<Entry> entries;
+    LargeVector<Entry> entries;
     std::size_t inFile = 0;
     std::shared_ptr<EntrySource> source;
     std::optional<Combine> combine;

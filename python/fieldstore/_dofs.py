@@ -7,7 +7,7 @@ from typing import Any, List, Tuple
 
 import numpy as np
 
-from ._base import Floats, Ints, Longs, ResultObject, counted, offsets_of
+from ._base import Floats, Ints, Longs, ResultObject, counted
 from ._optional import need
 
 
@@ -30,7 +30,8 @@ class DofMap(ResultObject):
     @property
     def offsets(self) -> Longs:
         """Where each row begins, and the end of the last, int64 [row + 1]."""
-        return offsets_of(self._field("rows")[0])
+        offsets: Longs = self._field("rows")[0]
+        return offsets
 
     @property
     def columns(self) -> Ints:

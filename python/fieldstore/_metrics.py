@@ -99,7 +99,7 @@ class Metrics(ResultObject):
         first = int(ends[begin - 1]) if begin else 0
         found = values[first : first + (end - begin) * count].reshape(end - begin, count)
         indices, ids = (keys[begin:end, part].view(np.uint32) for part in (1, 2))
-        if _fieldstore.any_negative(keys[begin:end]):
+        if _fieldstore.any_negative_id(keys, begin, end):
             order = np.lexsort((ids, indices))  # ids from 2^31 on are stored as negative ones
             found, ids, indices = frozen(found[order]), frozen(ids[order]), frozen(indices[order])
         if id is None:

@@ -38,8 +38,8 @@ public:
 private:
     static py::object Convert(int value) { return py::int_(value); }
 
-    template <typename T>
-    py::object Convert(const std::vector<T>& value) const {
+    template <typename T, typename Allocator>
+    py::object Convert(const std::vector<T, Allocator>& value) const {
         using Number = std::conditional_t<std::is_enum_v<T>, int, T>;
         static_assert(sizeof(Number) == sizeof(T));
         return View(reinterpret_cast<const Number*>(value.data()),
@@ -47,8 +47,8 @@ private:
     }
 
     /// Numbers in rows of two or three.
-    template <typename A, typename B>
-    py::object Convert(const std::vector<std::pair<A, B>>& value) const {
+    template <typename A, typename B, typename Allocator>
+    py::object Convert(const std::vector<std::pair<A, B>, Allocator>& value) const {
         constexpr std::size_t parts = kParts<std::pair<A, B>>;
         static_assert(sizeof(std::pair<A, B>) == parts * sizeof(int));
         return View(reinterpret_cast<const int*>(value.data()),
@@ -85,76 +85,21 @@ private:
         return flat.Take({-1, 3});
     }
 
-    static py::object Convert(
-        const std::map<std::pair<std::int64_t, int>, std::vector<double>>& value) {
-        std::uint64_t total = 0;
-        for (const auto& entry : value) total += entry.second.size();
-        Filled<std::int64_t> frequencies(value.size());
-        Filled<int> types(value.size());
-        Filled<std::uint64_t> ends(value.size());
-        Filled<double> values(total);
-        {
-            const py::gil_scoped_release released;
-            std::uint64_t end = 0;
-            for (const auto& [key, its] : value) {
-                frequencies.Add(key.first);
-                types.Add(key.second);
-                values.Add(its.data(), its.size());
-                ends.Add(end += its.size());
-            }
-        }
-        return py::make_tuple(frequencies.Take(), types.Take(), ends.Take(), values.Take());
+    static py::object Convert(const NumberColumn& value) { return value.numbers.Array(); }
+
+    static py::object Convert(const MatrixColumns& value) {
+        return py::make_tuple(value.entries.frequencies.Array(), value.entries.seconds.Array(),
+                              value.entries.ends.Array(), value.values.Array());
     }
 
-    template <typename Record>
-    static py::object Convert(
-        const std::map<std::pair<std::int64_t, int>, std::vector<Record>>& value) {
-        std::uint64_t modes = 0, total = 0;
-        for (const auto& entry : value) {
-            modes += entry.second.size();
-            for (const auto& record : entry.second) total += record.second.size();
-        }
-        Filled<std::int64_t> frequencies(value.size());
-        Filled<int> ports(value.size()), groups(modes);
-        Filled<std::uint64_t> ends(value.size()), dataEnds(modes);
-        Filled<Complex> gammas(modes), data(total);
-        {
-            const py::gil_scoped_release released;
-            std::uint64_t end = 0, dataEnd = 0;
-            for (const auto& [key, records] : value) {
-                frequencies.Add(key.first);
-                ports.Add(key.second);
-                for (const auto& [head, its] : records) {
-                    groups.Add(head.first);
-                    gammas.Add(head.second);
-                    data.Add(its.data(), its.size());
-                    dataEnds.Add(dataEnd += its.size());
-                }
-                ends.Add(end += records.size());
-            }
-        }
-        return py::make_tuple(frequencies.Take(), ports.Take(), ends.Take(), groups.Take(),
-                              gammas.Take(), dataEnds.Take(), data.Take());
+    static py::object Convert(const ModeColumns& value) {
+        return py::make_tuple(value.entries.frequencies.Array(), value.entries.seconds.Array(),
+                              value.entries.ends.Array(), value.groups.Array(),
+                              value.gammas.Array(), value.dataEnds.Array(), value.data.Array());
     }
 
-    static py::object Convert(const IPODOFMap::Rows& rows) {
-        std::uint64_t total = 0;
-        for (const auto& row : rows) total += row.size();
-        Filled<std::uint64_t> ends(rows.size());
-        Filled<int> columns(total);
-        Filled<double> weights(total);
-        {
-            const py::gil_scoped_release released;
-            std::uint64_t end = 0;
-            for (const auto& row : rows) {
-                for (const auto& [column, weight] : row) {
-                    columns.Add(column);
-                    weights.Add(weight);
-                }
-                ends.Add(end += row.size());
-            }
-        }
-        return py::make_tuple(ends.Take(), columns.Take(), weights.Take());
+    static py::object Convert(const RowColumns& value) {
+        return py::make_tuple(value.offsets.Array(), value.columns.Array(), value.weights.Array());
     }
 
     const std::string& wanted;
@@ -182,11 +127,19 @@ std::int64_t EvenLength(const py::array_t<std::uint64_t>& ends, std::size_t begi
     return static_cast<std::int64_t>(length);
 }
 
-bool AnyNegative(const py::array_t<int>& numbers) {
-    const int* const all = numbers.data();
-    int bits = 0;
-    for (py::ssize_t i = 0; i < numbers.size(); ++i) bits |= all[i];
-    return bits < 0;
+bool AnyNegativeId(const py::array_t<int>& keys, std::size_t begin, std::size_t end) {
+    const auto* const rows = keys.data();
+    const auto part = [rows](std::size_t row, std::size_t which) { return rows[3 * row + which]; };
+    while (begin < end) {
+        const int index = part(begin, 1);
+        if (index < 0 || part(begin, 2) < 0) return true;
+        std::size_t step = 1;  // doubled past the end of the index, and halved to meet it
+        while (begin + step < end && part(begin + step, 1) == index) step *= 2;
+        for (; step != 0; step /= 2)
+            if (begin + step < end && part(begin + step, 1) == index) begin += step;
+        ++begin;
+    }
+    return false;
 }
 
 }  // namespace fieldstore::python

@@ -53,12 +53,12 @@ private:
 /// tuple of arrays. Raises KeyError for an unknown name.
 ///
 /// Flat data are views, which `owner`, the holder of the object, keeps alive; requires an object
-/// that does not change any more. What the library holds in nodes is copied once. The tuples are
+/// that does not change any more. The tuples are
 /// - entries of keys and lists: keys [entry] or [entry, part], ends [entry] of the lists, values;
 /// - matrices: frequencies, types, ends of the values, values;
 /// - modes: frequencies, ports, ends of the modes [entry]; groups, gammas, ends of the data [mode];
 ///   data;
-/// - rows of a DOF map: ends of the rows, columns, weights;
+/// - rows of a DOF map: where each begins and the end of the last, columns, weights;
 /// - a map of numbers: an array [entry, part].
 py::object FieldOf(IPOBase& object, const std::string& name, const py::handle& owner);
 
@@ -66,8 +66,9 @@ py::object FieldOf(IPOBase& object, const std::string& name, const py::handle& o
 /// differ. Requires: begin < end, within the array.
 std::int64_t EvenLength(const py::array_t<std::uint64_t>& ends, std::size_t begin, std::size_t end);
 
-/// Whether a number of the array is negative.
-bool AnyNegative(const py::array_t<int>& numbers);
+/// Whether an index or an entity of metrics is negative, in the rows `begin` to `end` of keys
+/// (type, index, entity) that ascend and have one type. So the first row of each index tells.
+bool AnyNegativeId(const py::array_t<int>& keys, std::size_t begin, std::size_t end);
 
 }  // namespace fieldstore::python
 

@@ -6,14 +6,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "ColumnObject.h"
 #include "fieldstore/NewInstance.h"
 #include "objects/POAssemblyInfo.h"
 #include "objects/POBinaryTree.h"
-#include "objects/POCircuitMatrices.h"
 #include "objects/PODOFList.h"
-#include "objects/PODOFMap.h"
 #include "objects/POMeshTree.h"
-#include "objects/POModeInfo.h"
 #include "objects/POPortCircuitDOFs.h"
 #include "objects/POSolutionMetrics.h"
 
@@ -26,11 +24,11 @@ bool VisitAs(IPOBase& object, const Visit& visit) {
     return typed != nullptr;
 }
 
-/// Calls `visit` with the object as what it is.
+/// Calls `visit` with an object for reading as what it is.
 template <typename Visit>
 void WithClass(IPOBase& object, const Visit& visit) {
-    if (VisitAs<POModeInfo>(object, visit) || VisitAs<PODOFMap>(object, visit) ||
-        VisitAs<POCircuitMatrices>(object, visit) || VisitAs<POMeshTree>(object, visit) ||
+    if (VisitAs<LoadedModes>(object, visit) || VisitAs<LoadedDOFMap>(object, visit) ||
+        VisitAs<LoadedMatrices>(object, visit) || VisitAs<POMeshTree>(object, visit) ||
         VisitAs<PODOFList>(object, visit) || VisitAs<POBinaryTree>(object, visit) ||
         VisitAs<POPortCircuitDOFs>(object, visit) || VisitAs<POSolutionMetrics>(object, visit) ||
         VisitAs<POAssemblyInfo>(object, visit))
@@ -44,6 +42,14 @@ inline std::shared_ptr<IPOBase> MakeObject(const std::string& className) {
     NewInstance(std::wstring(className.begin(), className.end()), &object);
     if (!object) throw std::invalid_argument("There is no class " + className + ".");
     return object;
+}
+
+/// The same for reading: what the library holds in nodes goes into columns.
+inline std::shared_ptr<IPOBase> MakeReadable(const std::string& className) {
+    if (className == ModeInfoLayout::kTraits.name) return std::make_shared<LoadedModes>();
+    if (className == DOFMapLayout::kTraits.name) return std::make_shared<LoadedDOFMap>();
+    if (className == CircuitMatricesLayout::kTraits.name) return std::make_shared<LoadedMatrices>();
+    return MakeObject(className);
 }
 
 }  // namespace fieldstore::python

@@ -67,7 +67,7 @@ std::string BytesOf(const tool::AnyBody& body) {
 
 LoadedObject::LoadedObject(const std::string& className, const std::string& path, bool inTextMode,
                            std::optional<int> block)
-    : object(MakeObject(className)), text(inTextMode) {
+    : object(MakeReadable(className)), text(inTextMode) {
     object->SetDirectory("");
     object->SetFileName(path);
     if (auto* list = dynamic_cast<IPODOFList*>(object.get()); list != nullptr && block)
@@ -87,7 +87,7 @@ LoadedObject LoadedObject::Sliced(const std::string& className, const std::strin
     } catch (const tool::Error& error) {
         throw std::invalid_argument(error.what());
     }
-    LoadedObject loaded(MakeObject(className), false);
+    LoadedObject loaded(MakeReadable(className), false);
     bool found = false;
     RunAsTool([&] {
         const auto file = tool::LoadWhole(path, className, slice);

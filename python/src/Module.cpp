@@ -130,6 +130,7 @@ PYBIND11_MODULE(_fieldstore, module) {
     DefineWritableObject(module);
     module.def("inspect", &InspectFile, py::arg("path"), py::arg("class_name"));
     module.def("even_length", &EvenLength, py::arg("ends"), py::arg("begin"), py::arg("end"));
-    module.def("any_negative", &AnyNegative, py::arg("numbers"));
+    module.def("any_negative_id", &AnyNegativeId, py::arg("keys"), py::arg("begin"),
+               py::arg("end"));
     module.def("lock_path", &fieldstore::LockPathFor, py::arg("path"));
 }

@@ -4,9 +4,11 @@
 from __future__ import annotations
 
 import importlib
+import os
 import pathlib
 import pkgutil
-from typing import Any, List
+import subprocess
+from typing import Any, Dict, List
 
 import fieldstore
 import numpy as np
@@ -144,6 +146,44 @@ def test_values_stand_on_their_triangles(store: fieldstore.Results) -> None:
     assert [arrows.U.tolist(), arrows.V.tolist()] == [[3, 0, 0, 0], [4, 0, 1, 0]]
     with pytest.raises(ValueError, match='say on="nodes"'):
         plot.mesh(fieldstore.open(store.file("metrics")), store.assembly, (1, 1))
+
+
+def test_the_fields_of_a_real_solver(tmp_path: pathlib.Path) -> None:
+    solver = os.environ.get("FIELDSTORE_WAVEGUIDE", "")
+    if not os.path.exists(solver):
+        pytest.skip("the waveguide example is not built")
+    width, height = 22.86e-3, 10.16e-3
+    words = "--modes 4 --divisions 6 --passes 1 --frequencies 9e9:10e9:2"
+    subprocess.run([solver, "solve", tmp_path, *words.split()], check=True, capture_output=True)
+    data = fieldstore.open(tmp_path)
+    metrics = data.metrics
+    # The field of each mode is known: a product of these, of magnitude 1 at most.
+    shapes: Dict[str, Any] = {
+        "TE#1": lambda x, y: np.cos(np.pi * x / width),
+        "TE#2": lambda x, y: np.cos(2 * np.pi * x / width),
+        "TE#3": lambda x, y: np.cos(np.pi * y / height),
+        "TE#4": lambda x, y: np.cos(np.pi * x / width) * np.cos(np.pi * y / height),
+        "TM#1": lambda x, y: np.sin(np.pi * x / width) * np.sin(np.pi * y / height),
+    }
+    names = metrics.labels.components("valueTypes", 51)
+    assert len(names) == 4 and set(names) <= set(shapes)
+    for component, name in enumerate(names):
+        ax = plot.field(metrics, data.assembly, (5, 1), component, ax=pyplot.subplots()[1])
+        (drawn,) = ax.collections  # values of modes are no vectors: there are no arrows
+        where = drawn._triangulation
+        assert len(where.triangles) == len(data.assembly.ids)
+        corners = np.stack([where.x[where.triangles], where.y[where.triangles]], axis=-1)
+        sides = corners[:, 1:] - corners[:, :1]
+        area = np.abs(sides[:, 0, 0] * sides[:, 1, 1] - sides[:, 0, 1] * sides[:, 1, 0]).sum() / 2
+        assert np.isclose(area, width * height)
+        expected = shapes[name](where.x, where.y)
+        values = np.asarray(drawn.get_array())
+        assert np.abs(values - np.sign(values @ expected) * expected).max() < 0.02, name
+        assert name in ax.child_axes[0].get_ylabel()
+    ax = plot.mesh(metrics, data.assembly, (3, 1), ax=pyplot.subplots()[1])
+    indicators = metrics.values(3, 1)
+    order = np.searchsorted(indicators.ids, data.assembly.ids)
+    assert ax.collections[0].get_array().tolist() == indicators.values[order, 0].tolist()
 
 
 def test_tetrahedra_show_their_outer_faces(tmp_path: pathlib.Path) -> None:

@@ -111,6 +111,60 @@ def test_matrices_of_types_that_differ(tmp_path: pathlib.Path) -> None:
         fieldstore.open(tmp_path).matrices[7]
 
 
+@pytest.mark.parametrize("mode", ["binary", "text"])
+def test_columns_grow_with_what_a_file_holds(tmp_path: pathlib.Path, mode: Any) -> None:
+    random = np.random.default_rng(3)
+    frequencies = np.arange(1, 301)
+    voltages, currents = random.standard_normal((2, 300, 3, 40)).round(6)
+    large = random.standard_normal((3, 190, 190)).round(6)  # each beyond the buffer of a stream
+    offsets = np.append(0, np.cumsum(random.integers(0, 9, 20000)))
+    columns, types = random.integers(0, 20000, offsets[-1]), random.integers(0, 3, 20000)
+    weights = random.standard_normal(offsets[-1]).round(6)
+    with fieldstore.Store(tmp_path, mode=mode) as store:
+        store.modes.add(frequencies, 1, voltages[:, :, 0] * 1j, voltages, currents)
+        store.matrices.add([5, 6, 7], 2, large)
+        store.dofs.set((offsets, columns, weights), types)
+    found = fieldstore.open(tmp_path)
+    assert same(found.modes.voltages(1), voltages) and same(found.modes.currents(1), currents)
+    assert same(found.modes.gamma(1), voltages[:, :, 0] * 1j)
+    assert same(found.matrices[2], large)
+    assert same(found.dofs.offsets, offsets) and same(found.dofs.columns, columns)
+    assert same(found.dofs.weights, weights) and same(found.dofs.types, types)
+
+
+def test_bodies_come_in_any_order_and_name_keys_again(tmp_path: pathlib.Path) -> None:
+    for frequency, value, mode_count in ((3, 30, 2), (1, 10, 1), (3, 99, 1), (2, 20, 2)):
+        with fieldstore.Store(tmp_path) as store:
+            data = np.full((mode_count, 2), value)
+            store.modes.add(frequency, 4, np.full(mode_count, value), data, -data)
+    modes = fieldstore.open(tmp_path).modes
+    nan = np.nan
+    assert modes.frequencies.tolist() == [1, 2, 3]  # of each the first that was stored
+    assert same(modes.gamma(4).real, [[10, nan], [20, 20], [30, 30]])
+    assert same(modes.currents(4)[:, :, 1].real, [[-10, nan], [-20, -20], [-30, -30]])
+    bodies = b"2\n7 1\n1\n0.5\n7 1\n1\n0.25\n", b"2\n7 1\n1\n2.5\n6 1\n1\n4.5\n"
+    (tmp_path / "circuitmatrices.dat").write_bytes(bodies[0])
+    assert fieldstore.open(tmp_path).matrices[1].tolist() == [[[0.5]]]  # the first of a body
+    (tmp_path / "circuitmatrices.dat").write_bytes(bodies[0] + bodies[1])
+    assert fieldstore.open(tmp_path).matrices[1].tolist() == [[[4.5]], [[2.5]]]  # of the last body
+    (tmp_path / "modeinfo.dat").write_bytes(b"3\n1 1\n0\n1 2\n0\n2 1\n0\n")
+    with pytest.raises(fieldstore.DamagedError, match="Data validation failed"):
+        fieldstore.open(tmp_path).modes
+
+
+@pytest.mark.parametrize("name", ["modes", "matrices", "dofs"])
+def test_a_file_cut_anywhere_is_no_data(
+    documented: pathlib.Path, tmp_path: pathlib.Path, name: str
+) -> None:
+    known = fieldstore.CLASSES[name]
+    whole = (documented / known.file_name).read_bytes()
+    for length in range(1, len(whole)):
+        path = tmp_path / known.file_name
+        path.write_bytes(whole[:length])
+        with pytest.raises(fieldstore.DamagedError):
+            fieldstore.open(path, mode="binary")
+
+
 def test_metrics_by_index_and_entity_with_ids_beyond_31_bits(tmp_path: pathlib.Path) -> None:
     with fieldstore.Store(tmp_path) as store:
         store.metrics.define(3, 1, size=2, function="sum")

@@ -4,8 +4,8 @@
 //   number_host COUNT [SEED]   COUNT random doubles of each distribution
 //   number_host -              the numbers of the standard input, one on a line
 //
-// Every double is written; its text, and a text of it with up to 19 digits, are read. Prints a line
-// of a table for each distribution; status 1 when anything differs.
+// Every double is written, also in its shortest form; its text, and a text of it with up to 19
+// digits, are read. Prints a line of a table for each distribution; status 1 when anything differs.
 #include <unistd.h>
 
 #include <cmath>
@@ -91,6 +91,7 @@ public:
         ++written;
         const StandardText text(value);
         Count(WritesAsStandard(value, text), "written", text.View());
+        Count(WritesShortestAsStandard(value), "written in its shortest form", text.View());
         Read(text.View());
     }
     /// Reads a number of at most 40 characters as it lies in a file, with more behind it.

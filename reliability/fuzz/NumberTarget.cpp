@@ -27,6 +27,7 @@ void WriteDoubles(std::string_view bytes) {
         std::memcpy(&value, bytes.data(), sizeof value);
         const StandardText text(value);
         Require(WritesAsStandard(value, text), "a double is written as the standard writes it");
+        Require(WritesShortestAsStandard(value), "the shortest text is that of the standard");
         ReadText(text.View());
     }
 }

@@ -8,6 +8,7 @@
 
 #include "streams/DoubleText.h"
 #include "streams/StandardFromChars.h"
+#include "tool/ShortestText.h"
 
 namespace fieldstore::fuzz {
 
@@ -28,6 +29,15 @@ inline bool WritesAsStandard(double value, const StandardText& expected) {
     char text[kDoubleTextCapacity];
     const char* end = FormatDouble(text, value);
     return std::string_view(text, static_cast<std::size_t>(end - text)) == expected.View();
+}
+
+/// Whether the tool writes the shortest text as the standard conversion does.
+inline bool WritesShortestAsStandard(double value) {
+    char text[tool::kShortestTextCapacity], expected[tool::kShortestTextCapacity];
+    const char* const end = tool::FormatShortest(text, value);
+    const char* const standard = std::to_chars(expected, expected + sizeof expected, value).ptr;
+    return std::string_view(text, static_cast<std::size_t>(end - text)) ==
+           std::string_view(expected, static_cast<std::size_t>(standard - expected));
 }
 
 /// Whether the library reads what the standard conversion reads: value, end and error.

@@ -110,7 +110,9 @@ int main(int count, char** arguments) {
     for (const char* text : {"-123.4567890123456 ", "1.5e-05\n", "0.0001234567890123456 7",
                              "0.000000000000000000000000.0000000"})
         Seed("number", Byte(0), text);
-    Seed("number", Byte(1), "\x9a\x99\x99\x99\x99\x99\xb9\x3f");
+    // Where fixed notation begins and ends, and what has few or uneven neighbours.
+    const double doubles[] = {0.1, 9.3, 1e5, 123456, -1e-4, 1e-5, 1e23, 1e22, 5e-324};
+    Seed("number", Byte(1), std::string(reinterpret_cast<const char*>(doubles), sizeof doubles));
     std::cout << written << " seeds\n";
     return 0;
 }

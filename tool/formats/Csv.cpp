@@ -24,7 +24,7 @@ std::string Numbered(const std::string& name, std::size_t count) {
 /// The numbers of a row, and empty cells up to that many.
 void PutCells(const double* values, std::size_t count, std::size_t columns, RowText& text) {
     for (std::size_t i = 0; i < columns; ++i) {
-        text.Put(",");
+        text.Put(',');
         if (i < count) text.Put(values[i]);
     }
 }
@@ -64,9 +64,8 @@ void PutModes(const ModeEntry& entry, RowText& text) {
     for (std::size_t mode = 0; mode < records.size(); ++mode) {
         const auto& [head, data] = records[mode];
         RowText front;
-        front.PutRow(key.first, key.second, mode, head.first, head.second.real(),
-                     head.second.imag());
-        front.Text().back() = ',';
+        front.PutCells(key.first, key.second, mode, head.first, head.second.real(),
+                       head.second.imag(), "");
         const std::size_t half = data.size() / 2;
         for (std::size_t i = 0; i < half; ++i) {
             text.Put(front.Text());
@@ -103,8 +102,7 @@ void PutMatrix(const MatrixEntry& entry, std::size_t columns, const LabelColumns
     const std::size_t dimension = Dimension(values.size());
     for (std::size_t row = 0; row * dimension < values.size(); ++row) {
         const std::size_t begin = row * dimension;
-        text.PutRow(key.first, key.second, row);
-        text.Text().pop_back();
+        text.PutCells(key.first, key.second, row);
         PutCells(values.data() + begin, std::min(dimension, values.size() - begin), columns, text);
         labels.Put(key.second, text);
     }
@@ -129,8 +127,7 @@ using MetricEntry = std::pair<std::pair<int, std::pair<int, int>>, Doubles>;
 void PutMetric(const MetricEntry& entry, std::size_t columns, const LabelColumns& labels,
                RowText& text) {
     const auto& [key, values] = entry;
-    text.PutRow(key.first, Unsigned(key.second.first), Unsigned(key.second.second));
-    text.Text().pop_back();
+    text.PutCells(key.first, Unsigned(key.second.first), Unsigned(key.second.second));
     PutCells(values.data(), values.size(), columns, text);
     labels.Put(key.first, text);
 }

@@ -3,7 +3,6 @@
 #define FIELDSTORE_TOOL_FORMATS_ROW_FORMATTER_H
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <deque>
 #include <functional>
@@ -16,30 +15,56 @@
 #include <utility>
 #include <vector>
 
+#include "tool/ShortestText.h"
+
 namespace fieldstore::tool {
 
 /// Text that grows by numbers.
 class RowText {
 public:
-    void Put(std::string_view words) { text.append(words); }
+    void Put(std::string_view words) {
+        MakeRoom(words.size());
+        words.copy(text.data() + size, words.size());
+        size += words.size();
+    }
+    void Put(char character) {
+        MakeRoom(1);
+        text[size++] = character;
+    }
+    /// Of a double the shortest text that reads back as the same.
     template <typename T, typename = std::enable_if_t<std::is_arithmetic_v<T>>>
     void Put(T number) {
-        // The shortest text that reads back as the same number.
-        std::array<char, 32> digits{};
-        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-        text.append(digits.data(), static_cast<std::size_t>(end - digits.data()));
+        MakeRoom(kShortestTextCapacity);
+        char* const out = text.data() + size;
+        char* end = out;
+        if constexpr (std::is_same_v<T, double>)
+            end = FormatShortest(out, number);
+        else
+            end = std::to_chars(out, out + kShortestTextCapacity, number).ptr;
+        size += static_cast<std::size_t>(end - out);
     }
     /// Values with commas between them.
     template <typename First, typename... Rest>
-    void PutRow(const First& first, const Rest&... rest) {
+    void PutCells(const First& first, const Rest&... rest) {
         Put(first);
-        ((text += ',', Put(rest)), ...);
-        text += '\n';
+        ((Put(','), Put(rest)), ...);
     }
-    std::string& Text() { return text; }
+    /// The same as a line.
+    template <typename... Values>
+    void PutRow(const Values&... values) {
+        PutCells(values...);
+        Put('\n');
+    }
+    std::string_view Text() const { return {text.data(), size}; }
+    void Clear() { size = 0; }
 
 private:
-    std::string text;
+    void MakeRoom(std::size_t more) {
+        if (text.size() - size < more) text.resize(2 * text.size() + more);
+    }
+
+    std::string text;  // its end is room
+    std::size_t size = 0;
 };
 
 /// Makes text of items, pairs of a key and a value, on every core, and writes it in their order.
@@ -97,9 +122,9 @@ private:
     void WriteOldest() {
         Batch batch = running.front().get();
         running.pop_front();
-        std::string& text = batch.text.Text();
+        const std::string_view text = batch.text.Text();
         out.write(text.data(), static_cast<std::streamsize>(text.size()));
-        text.clear();
+        batch.text.Clear();
         batch.used = 0;
         spare.push_back(std::move(batch));
     }

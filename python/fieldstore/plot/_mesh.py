@@ -13,7 +13,7 @@ from .._base import Floats, Longs
 from .._metrics import Metrics
 from .._numbers import quantity
 from ._axes import COLOURS, DIVERGING, SEQUENTIAL, axes_or_current, colour_bar, literally, note
-from ._metrics import axis_label, entity_name, value_name
+from ._metrics import axis_label, component_name, entity_name, value_name
 
 # A mesh of more triangles is drawn as the means in the cells of a grid.
 MOST_TRIANGLES = 100_000
@@ -122,17 +122,18 @@ def field(
     metrics: Metrics,
     assembly: Assembly,
     values: Tuple[int, int],
+    component: int = 0,
     *,
     index: Optional[int] = None,
     ax: Optional[Any] = None,
 ) -> Any:
-    """Vectors at the nodes, such as the field of a mode: the magnitude in colours, and arrows. Values
-    of one component are drawn as by :func:`mesh`, around a neutral colour. Arguments as of
-    :func:`mesh`."""
+    """The field of a mode at the nodes. Vectors (:func:`are_vectors`) are drawn as their magnitude in
+    colours, and arrows; of other values the component, as by :func:`mesh`, around a neutral colour.
+    Arguments as of :func:`mesh`."""
     ax = axes_or_current(ax)
     known = metrics.values(*values)
-    if known.values.shape[1] < 2:
-        return mesh(metrics, assembly, values, on="nodes", index=index, ax=ax)
+    if not are_vectors(metrics, values, known.values.shape[1]):
+        return mesh(metrics, assembly, values, component, on="nodes", index=index, ax=ax)
     found = surface(metrics, assembly)
     _frame(ax, found)
     index = int(known.indices.max(initial=0)) if index is None else index
@@ -155,6 +156,14 @@ def field(
     _draw_arrows(ax, found, vectors[:, in_plane])
     ax.set_title(f"{name}, index {index}")
     return literally(ax)
+
+
+def are_vectors(metrics: Metrics, values: Tuple[int, int], width: int) -> bool:
+    """Whether values are vectors in space: of two or three components, which labels, if there are any,
+    name after directions, as x or E_x. Otherwise each component is a value of its own, such as that
+    of one mode."""
+    names = [component_name(metrics, *values, part, 1) for part in range(width)]
+    return width in (2, 3) and all(not name or name[-1].lower() in "xyz" for name in names)
 
 
 def on_what(metrics: Metrics, entity: int) -> str:

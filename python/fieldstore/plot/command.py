@@ -45,9 +45,10 @@ def _pictures() -> Dict[str, Picture]:
             wanted = None if given.entity is None else _types(data, given)
             if wanted is None and function is plot.field:
                 raise ValueError("say which vectors with --entity and --value")
-            keywords: Dict[str, Any] = {} if function is plot.field else {
-                "component": given.component, "on": given.on}
-            return function(data, elements, wanted, index=given.index, ax=ax, **keywords)
+            keywords = {} if function is plot.field else {"on": given.on}
+            return function(
+                data, elements, wanted, given.component, index=given.index, ax=ax, **keywords
+            )
 
         return draw
 
@@ -85,7 +86,7 @@ def _pictures() -> Dict[str, Picture]:
             ),
         ),
         "mesh": Picture(metrics, (*values, "index", "on", "assembly"), on_mesh(plot.mesh)),
-        "field": Picture(metrics, ("entity", "value", "index", "assembly"), on_mesh(plot.field)),
+        "field": Picture(metrics, (*values, "index", "assembly"), on_mesh(plot.field)),
         "sparsity": Picture(fieldstore.DofMap, (), lambda data, _, ax: plot.sparsity(data, ax=ax)),
         "pairs": Picture(fieldstore.MeshTree, (), lambda data, _, ax: plot.pairs(data, ax=ax)),
         "records": Picture(fieldstore.DofList, (), lambda data, _, ax: plot.records(data, ax=ax)),

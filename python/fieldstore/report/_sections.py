@@ -3,6 +3,7 @@
 
 from __future__ import annotations
 
+import itertools
 from typing import Any, Callable, Dict, List, NamedTuple, Optional, Sequence, Tuple, Type
 
 import numpy as np
@@ -19,6 +20,7 @@ from .._modes import Modes
 from .._numbers import column, number, quantity, signed
 from .._ports import PortCircuitDofs
 from .._tree import BinaryTree
+from ..plot._mesh import are_vectors
 from ..plot._metrics import component_name, entity_name, value_name
 from ._content import MOST_ROWS, Cells, Section, left_out, numbers, spread
 from ._drawing import Artist
@@ -270,7 +272,13 @@ def _mesh_drawings(section: Section, metrics: Metrics, context: Context) -> None
         name = value_name(metrics, entity, value)[0]
         indices = metrics.indices(entity, value).tolist()
         # Elements are those of the last pass, since each has its own mesh; at the nodes are modes.
-        for index in indices if kind == "node" else indices[-1:]:
+        try:
+            width = metrics.values(entity, value).values.shape[1]
+        except ValueError:
+            continue  # as the section of the values says
+        separate = kind == "node" and not are_vectors(metrics, (entity, value), width)
+        drawn = indices if kind == "node" else indices[-1:]
+        for index, component in itertools.product(drawn, range(width if separate else 1)):
             if count == MOST_DRAWINGS:
                 section.remarks.append(
                     f"Values on the mesh: the first {MOST_DRAWINGS} pictures; fieldstore plot draws "
@@ -278,9 +286,13 @@ def _mesh_drawings(section: Section, metrics: Metrics, context: Context) -> None
                 )
                 return
             count += 1
-            title = f"{name[:1].upper()}{name[1:]} on the mesh, index {index}"
+            part = component_name(metrics, entity, value, component, width) if separate else ""
+            what = f"{name[:1].upper()}{name[1:]}" + (f", {part}," if part else "")
             draw_on: Any = plot.field if kind == "node" else plot.mesh
-            draw(section, title, draw_on, metrics, elements, (entity, value), index=index)
+            draw(
+                section, f"{what} on the mesh, index {index}", draw_on, metrics, elements,
+                (entity, value), component, index=index,
+            )
 
 
 def _metric_drawings(section: Section, metrics: Metrics, context: Context) -> None:
