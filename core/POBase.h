@@ -123,7 +123,7 @@ protected:
     void SerializeValue(IStreamer::EDirection direction, T& value) {
         direction == IStreamer::eRead ? ReadValue(value) : WriteValue(value);
     }
-    /// Reads or writes a body by its layout (objects/BodyLayouts.h); `body` has the members that
+    /// Reads or writes a body by its layout (objects/Field.h); `body` has the members that
     /// the layout names.
     template <typename Layout, typename Body>
     void SerializeBody(IStreamer::EDirection direction, Body&& body) {

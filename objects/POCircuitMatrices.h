@@ -7,7 +7,26 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPOCircuitMatrices.h"
-#include "objects/BodyLayouts.h"
+#include "objects/Field.h"
+
+namespace fieldstore {
+
+struct CircuitMatricesLayout {
+    static constexpr ClassTraits kTraits{"POCircuitMatrices",
+                                         "circuitmatrices.dat",
+                                         kAppending,
+                                         IPOBase::eReadBinary,
+                                         IPOBase::eWriteBinary,
+                                         false,
+                                         "Unknown error committing POCircuitMatrices object."};
+
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        visit(Field{"matrices", {{{"frequency"}, {"type"}, {"values"}}}}, self.matrices);
+    }
+};
+
+}  // namespace fieldstore
 
 /// Body: one map per commit, from (frequency key, matrix type) to the values. A load takes the last
 /// values of each key.

@@ -7,15 +7,7 @@
 #include <string>
 
 #include "fieldstore/NewInstance.h"
-#include "objects/POAssemblyInfo.h"
-#include "objects/POBinaryTree.h"
-#include "objects/POCircuitMatrices.h"
-#include "objects/PODOFList.h"
-#include "objects/PODOFMap.h"
-#include "objects/POMeshTree.h"
-#include "objects/POModeInfo.h"
-#include "objects/POPortCircuitDOFs.h"
-#include "objects/POSolutionMetrics.h"
+#include "objects/Classes.h"
 
 namespace fieldstore::python {
 
@@ -29,12 +21,10 @@ bool VisitAs(IPOBase& object, const Visit& visit) {
 /// Calls `visit` with the object as what it is.
 template <typename Visit>
 void WithClass(IPOBase& object, const Visit& visit) {
-    if (VisitAs<POModeInfo>(object, visit) || VisitAs<PODOFMap>(object, visit) ||
-        VisitAs<POCircuitMatrices>(object, visit) || VisitAs<POMeshTree>(object, visit) ||
-        VisitAs<PODOFList>(object, visit) || VisitAs<POBinaryTree>(object, visit) ||
-        VisitAs<POPortCircuitDOFs>(object, visit) || VisitAs<POSolutionMetrics>(object, visit) ||
-        VisitAs<POAssemblyInfo>(object, visit))
-        return;
+#define FIELDSTORE_VISIT(Name) \
+    if (VisitAs<PO##Name>(object, visit)) return;
+    FIELDSTORE_CLASSES(FIELDSTORE_VISIT)
+#undef FIELDSTORE_VISIT
     throw std::invalid_argument("Not a persistent object.");
 }
 
