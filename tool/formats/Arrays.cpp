@@ -316,6 +316,13 @@ public:
         PutVector(sink, PartPath(field, 1), counts);
         PutVector(sink, PartPath(field, 2), functions);
     }
+    /// Of a class without a streamed form.
+    template <typename K, typename V>
+    void operator()(const Field& field, const std::map<K, V>& map) {
+        StreamedMap<K, V> held;
+        held.Hold(map);
+        (*this)(field, held);
+    }
     void operator()(const Field& field, const SortedSet<int>& ids) {
         PutVector(sink, {std::string(field.name)}, static_cast<const Ints&>(ids));
     }
