@@ -89,7 +89,7 @@ protected:
     virtual void CheckBeforeWrite();
     /// Reads one body and drops it, changing nothing; for classes whose commits append. A body that
     /// is whole but does not go with the others is no failure here.
-    virtual void SkipBody() {}
+    virtual void SkipBody();
 
     /// Commits unsaved changes and logs a failure; never raises.
     void CommitBeforeDestruction() noexcept;
