@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_OBJECT_CLASSES_H
 #define FIELDSTORE_OBJECT_CLASSES_H
 
+// IWYU pragma: begin_exports
 #include "core/ClassTraits.h"
 #include "fieldstore/classes.h"
 #include "objects/POAssemblyInfo.h"
@@ -13,6 +14,7 @@
 #include "objects/POModeInfo.h"
 #include "objects/POPortCircuitDOFs.h"
 #include "objects/POSolutionMetrics.h"
+// IWYU pragma: end_exports
 
 namespace fieldstore {
 

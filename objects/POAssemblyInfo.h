@@ -2,11 +2,17 @@
 #ifndef FIELDSTORE_POASSEMBLYINFO_H
 #define FIELDSTORE_POASSEMBLYINFO_H
 
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <vector>
 
+#include "core/ClassTraits.h"
 #include "core/POBase.h"
 #include "core/StorageTypeOverride.h"
 #include "fieldstore/IPOAssemblyInfo.h"
+#include "fieldstore/IPOBase.h"
+#include "fieldstore/IStreamer.h"
 #include "objects/Field.h"
 #include "streams/ColumnMap.h"
 

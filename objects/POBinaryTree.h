@@ -2,12 +2,19 @@
 #ifndef FIELDSTORE_POBINARYTREE_H
 #define FIELDSTORE_POBINARYTREE_H
 
+#include <map>
 #include <memory>
+#include <set>
+#include <vector>
 
+#include "core/ClassTraits.h"
 #include "core/POBase.h"
+#include "fieldstore/IPOBase.h"
 #include "fieldstore/IPOBinaryTree.h"
+#include "fieldstore/IStreamer.h"
 #include "objects/Field.h"
 #include "streams/ColumnMap.h"
+#include "streams/Span.h"
 
 namespace fieldstore {
 

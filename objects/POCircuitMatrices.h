@@ -2,11 +2,17 @@
 #ifndef FIELDSTORE_POCIRCUITMATRICES_H
 #define FIELDSTORE_POCIRCUITMATRICES_H
 
+#include <cstdint>
 #include <map>
+#include <memory>
 #include <utility>
+#include <vector>
 
+#include "core/ClassTraits.h"
 #include "core/POBase.h"
+#include "fieldstore/IPOBase.h"
 #include "fieldstore/IPOCircuitMatrices.h"
+#include "fieldstore/IStreamer.h"
 #include "objects/Field.h"
 
 namespace fieldstore {

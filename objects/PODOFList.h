@@ -2,10 +2,17 @@
 #ifndef FIELDSTORE_PODOFLIST_H
 #define FIELDSTORE_PODOFLIST_H
 
+#include <array>
+#include <cstddef>
+#include <memory>
 #include <optional>
+#include <vector>
 
+#include "core/ClassTraits.h"
 #include "core/POBase.h"
+#include "fieldstore/IPOBase.h"
 #include "fieldstore/IPODOFList.h"
+#include "fieldstore/IStreamer.h"
 #include "objects/DOFRecords.h"
 #include "objects/Field.h"
 

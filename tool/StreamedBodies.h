@@ -2,10 +2,15 @@
 #ifndef FIELDSTORE_TOOL_STREAMED_BODIES_H
 #define FIELDSTORE_TOOL_STREAMED_BODIES_H
 
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "objects/Classes.h"
 #include "tool/Bodies.h"
 #include "tool/Streamed.h"
 

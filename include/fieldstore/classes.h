@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_CLASSES_H
 #define FIELDSTORE_CLASSES_H
 
+// IWYU pragma: begin_exports
 #include "fieldstore/IPOAssemblyInfo.h"
 #include "fieldstore/IPOBinaryTree.h"
 #include "fieldstore/IPOCircuitMatrices.h"
@@ -11,6 +12,7 @@
 #include "fieldstore/IPOModeInfo.h"
 #include "fieldstore/IPOPortCircuitDOFs.h"
 #include "fieldstore/IPOSolutionMetrics.h"
+// IWYU pragma: end_exports
 
 /// The kinds of results, for what is to be done with each: FIELDSTORE_CLASSES(USE) expands to
 /// USE(Thing) for every class POThing, whose interface is IPOThing. The order is that in which

@@ -6,12 +6,15 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
+// IWYU pragma: begin_exports
 #include "fieldstore/IPOBase.h"
 #include "fieldstore/IPOStorageControl.h"
 #include "fieldstore/NewInstance.h"
 #include "fieldstore/classes.h"
 #include "fieldstore/version.h"
+// IWYU pragma: end_exports
 
 /// Convenience for C++ hosts on top of NewInstance; header only.
 namespace fieldstore {

@@ -1,8 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/formats/Arrays.h"
 
+#include <algorithm>
+#include <array>
+#include <map>
 #include <numeric>
+#include <optional>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
 
+#include "objects/Field.h"
+#include "tool/Bodies.h"
+#include "tool/Streamed.h"
 #include "tool/Walk.h"
 
 namespace fieldstore::tool {

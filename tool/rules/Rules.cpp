@@ -3,6 +3,7 @@
 
 #include <array>
 #include <utility>
+#include <variant>
 
 #include "tool/rules/RulesFor.h"
 

@@ -2,8 +2,10 @@
 #ifndef FIELDSTORE_TOOL_RULES_H
 #define FIELDSTORE_TOOL_RULES_H
 
+#include <cstddef>
 #include <memory>
 
+#include "tool/Bodies.h"
 #include "tool/BodyReader.h"
 #include "tool/rules/Findings.h"
 
