@@ -2,16 +2,14 @@ include(CMakePackageConfigHelpers)
 
 # Three components, as Debian splits packages: the library, what building against it needs, and the
 # tool (installed by its own folder).
-set(doc_of_development ${CMAKE_INSTALL_DOCDIR})
-set(doc_of_tools ${CMAKE_INSTALL_DOCDIR})
+set(component_of_python development)
 set(zsh_functions ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 if(FIELDSTORE_DEBIAN)
   set(package_of_library libfieldstore${PROJECT_VERSION_MAJOR})
   set(package_of_development libfieldstore-dev)
   set(package_of_tools fieldstore-tools)
   set(package_of_python python3-fieldstore)
-  set(doc_of_development ${CMAKE_INSTALL_DATADIR}/doc/${package_of_development})
-  set(doc_of_tools ${CMAKE_INSTALL_DATADIR}/doc/${package_of_tools})
+  set(component_of_python python)
   set(zsh_functions ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 endif()
 
@@ -42,9 +40,24 @@ configure_file(cmake/fieldstore-mpi.pc.in fieldstore-mpi.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/fieldstore.pc ${PROJECT_BINARY_DIR}/fieldstore-mpi.pc
   DESTINATION ${pkgconfig_dir} COMPONENT development)
 
-install(FILES docs/behaviour.md docs/file-format.md docs/getting-started.md docs/installing.md
-  docs/mpi.md docs/scaling.md docs/scaling-model.svg
-  docs/troubleshooting.md
-  DESTINATION ${doc_of_development} COMPONENT development)
-install(DIRECTORY examples/quickstart DESTINATION ${doc_of_development}/examples
-  COMPONENT development)
+# Guides and examples lie as they do in the source tree, whatever package has them, so that pages find
+# each other.
+function(install_guides component)
+  foreach(path IN LISTS ARGN)
+    get_filename_component(folder ${path} DIRECTORY)
+    set(type FILES)
+    if(IS_DIRECTORY ${PROJECT_SOURCE_DIR}/${path})
+      set(type DIRECTORY)
+    endif()
+    install(${type} ${PROJECT_SOURCE_DIR}/${path} DESTINATION ${CMAKE_INSTALL_DOCDIR}/${folder}
+      COMPONENT ${component})
+  endforeach()
+endfunction()
+
+install_guides(development
+  SECURITY.md bench/RESULTS.md docs/behaviour.md docs/file-format.md docs/getting-started.md
+  docs/installing.md docs/mpi.md docs/reliability.md docs/scaling.md docs/scaling-model.svg
+  docs/troubleshooting.md docs/waveguide.md docs/images/indicators.png docs/images/mode.png
+  examples/quickstart)
+install_guides(${component_of_python}
+  docs/images/report-1280.png docs/python.md docs/report.md examples/dolfinx examples/python)

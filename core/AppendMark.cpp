@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/AppendMark.h"
 
+#include <chrono>
+#include <cstddef>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "streams/FileExists.h"
 #include "streams/FileNames.h"
+#include "streams/Platform.h"
 
 namespace fieldstore {
 namespace fs = std::filesystem;

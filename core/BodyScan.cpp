@@ -3,9 +3,12 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "core/FlagScope.h"
+#include "core/ObjectStorage.h"
+#include "fieldstore/IPOBase.h"
 #include "streams/StreamErrors.h"
 
 namespace fieldstore {

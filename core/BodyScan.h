@@ -6,6 +6,8 @@
 #include <memory>
 
 #include "core/POBase.h"
+#include "core/POVersion.h"
+#include "streams/POStreamIO.h"
 
 namespace fieldstore {
 

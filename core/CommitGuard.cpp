@@ -2,13 +2,16 @@
 #include "core/CommitGuard.h"
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "core/Messages.h"
 #include "streams/FileExists.h"
 #include "streams/FileNames.h"
+#include "streams/POStreamFileIO.h"
 
 namespace fieldstore {
 namespace fs = std::filesystem;

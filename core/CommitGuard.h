@@ -6,9 +6,11 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/AppendMark.h"
 #include "core/ObjectStorage.h"
+#include "streams/Platform.h"
 
 namespace fieldstore {
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/Failure.h"
 
+#include <cstddef>
 #include <filesystem>
 #include <ios>
 #include <stdexcept>

@@ -2,6 +2,7 @@
 #include "core/ObjectStorage.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "core/AppendMark.h"
 #include "core/ErrorLog.h"

@@ -10,6 +10,7 @@
 
 #include "streams/ILocker.h"
 #include "streams/POStreamFileIO.h"
+#include "streams/POStreamIO.h"
 
 namespace fieldstore {
 

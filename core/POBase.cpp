@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/POBase.h"
 
+#include <cstddef>
 #include <exception>
 #include <locale>
+#include <ostream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
+#include <vector>
 
 #include "core/BodyScan.h"
 #include "core/Failure.h"
@@ -12,6 +16,7 @@
 #include "core/Messages.h"
 #include "core/StreamInPlace.h"
 #include "streams/FileNames.h"
+#include "streams/POStreamFileIO.h"
 #include "streams/SinkBuffer.h"
 #include "streams/StreamErrors.h"
 
@@ -189,6 +194,10 @@ void POBase::MergeStoredData() {
     } catch (const InputNotOpened&) {
         // Nothing is stored yet.
     }
+}
+
+void POBase::SkipBody() {
+    throw std::logic_error(std::string(traits.name) + " appends bodies, but cannot skip one.");
 }
 
 void POBase::CheckBeforeWrite() {

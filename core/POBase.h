@@ -89,7 +89,7 @@ protected:
     virtual void CheckBeforeWrite();
     /// Reads one body and drops it, changing nothing; for classes whose commits append. A body that
     /// is whole but does not go with the others is no failure here.
-    virtual void SkipBody() {}
+    virtual void SkipBody();
 
     /// Commits unsaved changes and logs a failure; never raises.
     void CommitBeforeDestruction() noexcept;
@@ -123,7 +123,7 @@ protected:
     void SerializeValue(IStreamer::EDirection direction, T& value) {
         direction == IStreamer::eRead ? ReadValue(value) : WriteValue(value);
     }
-    /// Reads or writes a body by its layout (objects/BodyLayouts.h); `body` has the members that
+    /// Reads or writes a body by its layout (objects/Field.h); `body` has the members that
     /// the layout names.
     template <typename Layout, typename Body>
     void SerializeBody(IStreamer::EDirection direction, Body&& body) {

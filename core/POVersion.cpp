@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/POVersion.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <ios>
 #include <stdexcept>
 

@@ -2,15 +2,7 @@
 #include "factory/ClassTable.h"
 
 #include "factory/Release.h"
-#include "objects/POAssemblyInfo.h"
-#include "objects/POBinaryTree.h"
-#include "objects/POCircuitMatrices.h"
-#include "objects/PODOFList.h"
-#include "objects/PODOFMap.h"
-#include "objects/POMeshTree.h"
-#include "objects/POModeInfo.h"
-#include "objects/POPortCircuitDOFs.h"
-#include "objects/POSolutionMetrics.h"
+#include "objects/Classes.h"
 
 namespace fieldstore {
 namespace {
@@ -22,15 +14,8 @@ std::shared_ptr<IPOBase> Create() {
 
 }  // namespace
 
-const std::initializer_list<ClassEntry> kClassTable{
-    {L"POModeInfo", &Create<POModeInfo>},
-    {L"PODOFMap", &Create<PODOFMap>},
-    {L"POCircuitMatrices", &Create<POCircuitMatrices>},
-    {L"POMeshTree", &Create<POMeshTree>},
-    {L"PODOFList", &Create<PODOFList>},
-    {L"POBinaryTree", &Create<POBinaryTree>},
-    {L"POPortCircuitDOFs", &Create<POPortCircuitDOFs>},
-    {L"POSolutionMetrics", &Create<POSolutionMetrics>},
-    {L"POAssemblyInfo", &Create<POAssemblyInfo>}};
+#define FIELDSTORE_ENTRY(Name) {L"PO" #Name, &Create<PO##Name>},
+const std::initializer_list<ClassEntry> kClassTable{FIELDSTORE_CLASSES(FIELDSTORE_ENTRY)};
+#undef FIELDSTORE_ENTRY
 
 }  // namespace fieldstore

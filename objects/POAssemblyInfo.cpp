@@ -2,6 +2,7 @@
 #include "objects/POAssemblyInfo.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <map>
 #include <stdexcept>

@@ -2,13 +2,41 @@
 #ifndef FIELDSTORE_POASSEMBLYINFO_H
 #define FIELDSTORE_POASSEMBLYINFO_H
 
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <vector>
 
+#include "core/ClassTraits.h"
 #include "core/POBase.h"
 #include "core/StorageTypeOverride.h"
 #include "fieldstore/IPOAssemblyInfo.h"
-#include "objects/BodyLayouts.h"
+#include "fieldstore/IPOBase.h"
+#include "fieldstore/IStreamer.h"
+#include "objects/Field.h"
 #include "streams/ColumnMap.h"
+
+namespace fieldstore {
+
+struct AssemblyInfoLayout {
+    static constexpr ClassTraits kTraits{"POAssemblyInfo",
+                                         "assemblyinfo.dat",
+                                         kAppending,
+                                         IPOBase::eReadBinary,
+                                         IPOBase::eWriteBinary,
+                                         false,
+                                         "Unknown error committing POAssemblyInfo object."};
+
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        visit(Field{"elements"}, self.elements);
+        visit(Field{"nodes1", {{{"element"}, {"nodes"}}}}, self.nodes1);
+        visit(Field{"nodes2", {{{"element"}, {"nodes"}}}}, self.nodes2);
+        visit(Field{"nodes3", {{{"element"}, {"nodes"}}}}, self.nodes3);
+    }
+};
+
+}  // namespace fieldstore
 
 /// Body: the element values, then the three maps from element id to node list. A load keeps the
 /// first list of an element and refuses an element that comes twice.

@@ -2,11 +2,15 @@
 #include "objects/POBinaryTree.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <numeric>
 #include <stdexcept>
+#include <utility>
 
 #include "core/Messages.h"
+#include "core/ResultCode.h"
 
 using namespace fieldstore;
 

@@ -2,12 +2,51 @@
 #ifndef FIELDSTORE_POBINARYTREE_H
 #define FIELDSTORE_POBINARYTREE_H
 
+#include <map>
 #include <memory>
+#include <set>
+#include <vector>
 
+#include "core/ClassTraits.h"
 #include "core/POBase.h"
+#include "fieldstore/IPOBase.h"
 #include "fieldstore/IPOBinaryTree.h"
-#include "objects/BodyLayouts.h"
+#include "fieldstore/IStreamer.h"
+#include "objects/Field.h"
 #include "streams/ColumnMap.h"
+#include "streams/Span.h"
+
+namespace fieldstore {
+
+struct BinaryTreeLayout {
+    // The text of the unknown error names another class; whoever searches logs knows it so.
+    static constexpr ClassTraits kTraits{"POBinaryTree",
+                                         "file1.dat",
+                                         kReplacing,
+                                         IPOBase::eReadBinary,
+                                         IPOBase::eWriteBinary,
+                                         true,
+                                         "Unknown error committing PODOFList object."};
+
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        constexpr int itemsPerLine = 10;
+        visit(Field{"tag"}, self.tag);
+        visit(Field{"idCount"}, self.idCount);
+        visit(Field{"levelCount"}, self.levelCount);
+        visit(Field{"leafCount"}, self.leafCount);
+        visit(Field{"leafCounts1"}, self.leafCounts1);
+        visit(Field{"leafCounts2"}, self.leafCounts2);
+        visit(Field{"leafCounts3"}, self.leafCounts3);
+        visit(Field{"leafCounts4"}, self.leafCounts4);
+        visit(Field{"leafCounts5"}, self.leafCounts5);
+        visit(Field{"nodeItems", {{{"node"}, {"items"}}}, itemsPerLine}, self.nodeItems);
+        visit(Field{"mappedItems", {{{"key"}, {"items"}}}, itemsPerLine}, self.mappedItems);
+        visit(Field{"auxiliaryList", {}, itemsPerLine}, self.auxiliaryList);
+    }
+};
+
+}  // namespace fieldstore
 
 /// Body, after the version line: the four scalars, the five counter vectors, the items of the
 /// nodes, the mapped lists, the auxiliary list.

@@ -2,6 +2,7 @@
 #include "objects/POCircuitMatrices.h"
 
 #include <cmath>
+#include <cstddef>
 #include <limits>
 
 #include "core/FrequencyKey.h"

@@ -2,12 +2,37 @@
 #ifndef FIELDSTORE_POCIRCUITMATRICES_H
 #define FIELDSTORE_POCIRCUITMATRICES_H
 
+#include <cstdint>
 #include <map>
+#include <memory>
 #include <utility>
+#include <vector>
 
+#include "core/ClassTraits.h"
 #include "core/POBase.h"
+#include "fieldstore/IPOBase.h"
 #include "fieldstore/IPOCircuitMatrices.h"
-#include "objects/BodyLayouts.h"
+#include "fieldstore/IStreamer.h"
+#include "objects/Field.h"
+
+namespace fieldstore {
+
+struct CircuitMatricesLayout {
+    static constexpr ClassTraits kTraits{"POCircuitMatrices",
+                                         "circuitmatrices.dat",
+                                         kAppending,
+                                         IPOBase::eReadBinary,
+                                         IPOBase::eWriteBinary,
+                                         false,
+                                         "Unknown error committing POCircuitMatrices object."};
+
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        visit(Field{"matrices", {{{"frequency"}, {"type"}, {"values"}}}}, self.matrices);
+    }
+};
+
+}  // namespace fieldstore
 
 /// Body: one map per commit, from (frequency key, matrix type) to the values. A load takes the last
 /// values of each key.

@@ -2,12 +2,17 @@
 #include "objects/PODOFList.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "core/Messages.h"
+#include "core/ResultCode.h"
 #include "objects/DOFBlock.h"
+#include "streams/POStreamIO.h"
+#include "streams/Span.h"
 
 using namespace fieldstore;
 

@@ -2,12 +2,84 @@
 #ifndef FIELDSTORE_PODOFLIST_H
 #define FIELDSTORE_PODOFLIST_H
 
+#include <array>
+#include <cstddef>
+#include <memory>
 #include <optional>
+#include <vector>
 
+#include "core/ClassTraits.h"
 #include "core/POBase.h"
+#include "fieldstore/IPOBase.h"
 #include "fieldstore/IPODOFList.h"
-#include "objects/BodyLayouts.h"
+#include "fieldstore/IStreamer.h"
 #include "objects/DOFRecords.h"
+#include "objects/Field.h"
+
+namespace fieldstore {
+
+struct DOFListLayout {
+    static constexpr ClassTraits kTraits{"PODOFList",
+                                         "file2.dat",
+                                         kReplacing,
+                                         IPOBase::eReadBinary,
+                                         IPOBase::eWriteBinary,
+                                         false,
+                                         "Unknown error committing PODOFList object."};
+
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        visit(Field{"distinctCount"}, self.distinctCount);
+        visit(Field{"header1"}, self.header1);
+        visit(Field{"total4"}, self.total4);
+        visit(Field{"total2"}, self.total2);
+        visit(Field{"total3"}, self.total3);
+        visit(Field{"total1"}, self.total1);
+        visit(Field{"width4"}, self.width4);
+        visit(Field{"records4", {}, self.width4}, self.records4);
+        visit(Field{"width2"}, self.width2);
+        visit(Field{"records2", {}, self.width4}, self.records2);
+        visit(Field{"width3"}, self.width3);
+        visit(Field{"records3", {}, self.width4}, self.records3);
+        visit(Field{"width1"}, self.width1);
+        visit(Field{"records1", {}, self.width4}, self.records1);
+    }
+};
+
+/// The header values of the other form of a DOF list.
+struct BlockedDOFListHeader {
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        visit(Field{"distinctCount"}, self.distinctCount);
+        visit(Field{"header1"}, self.header1);
+        visit(Field{"width1"}, self.width1);
+        visit(Field{"width2"}, self.width2);
+        visit(Field{"width3"}, self.width3);
+        visit(Field{"width4"}, self.width4);
+        visit(Field{"total4"}, self.total4);
+        visit(Field{"total2"}, self.total2);
+        visit(Field{"total3"}, self.total3);
+        visit(Field{"total1"}, self.total1);
+        visit(Field{"widthExtra"}, self.widthExtra);
+    }
+};
+
+/// The other form of a DOF list: header values, bookmark index, blocks. Only in binary files.
+struct BlockedDOFListLayout {
+    static constexpr const ClassTraits& kTraits = DOFListLayout::kTraits;
+
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        BlockedDOFListHeader::Visit(self, visit);
+        visit(
+            Field{
+                "blocks",
+                {{{"block"}, {"records1"}, {"records2"}, {"records3"}, {"records4"}, {"extra2"}}}},
+            self.blocks);
+    }
+};
+
+}  // namespace fieldstore
 
 /// Body, whole list: header values, then width and records of kinds 4, 2, 3 and 1. Body, blocked
 /// list: header values, the bookmark index, then per block four counts and five raw blocks; the

@@ -4,7 +4,27 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPODOFMap.h"
-#include "objects/BodyLayouts.h"
+#include "objects/Field.h"
+
+namespace fieldstore {
+
+struct DOFMapLayout {
+    static constexpr ClassTraits kTraits{"PODOFMap",
+                                         "evdofmap.dat",
+                                         kReplacing,
+                                         IPOBase::eReadBinary,
+                                         IPOBase::eWriteBinary,
+                                         false,
+                                         "Unknown error committing PODOFMap object."};
+
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        visit(Field{"rows", {{{"column"}, {"weight"}}}}, self.rows);
+        visit(Field{"types"}, self.types);
+    }
+};
+
+}  // namespace fieldstore
 
 /// Body: the rows, then one integer per type.
 ///

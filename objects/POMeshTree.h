@@ -7,8 +7,28 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPOMeshTree.h"
-#include "objects/BodyLayouts.h"
+#include "objects/Field.h"
 #include "streams/ColumnSet.h"
+
+namespace fieldstore {
+
+struct MeshTreeLayout {
+    static constexpr ClassTraits kTraits{"POMeshTree",
+                                         "evtree.dat",
+                                         kReplacing,
+                                         IPOBase::eReadBinary,
+                                         IPOBase::eWriteBinary,
+                                         false,
+                                         "Unknown error committing POMeshTree object."};
+
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        visit(Field{"idPairs", {{{"first"}, {"second"}}}}, self.idPairs);
+        visit(Field{"ids"}, self.ids);
+    }
+};
+
+}  // namespace fieldstore
 
 /// Body: the pair set, then the id set.
 class POMeshTree final : public POBase, public IPOMeshTree {

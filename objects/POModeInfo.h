@@ -7,7 +7,28 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPOModeInfo.h"
-#include "objects/BodyLayouts.h"
+#include "objects/Field.h"
+
+namespace fieldstore {
+
+struct ModeInfoLayout {
+    static constexpr ClassTraits kTraits{"POModeInfo",
+                                         "modeinfo.dat",
+                                         kAppending,
+                                         IPOBase::eReadText,
+                                         IPOBase::eWriteText,
+                                         false,
+                                         "Unknown error committing POModeInfo object."};
+
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        visit(
+            Field{"modes", {{{"frequency"}, {"port"}, {"modes"}, {"group"}, {"value"}, {"data"}}}},
+            self.modes);
+    }
+};
+
+}  // namespace fieldstore
 
 /// Body: one map per commit, from (frequency key, port) to the records of the modes. A load takes
 /// the first record list of each key.

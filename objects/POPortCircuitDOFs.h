@@ -4,7 +4,30 @@
 
 #include "core/POBase.h"
 #include "fieldstore/IPOPortCircuitDOFs.h"
-#include "objects/BodyLayouts.h"
+#include "objects/Field.h"
+
+namespace fieldstore {
+
+struct PortCircuitDOFsLayout {
+    static constexpr ClassTraits kTraits{"POPortCircuitDOFs",
+                                         "file3.dat",
+                                         kReplacing,
+                                         IPOBase::eReadText,
+                                         IPOBase::eWriteText,
+                                         false,
+                                         "Unknown error committing POPortCircuitDOFs object."};
+
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        visit(Field{"portDOFCount"}, self.portDOFCount);
+        visit(Field{"offsetDOFCount"}, self.offsetDOFCount);
+        visit(Field{"circuitDOFCount1"}, self.circuitDOFCount1);
+        visit(Field{"circuitDOFCount2"}, self.circuitDOFCount2);
+        visit(Field{"dofTable", {{{"position"}, {"dof"}}}}, self.dofTable);
+    }
+};
+
+}  // namespace fieldstore
 
 /// Body: the four counts, then the table.
 ///

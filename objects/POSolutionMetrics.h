@@ -9,8 +9,37 @@
 #include "core/POBase.h"
 #include "core/StorageTypeOverride.h"
 #include "fieldstore/IPOSolutionMetrics.h"
-#include "objects/BodyLayouts.h"
+#include "objects/Field.h"
 #include "streams/ColumnMap.h"
+
+namespace fieldstore {
+
+struct SolutionMetricsLayout {
+    static constexpr ClassTraits kTraits{"POSolutionMetrics",
+                                         "solutiondata.dat",
+                                         kAppending,
+                                         IPOBase::eReadBinary,
+                                         IPOBase::eWriteBinary,
+                                         true,
+                                         "Unknown error committing POSolutionMetrics object."};
+
+    template <typename Self, typename V>
+    static void Visit(Self& self, V& visit) {
+        visit(Field{"headerId", {{IdLabel("")}}}, self.headerId);
+        visit(Field{"headerField1", {{IdLabel("")}}}, self.headerField1);
+        visit(Field{"headerField2", {{IdLabel("")}}}, self.headerField2);
+        visit(Field{"headerField3", {{IdLabel("")}}}, self.headerField3);
+        visit(Field{"headerField4", {{IdLabel("")}}}, self.headerField4);
+        visit(Field{"definitions", {{{"type"}, IdLabel("count"), {"function"}}}}, self.definitions);
+        visit(Field{"values", {{{"type"}, IdLabel("index"), IdLabel("entity"), {"values"}}}},
+              self.values);
+        visit(Field{"neighbors", {{IdLabel("node"), IdLabel("neighbors")}}}, self.neighbors);
+        visit(Field{"positions", {{IdLabel("node"), {"position"}}}}, self.positions);
+        visit(Field{"edges", {{IdLabel("edge"), {"nodes"}}}}, self.edges);
+    }
+};
+
+}  // namespace fieldstore
 
 /// Body, one per commit and after the version line of the first: the five header values, the
 /// definitions, the values, the neighbours, the positions, the edges. A load merges all bodies.

@@ -2,6 +2,7 @@
 #include "objects/ResolveFunctions.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <limits>
 #include <stdexcept>
 

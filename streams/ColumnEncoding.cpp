@@ -2,10 +2,12 @@
 #include "streams/ColumnEncoding.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
 #include "streams/ContainerEncoding.h"
+#include "streams/MemorySize.h"
 
 namespace fieldstore {
 namespace {

@@ -3,7 +3,9 @@
 #define FIELDSTORE_CONTAINER_ENCODING_H
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -16,6 +18,7 @@
 #include "streams/Limits.h"
 #include "streams/MemorySize.h"
 #include "streams/RawType.h"
+#include "streams/Span.h"
 #include "streams/StreamMessages.h"
 
 /// How containers stand in a stream: one rule each for vectors, sets, maps and pairs.
@@ -109,7 +112,7 @@ void ReadElements(Stream& stream, std::vector<T>& value, std::uint64_t count) {
 template <typename Stream, typename T>
 void ReadContainer(Stream& stream, std::vector<T>& value) {
     const std::uint64_t count = ReadLimitedCount(stream);
-    if constexpr (IsRawType<T>) {
+    if constexpr (kIsRawType<T>) {
         if (!stream.IsTextMode()) {
             if (stream.EndsWithEmptyVector(count)) return value.clear();
             if (count > kReadDirectly / sizeof(T))
@@ -178,7 +181,7 @@ template <typename Stream, typename T>
 void WritePart(Stream& stream, const T& part, const LineLayout& layout, const std::string& end) {
     if constexpr (IsPair<T>::value)
         stream.Write(part, layout.Separator(), end);
-    else if constexpr (IsRawType<T>)
+    else if constexpr (kIsRawType<T>)
         stream.Write(part, end);
     else if constexpr (IsSpan<T>::value)
         WriteContainer(stream, part, layout.Count(), layout.Separator(), layout.LineEnd());
@@ -192,7 +195,7 @@ template <typename Stream, typename Container, typename WriteOne>
 void WriteEach(Stream& stream, const Container& value, WriteOne writeOne) {
     auto element = value.begin();
     for (std::size_t left = value.size(); left != 0; --left, ++element) {
-        if constexpr (std::is_final_v<Stream> && IsFlat<typename Container::value_type>) {
+        if constexpr (std::is_final_v<Stream> && kIsFlat<typename Container::value_type>) {
             left -= stream.PutRun(element, left);
             if (left == 0) return;
         }
@@ -220,7 +223,7 @@ template <typename Stream, typename T>
 void WriteContainer(Stream& stream, const Span<const T>& value, int perLine,
                     const std::string& separator, const std::string& lineEnd) {
     WriteCount(stream, value, lineEnd);
-    if constexpr (IsRawType<T>) {
+    if constexpr (kIsRawType<T>) {
         if (!stream.IsTextMode()) return stream.WriteRaw(value.data(), value.size() * sizeof(T));
     }
     WriteElements(stream, value, perLine, separator, lineEnd);
@@ -245,8 +248,8 @@ template <typename Stream, typename Map>
 void WriteEntries(Stream& stream, const Map& value, int perLine, const std::string& separator,
                   const std::string& lineEnd) {
     using Entry = typename Map::value_type;
-    constexpr bool bothRaw = IsRawType<std::remove_const_t<typename Entry::first_type>> &&
-                             IsRawType<typename Entry::second_type>;
+    constexpr bool bothRaw = kIsRawType<std::remove_const_t<typename Entry::first_type>> &&
+                             kIsRawType<typename Entry::second_type>;
     WriteCount(stream, value, lineEnd);
     LineLayout layout(perLine, separator, lineEnd);
     WriteEach(stream, value, [&](const auto& entry) {
@@ -268,7 +271,7 @@ void WriteSecond(Stream& stream, const T& second, const std::string& firstSepara
                  const std::string& secondSeparator) {
     if constexpr (IsPair<T>::value)
         stream.Write(second, firstSeparator, secondSeparator);
-    else if constexpr (IsRawType<T>)
+    else if constexpr (kIsRawType<T>)
         stream.Write(second, secondSeparator);
     else
         stream.Write(second, 1, firstSeparator, secondSeparator);

@@ -11,6 +11,7 @@
 #include "streams/DoubleBits.h"
 #include "streams/PowersOfTen.h"
 #include "streams/StandardFromChars.h"
+#include "streams/WideProduct.h"
 
 // Both directions multiply a number of 64 bits by a power of ten with 128 bits and round once.
 //

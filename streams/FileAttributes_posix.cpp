@@ -12,6 +12,10 @@
 
 #ifdef __linux__
 #include <sys/xattr.h>
+#include <string>
+#include <vector>
+
+#include "streams/SystemFile.h"
 #endif
 
 namespace fieldstore::platform {

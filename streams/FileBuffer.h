@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_FILE_BUFFER_H
 #define FIELDSTORE_FILE_BUFFER_H
 
+#include <cstddef>
 #include <cstdint>
 #include <ios>
 #include <limits>

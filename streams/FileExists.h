@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_FILE_EXISTS_H
 #define FIELDSTORE_FILE_EXISTS_H
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <system_error>

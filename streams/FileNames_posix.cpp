@@ -2,7 +2,12 @@
 #include "streams/FileNames.h"
 
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <cstdio>
+#include <string>
+#include <system_error>
+#include <vector>
 
 namespace fieldstore::platform {
 namespace fs = std::filesystem;

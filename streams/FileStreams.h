@@ -8,15 +8,17 @@
 #include <utility>
 
 #include "streams/FileBuffer.h"
+#include "streams/Platform.h"
 
 namespace fieldstore {
 
 /// A standard stream over an open file, with the classic locale, whatever the host's global locale
 /// does to digits and characters. In the fail state when the file is not open.
-template <typename Stream, FileBuffer::Direction direction>
+template <typename Stream, FileBuffer::Direction kDirection>
 class FileStream final : public Stream {
 public:
-    explicit FileStream(platform::File file) : Stream(nullptr), buffer(std::move(file), direction) {
+    explicit FileStream(platform::File file)
+        : Stream(nullptr), buffer(std::move(file), kDirection) {
         this->rdbuf(&buffer);
         this->imbue(std::locale::classic());
         if (!buffer.IsOpen()) this->setstate(std::ios::failbit);

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -20,13 +21,13 @@ namespace fieldstore {
 /// every other type.
 template <typename T>
 struct FixedSize {
-    static constexpr std::size_t value = IsRawType<T> ? sizeof(T) : 0;
+    static constexpr std::size_t value = kIsRawType<T> ? sizeof(T) : 0;
 };
 template <typename First, typename Second>
 struct FixedSize<std::pair<First, Second>> {
-    static constexpr std::size_t first = FixedSize<std::remove_const_t<First>>::value;
-    static constexpr std::size_t second = FixedSize<Second>::value;
-    static constexpr std::size_t value = first != 0 && second != 0 ? first + second : 0;
+    static constexpr std::size_t kFirst = FixedSize<std::remove_const_t<First>>::value;
+    static constexpr std::size_t kSecond = FixedSize<Second>::value;
+    static constexpr std::size_t value = kFirst != 0 && kSecond != 0 ? kFirst + kSecond : 0;
 };
 template <typename T>
 inline constexpr std::size_t kFixedSize = FixedSize<T>::value;
@@ -43,7 +44,7 @@ struct IsFlatType<std::pair<First, Second>>
     : std::bool_constant<IsFlatType<std::remove_const_t<First>>::value &&
                          IsFlatType<Second>::value> {};
 template <typename T>
-inline constexpr bool IsFlat = IsFlatType<T>::value;
+inline constexpr bool kIsFlat = IsFlatType<T>::value;
 
 template <typename T>
 std::size_t FlatSize(const T&) {
@@ -73,7 +74,7 @@ char* StoreFlat(char* to, const std::pair<First, Second>& value);
 template <typename T>
 char* StoreFlat(char* to, const Span<const T>& value) {
     to = StoreFlat(to, static_cast<std::uint64_t>(value.size()));
-    if constexpr (IsRawType<T>) {
+    if constexpr (kIsRawType<T>) {
         if (!value.empty()) std::memcpy(to, value.data(), value.size() * sizeof(T));
         return to + value.size() * sizeof(T);
     } else {

@@ -2,6 +2,7 @@
 #include "streams/InputArea.h"
 
 #include "streams/StreamErrors.h"
+#include "streams/StreamMessages.h"
 
 namespace fieldstore {
 

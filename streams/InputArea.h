@@ -7,6 +7,7 @@
 #include <cstring>
 #include <istream>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "streams/BufferArea.h"

@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_MEMORY_BUFFER_H
 #define FIELDSTORE_MEMORY_BUFFER_H
 
+#include <cstddef>
 #include <ios>
 #include <streambuf>
 

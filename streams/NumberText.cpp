@@ -2,6 +2,7 @@
 #include "streams/NumberText.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <locale>

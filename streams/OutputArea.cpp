@@ -2,6 +2,7 @@
 #include "streams/OutputArea.h"
 
 #include "streams/StreamErrors.h"
+#include "streams/StreamMessages.h"
 
 namespace fieldstore {
 

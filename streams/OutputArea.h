@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <ostream>
+#include <utility>
 
 #include "streams/BufferArea.h"
 #include "streams/FlatEncoding.h"

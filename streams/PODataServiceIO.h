@@ -2,6 +2,11 @@
 #ifndef FIELDSTORE_PODATASERVICEIO_H
 #define FIELDSTORE_PODATASERVICEIO_H
 
+#include <complex>
+#include <cstdint>
+#include <string>
+
+#include "fieldstore/IStreamer.h"
 #include "streams/POStreamIO.h"
 
 /// The stream of an object whose data are exchanged through a data service. It is inert on purpose:

@@ -2,6 +2,7 @@
 #include "streams/POStreamFileIO.h"
 
 #include <algorithm>
+#include <istream>
 #include <stdexcept>
 #include <utility>
 
@@ -15,6 +16,7 @@
 #include "streams/RetryPause.h"
 #include "streams/StopRequest.h"
 #include "streams/StreamErrors.h"
+#include "streams/StreamMessages.h"
 
 using namespace fieldstore;
 

@@ -2,9 +2,14 @@
 #ifndef FIELDSTORE_POSTREAMFILEIO_H
 #define FIELDSTORE_POSTREAMFILEIO_H
 
+#include <cstdint>
+#include <memory>
 #include <optional>
+#include <string>
 #include <system_error>
 
+#include "fieldstore/IStreamer.h"
+#include "streams/ContainerTypes.h"
 #include "streams/Limits.h"
 #include "streams/POStreamIO.h"
 #include "streams/Platform.h"

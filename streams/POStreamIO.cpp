@@ -7,10 +7,13 @@
 #include <stdexcept>
 #include <utility>
 
+#include "streams/BufferArea.h"
 #include "streams/ContainerEncoding.h"
+#include "streams/DoubleText.h"
 #include "streams/Limits.h"
 #include "streams/NumberText.h"
 #include "streams/StreamErrors.h"
+#include "streams/StreamMessages.h"
 #include "streams/WordScan.h"
 
 static_assert(std::numeric_limits<double>::is_iec559 && sizeof(double) == 8,

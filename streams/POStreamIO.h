@@ -3,6 +3,7 @@
 #define FIELDSTORE_POSTREAMIO_H
 
 #include <complex>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <istream>

@@ -2,12 +2,15 @@
 #include "streams/POWindowsFileLocker.h"
 
 #include <stdexcept>
+#include <system_error>
 
 #include "streams/FileExists.h"
 #include "streams/Platform.h"
 #include "streams/RetryPause.h"
 #include "streams/StopRequest.h"
 #include "streams/StreamErrors.h"
+#include "streams/StreamMessages.h"
+#include "streams/SystemFile.h"
 
 using namespace fieldstore;
 

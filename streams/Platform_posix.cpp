@@ -9,11 +9,19 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <iterator>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "streams/FileAttributes.h"
 #include "streams/FileNames.h"
 #include "streams/Platform.h"
+#include "streams/SystemFile.h"
 #include "streams/Writer.h"
 
 namespace fieldstore::platform {
@@ -260,7 +268,7 @@ namespace {
 
 std::atomic<std::uint32_t> forks{0};
 // It fails only without memory, as the library is loaded; a child is then taken for its parent.
-[[maybe_unused]] const int forksAreCounted = pthread_atfork(nullptr, nullptr, [] { ++forks; });
+[[maybe_unused]] const int kForksAreCounted = pthread_atfork(nullptr, nullptr, [] { ++forks; });
 
 }  // namespace
 

@@ -8,37 +8,37 @@ namespace fieldstore {
 
 /// Whether the elements of a vector lie in memory as they stand in a binary stream.
 template <typename T>
-inline constexpr bool IsRawType = false;
+inline constexpr bool kIsRawType = false;
 template <>
-inline constexpr bool IsRawType<bool> = true;
+inline constexpr bool kIsRawType<bool> = true;
 template <>
-inline constexpr bool IsRawType<char> = true;
+inline constexpr bool kIsRawType<char> = true;
 template <>
-inline constexpr bool IsRawType<unsigned char> = true;
+inline constexpr bool kIsRawType<unsigned char> = true;
 template <>
-inline constexpr bool IsRawType<short> = true;
+inline constexpr bool kIsRawType<short> = true;
 template <>
-inline constexpr bool IsRawType<unsigned short> = true;
+inline constexpr bool kIsRawType<unsigned short> = true;
 template <>
-inline constexpr bool IsRawType<int> = true;
+inline constexpr bool kIsRawType<int> = true;
 template <>
-inline constexpr bool IsRawType<unsigned int> = true;
+inline constexpr bool kIsRawType<unsigned int> = true;
 template <>
-inline constexpr bool IsRawType<long> = true;
+inline constexpr bool kIsRawType<long> = true;
 template <>
-inline constexpr bool IsRawType<unsigned long> = true;
+inline constexpr bool kIsRawType<unsigned long> = true;
 template <>
-inline constexpr bool IsRawType<long long> = true;
+inline constexpr bool kIsRawType<long long> = true;
 template <>
-inline constexpr bool IsRawType<unsigned long long> = true;
+inline constexpr bool kIsRawType<unsigned long long> = true;
 template <>
-inline constexpr bool IsRawType<float> = true;
+inline constexpr bool kIsRawType<float> = true;
 template <>
-inline constexpr bool IsRawType<double> = true;
+inline constexpr bool kIsRawType<double> = true;
 template <>
-inline constexpr bool IsRawType<std::complex<float>> = true;
+inline constexpr bool kIsRawType<std::complex<float>> = true;
 template <>
-inline constexpr bool IsRawType<std::complex<double>> = true;
+inline constexpr bool kIsRawType<std::complex<double>> = true;
 
 }  // namespace fieldstore
 

@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_SINK_BUFFER_H
 #define FIELDSTORE_SINK_BUFFER_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <ios>

@@ -15,23 +15,23 @@ public:
     using value_type = std::remove_const_t<T>;
 
     Span() = default;
-    Span(T* first, std::size_t count) : begin_(first), size_(count) {}
+    Span(T* start, std::size_t length) : first(start), count(length) {}
     /// Of the values of a vector, as long as they stay where they are.
     template <typename Allocator>
     Span(const std::vector<value_type, Allocator>& values)
-        : begin_(values.data()), size_(values.size()) {}
+        : first(values.data()), count(values.size()) {}
 
-    T* begin() const { return begin_; }
-    T* end() const { return begin_ + size_; }
-    T* data() const { return begin_; }
-    std::size_t size() const { return size_; }
-    bool empty() const { return size_ == 0; }
-    T& operator[](std::size_t index) const { return begin_[index]; }
+    T* begin() const { return first; }
+    T* end() const { return first + count; }
+    T* data() const { return first; }
+    std::size_t size() const { return count; }
+    bool empty() const { return count == 0; }
+    T& operator[](std::size_t index) const { return first[index]; }
     std::vector<value_type> ToVector() const { return {begin(), end()}; }
 
 private:
-    T* begin_ = nullptr;
-    std::size_t size_ = 0;
+    T* first = nullptr;
+    std::size_t count = 0;
 };
 
 }  // namespace fieldstore

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
+#include <system_error>
 
 #include "streams/Platform.h"
 

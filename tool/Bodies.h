@@ -4,18 +4,22 @@
 
 #include <array>
 #include <complex>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <set>
 #include <string_view>
+#include <tuple>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
 
-#include "objects/BodyLayouts.h"
+#include "objects/Classes.h"
 #include "objects/DOFBlock.h"
 
-/// The data of one body of each class, by the layouts of objects/BodyLayouts.h.
+/// The data of one body of each class, by its layout. Those of a class that is not here, ThingBody
+/// of POThing, are what the class itself holds.
 namespace fieldstore::tool {
 
 using Complex = std::complex<double>;
@@ -129,10 +133,30 @@ struct AssemblyInfoBody : AssemblyInfoLayout {
     std::size_t Entries() const { return elements.size(); }
 };
 
+/// The kinds of bodies that a class has.
+template <typename Body>
+struct KindsOf {
+    using Types = std::tuple<Body>;
+};
+template <>
+struct KindsOf<DOFListBody> {
+    using Types = std::tuple<DOFListBody, BlockedDOFListBody>;
+};
+
+/// Such a list of types, each as Form<T>::Type, as a variant.
+template <template <typename> class Form, typename... Types>
+std::variant<typename Form<Types>::Type...> VariantOf(const std::tuple<Types...>& /*types*/);
+
+#define FIELDSTORE_KINDS(Name) , KindsOf<Name##Body>::Types()
+using AllBodies = decltype(std::tuple_cat(std::tuple<>() FIELDSTORE_CLASSES(FIELDSTORE_KINDS)));
+#undef FIELDSTORE_KINDS
+
+template <typename Body>
+struct WholeForm {
+    using Type = Body;
+};
 /// A body of any class; the position in the list is its kind.
-using AnyBody = std::variant<ModeInfoBody, DOFMapBody, CircuitMatricesBody, MeshTreeBody,
-                             DOFListBody, BlockedDOFListBody, BinaryTreeBody, PortCircuitDOFsBody,
-                             SolutionMetricsBody, AssemblyInfoBody>;
+using AnyBody = decltype(VariantOf<WholeForm>(std::declval<AllBodies>()));
 
 }  // namespace fieldstore::tool
 

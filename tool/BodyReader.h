@@ -328,7 +328,7 @@ void BodyReader::ReadField(SortedSet<T>& value) {
 template <typename T>
 void BodyReader::ReadElements(std::vector<T>& value, std::uint64_t count) {
     constexpr std::uint64_t atOnce = 4096;
-    if constexpr (IsRawType<T>) {
+    if constexpr (kIsRawType<T>) {
         if (!stream.IsTextMode()) {
             if (stream.EndsWithEmptyVector(count)) return;
             if (count > kReadDirectly / sizeof(T)) return stream.ReadLarge(value, count, 0);

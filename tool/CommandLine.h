@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_TOOL_COMMANDLINE_H
 #define FIELDSTORE_TOOL_COMMANDLINE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>

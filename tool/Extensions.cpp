@@ -5,6 +5,8 @@
 #include <cctype>
 #include <cstring>
 #include <map>
+#include <system_error>
+#include <utility>
 
 #include "streams/FileNames.h"
 #include "tool/Error.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/Follower.h"
 
+#include "tool/BodyReader.h"
 #include "tool/Error.h"
 #include "tool/Inspection.h"
 #include "tool/ReadBodies.h"

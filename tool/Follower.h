@@ -3,10 +3,14 @@
 #define FIELDSTORE_TOOL_FOLLOWER_H
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
+#include "tool/Bodies.h"
 #include "tool/ResultFile.h"
 #include "tool/System.h"
 

@@ -18,10 +18,13 @@ namespace {
 struct Joiner {
     const std::string& path;
 
-    /// Files of most classes have one body.
+    /// Files of most classes have one body; others may say themselves how bodies are joined.
     template <typename Body>
     void operator()(Body& held, Body&& body) const {
-        held = std::forward<Body>(body);
+        if constexpr ((Body::kTraits.persistFlags & kAppend) != 0)
+            held.Append(std::forward<Body>(body));
+        else
+            held = std::forward<Body>(body);
     }
     void operator()(StreamedModeInfo& held, StreamedModeInfo&& body) const {
         held.modes.Append(std::move(body.modes));
@@ -187,13 +190,8 @@ void Fetch(const Neighbors& from, std::map<int, std::set<int>>& to) {
     });
 }
 
-DOFListBody Fetched(const DOFListBody& from) {
-    return from;
-}
-BlockedDOFListBody Fetched(const BlockedDOFListBody& from) {
-    return from;
-}
-PortCircuitDOFsBody Fetched(const PortCircuitDOFsBody& from) {
+template <typename Body>
+Body Fetched(const Body& from) {
     return from;
 }
 ModeInfoBody Fetched(const StreamedModeInfo& from) {

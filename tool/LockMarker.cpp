@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/LockMarker.h"
 
+#include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "core/SideFiles.h"

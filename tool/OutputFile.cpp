@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/OutputFile.h"
 
+#include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <optional>
+#include <system_error>
 
 #include "streams/FileAttributes.h"
 #include "streams/FileNames.h"
+#include "streams/Platform.h"
 #include "tool/Error.h"
 #include "tool/Progress.h"
 #include "tool/SideFiles.h"

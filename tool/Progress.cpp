@@ -12,6 +12,7 @@
 #include "tool/RemovedOnSignal.h"
 #include "tool/System.h"
 #include "tool/Terminal.h"
+#include "tool/Visible.h"
 
 namespace fieldstore::tool {
 namespace {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <deque>
@@ -10,7 +11,10 @@
 #include <fstream>
 #include <limits>
 #include <set>
+#include <variant>
+#include <vector>
 
+#include "streams/ContainerEncoding.h"
 #include "streams/FileExists.h"
 #include "streams/FileNames.h"
 #include "streams/Platform.h"
@@ -18,6 +22,7 @@
 #include "tool/Error.h"
 #include "tool/Progress.h"
 #include "tool/ReadBodies.h"
+#include "tool/TemporaryFile.h"
 
 namespace fieldstore::tool {
 namespace fs = std::filesystem;

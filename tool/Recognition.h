@@ -2,10 +2,14 @@
 #ifndef FIELDSTORE_TOOL_RECOGNITION_H
 #define FIELDSTORE_TOOL_RECOGNITION_H
 
+#include <cstdint>
 #include <map>
 #include <optional>
+#include <string>
 #include <utility>
 
+#include "tool/Bodies.h"
+#include "tool/BodyReader.h"
 #include "tool/ResultFile.h"
 
 namespace fieldstore::tool {

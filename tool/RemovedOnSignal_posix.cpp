@@ -4,7 +4,9 @@
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <memory>
 #include <stdexcept>
+#include <string>
 
 #include "tool/Progress.h"
 #include "tool/RemovedOnSignal.h"

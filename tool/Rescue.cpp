@@ -2,17 +2,24 @@
 #include "tool/Rescue.h"
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <numeric>
+#include <optional>
+#include <string>
+#include <variant>
 
 #include "streams/FileExists.h"
 #include "streams/FileNames.h"
+#include "tool/BodyReader.h"
 #include "tool/BodyWriter.h"
 #include "tool/Copy.h"
 #include "tool/Error.h"
 #include "tool/ReadBodies.h"
 #include "tool/Recognition.h"
+#include "tool/TemporaryFile.h"
 
 namespace fieldstore::tool {
 namespace fs = std::filesystem;

@@ -2,10 +2,13 @@
 #ifndef FIELDSTORE_TOOL_RESCUE_H
 #define FIELDSTORE_TOOL_RESCUE_H
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "tool/Bodies.h"
 #include "tool/ResultFile.h"
 #include "tool/Seal.h"
 

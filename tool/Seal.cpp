@@ -11,9 +11,11 @@
 #include <new>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 
 #include "streams/FileNames.h"
 #include "streams/Platform.h"
+#include "tool/Catalog.h"
 #include "tool/Error.h"
 #include "tool/OutputFile.h"
 #include "tool/Progress.h"

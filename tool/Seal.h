@@ -2,11 +2,13 @@
 #ifndef FIELDSTORE_TOOL_SEAL_H
 #define FIELDSTORE_TOOL_SEAL_H
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "tool/BodyReader.h"
 #include "tool/ResultFile.h"
 #include "tool/rules/Findings.h"
 

@@ -3,11 +3,15 @@
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <set>
 #include <string_view>
+#include <system_error>
 #include <unordered_map>
+#include <utility>
 
 #include "core/AppendMark.h"
 #include "core/SideFiles.h"

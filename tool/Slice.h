@@ -11,7 +11,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "objects/BodyLayouts.h"
+#include "objects/Field.h"
 #include "tool/Walk.h"
 
 namespace fieldstore::tool {

@@ -6,14 +6,17 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "streams/ContainerEncoding.h"
 #include "streams/LargeVector.h"
 #include "streams/MemorySize.h"
 #include "streams/POStreamFileIO.h"

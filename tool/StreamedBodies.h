@@ -2,10 +2,15 @@
 #ifndef FIELDSTORE_TOOL_STREAMED_BODIES_H
 #define FIELDSTORE_TOOL_STREAMED_BODIES_H
 
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "objects/Classes.h"
 #include "tool/Bodies.h"
 #include "tool/Streamed.h"
 
@@ -66,13 +71,42 @@ struct StreamedAssembly : AssemblyInfoLayout {
     std::size_t Entries() const { return elements.size(); }
 };
 
-/// A streamed body of any class; the position in the list is its kind. What is flat or small
-/// anyway is as in Bodies.h.
-using AnyStreamed =
-    std::variant<StreamedModeInfo, StreamedDOFMap, StreamedMatrices, StreamedMeshTree, DOFListBody,
-                 BlockedDOFListBody, StreamedBinaryTree, PortCircuitDOFsBody, StreamedMetrics,
-                 StreamedAssembly>;
-static_assert(std::variant_size_v<AnyStreamed> == std::variant_size_v<AnyBody>);
+/// The streamed form of a body; what is flat or small anyway is as it is in memory.
+template <typename Body>
+struct StreamedForm {
+    using Type = Body;
+};
+template <>
+struct StreamedForm<ModeInfoBody> {
+    using Type = StreamedModeInfo;
+};
+template <>
+struct StreamedForm<DOFMapBody> {
+    using Type = StreamedDOFMap;
+};
+template <>
+struct StreamedForm<CircuitMatricesBody> {
+    using Type = StreamedMatrices;
+};
+template <>
+struct StreamedForm<MeshTreeBody> {
+    using Type = StreamedMeshTree;
+};
+template <>
+struct StreamedForm<BinaryTreeBody> {
+    using Type = StreamedBinaryTree;
+};
+template <>
+struct StreamedForm<SolutionMetricsBody> {
+    using Type = StreamedMetrics;
+};
+template <>
+struct StreamedForm<AssemblyInfoBody> {
+    using Type = StreamedAssembly;
+};
+
+/// A streamed body of any class; the position in the list is its kind.
+using AnyStreamed = decltype(VariantOf<StreamedForm>(std::declval<AllBodies>()));
 
 }  // namespace fieldstore::tool
 

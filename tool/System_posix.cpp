@@ -8,14 +8,23 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
 
+#include "streams/FileNames.h"
+#include "streams/Platform.h"
 #include "streams/Writer.h"
 
 namespace fieldstore::tool::system {

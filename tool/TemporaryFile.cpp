@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/TemporaryFile.h"
 
+#include <system_error>
 #include <utility>
 
 #include "streams/FileNames.h"

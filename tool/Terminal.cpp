@@ -10,6 +10,7 @@
 
 #include "tool/Progress.h"
 #include "tool/System.h"
+#include "tool/Visible.h"
 
 namespace fieldstore::tool {
 namespace {

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdio>
 #include <string_view>
+#include <utility>
 
 namespace fieldstore::tool {
 namespace {

@@ -13,6 +13,11 @@
 
 #if __has_include(<sys/inotify.h>)
 #include <sys/inotify.h>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
 #define FIELDSTORE_HAS_INOTIFY 1
 #endif
 

@@ -3,7 +3,9 @@
 #define FIELDSTORE_TOOL_WALK_H
 
 #include <complex>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <map>
 #include <set>
 #include <type_traits>

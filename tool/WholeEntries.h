@@ -2,10 +2,12 @@
 #ifndef FIELDSTORE_TOOL_WHOLE_ENTRIES_H
 #define FIELDSTORE_TOOL_WHOLE_ENTRIES_H
 
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 #include <vector>
 
+#include "streams/FlatEncoding.h"
 #include "streams/POStreamFileIO.h"
 
 namespace fieldstore::tool {
@@ -14,7 +16,7 @@ namespace fieldstore::tool {
 template <typename V>
 inline constexpr bool kIsRawVector = false;
 template <typename T>
-inline constexpr bool kIsRawVector<std::vector<T>> = IsRawType<T>;
+inline constexpr bool kIsRawVector<std::vector<T>> = kIsRawType<T>;
 
 /// The short way through millions of small entries of a map, from a key to a vector of numbers:
 /// calls `visit(key, values, count, bytes)` for those that lie in the stream's buffer as a whole,

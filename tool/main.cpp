@@ -2,6 +2,7 @@
 #include <exception>
 #include <stdexcept>
 
+#include "tool/CommandLine.h"
 #include "tool/Error.h"
 #include "tool/Extensions.h"
 #include "tool/Program.h"

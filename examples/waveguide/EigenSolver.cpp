@@ -1,28 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "EigenSolver.h"
 
-#include <Spectra/MatOp/SparseSymMatProd.h>
-#include <Spectra/MatOp/SymShiftInvert.h>
-#include <Spectra/SymGEigsShiftSolver.h>
 #include <Eigen/SparseCholesky>
 #include <algorithm>
-#include <exception>
-#include <string>
 
-#include "Failure.h"
+#include "Iteration.h"
 
 namespace waveguide {
 namespace {
-
-using ShiftInvert = Spectra::SymShiftInvert<double, Eigen::Sparse, Eigen::Sparse>;
-using MassProduct = Spectra::SparseSymMatProd<double>;
-using Solver =
-    Spectra::SymGEigsShiftSolver<ShiftInvert, MassProduct, Spectra::GEigsMode::ShiftInvert>;
-
-[[noreturn]] void Fail(const std::string& cause) {
-    throw Failure(Status::Solver, "eigenvalue solver", cause,
-                  "use a finer first mesh (--divisions) or fewer modes (--modes)");
-}
 
 /// Whether the matrices can be those of a mesh; the iteration might never end with others.
 bool IsSound(const Pencil& pencil) {
@@ -30,33 +15,12 @@ bool IsSound(const Pencil& pencil) {
            Eigen::VectorXd(pencil.mass.diagonal()).minCoeff() > 0;
 }
 
-/// Runs the iteration with a search space of `searchSize` vectors.
-EigenPairs Iterate(const Pencil& pencil, Eigen::Index count, Eigen::Index searchSize,
-                   double scale) try {
-    ShiftInvert shiftInvert(pencil.stiffness, pencil.mass);
-    MassProduct massProduct(pencil.mass);
-    // A negative shift keeps the shifted matrix positive definite although the constant solution
-    // of the TE problem has the eigenvalue 0.
-    Solver solver(shiftInvert, massProduct, count, searchSize, -scale);
-    solver.init();
-    const Eigen::Index converged = solver.compute(Spectra::SortRule::LargestMagn, 1000, 1e-12,
-                                                  Spectra::SortRule::SmallestAlge);
-    if (solver.info() != Spectra::CompInfo::Successful || converged < count)
-        Fail("the iteration does not converge");
-    const Eigen::VectorXd values = solver.eigenvalues();
-    return {{values.data(), values.data() + values.size()}, solver.eigenvectors()};
-} catch (const Failure&) {
-    throw;
-} catch (const std::exception& error) {
-    Fail(error.what());
-}
-
 /// The number of eigenvalues below `shift`: by Sylvester's law of inertia, that of the negative
 /// entries in D of the factorisation L D L^T of the shifted matrix.
 std::size_t CountBelow(const Pencil& pencil, double shift) {
     const SparseMatrix shifted = pencil.stiffness - shift * pencil.mass;
     const Eigen::SimplicialLDLT<SparseMatrix> factors(shifted);
-    if (factors.info() != Eigen::Success) Fail("a shifted matrix cannot be factorised");
+    if (factors.info() != Eigen::Success) FailToSolve("a shifted matrix cannot be factorised");
     const Eigen::VectorXd diagonal = factors.vectorD();
     return static_cast<std::size_t>((diagonal.array() < 0).count());
 }
@@ -83,8 +47,8 @@ std::size_t UnknownsFor(std::size_t count) {
 EigenPairs LowestEigenPairs(const Pencil& pencil, std::size_t count, double scale) {
     const Eigen::Index unknowns = pencil.mass.rows();
     const auto wanted = static_cast<Eigen::Index>(count + spare);
-    if (wanted >= unknowns) Fail("the mesh has too few unknowns for the modes asked for");
-    if (!IsSound(pencil)) Fail("the matrices are not those of a mesh");
+    if (wanted >= unknowns) FailToSolve("the mesh has too few unknowns for the modes asked for");
+    if (!IsSound(pencil)) FailToSolve("the matrices are not those of a mesh");
     for (Eigen::Index searchSize = 2 * wanted + 10;; searchSize *= 2) {
         EigenPairs pairs = Iterate(pencil, wanted, std::min(searchSize, unknowns), scale);
         if (IsComplete(pencil, pairs.values, count)) {
@@ -92,7 +56,7 @@ EigenPairs LowestEigenPairs(const Pencil& pencil, std::size_t count, double scal
             pairs.vectors.conservativeResize(Eigen::NoChange, static_cast<Eigen::Index>(count));
             return pairs;
         }
-        if (searchSize >= unknowns) Fail("an eigenvalue was missed");
+        if (searchSize >= unknowns) FailToSolve("an eigenvalue was missed");
     }
 }
 

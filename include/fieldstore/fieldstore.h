@@ -6,20 +6,15 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
-#include "fieldstore/IPOAssemblyInfo.h"
+// IWYU pragma: begin_exports
 #include "fieldstore/IPOBase.h"
-#include "fieldstore/IPOBinaryTree.h"
-#include "fieldstore/IPOCircuitMatrices.h"
-#include "fieldstore/IPODOFList.h"
-#include "fieldstore/IPODOFMap.h"
-#include "fieldstore/IPOMeshTree.h"
-#include "fieldstore/IPOModeInfo.h"
-#include "fieldstore/IPOPortCircuitDOFs.h"
-#include "fieldstore/IPOSolutionMetrics.h"
 #include "fieldstore/IPOStorageControl.h"
 #include "fieldstore/NewInstance.h"
+#include "fieldstore/classes.h"
 #include "fieldstore/version.h"
+// IWYU pragma: end_exports
 
 /// Convenience for C++ hosts on top of NewInstance; header only.
 namespace fieldstore {
@@ -43,21 +38,12 @@ enum class Locking : bool { Off = false, On = true };
 template <typename Interface>
 struct ClassName;
 
-// One line per class: the interface and the name of the class that implements it.
-#define FIELDSTORE_CLASS_NAME(Class)                 \
-    template <>                                      \
-    struct ClassName<I##Class> {                     \
-        static constexpr const char* value = #Class; \
+#define FIELDSTORE_CLASS_NAME(Name)                      \
+    template <>                                          \
+    struct ClassName<IPO##Name> {                        \
+        static constexpr const char* value = "PO" #Name; \
     };
-FIELDSTORE_CLASS_NAME(POModeInfo)
-FIELDSTORE_CLASS_NAME(PODOFMap)
-FIELDSTORE_CLASS_NAME(POCircuitMatrices)
-FIELDSTORE_CLASS_NAME(POMeshTree)
-FIELDSTORE_CLASS_NAME(PODOFList)
-FIELDSTORE_CLASS_NAME(POBinaryTree)
-FIELDSTORE_CLASS_NAME(POPortCircuitDOFs)
-FIELDSTORE_CLASS_NAME(POSolutionMetrics)
-FIELDSTORE_CLASS_NAME(POAssemblyInfo)
+FIELDSTORE_CLASSES(FIELDSTORE_CLASS_NAME)
 #undef FIELDSTORE_CLASS_NAME
 
 /// The type of NewInstance, for hosts that look it up at run time.

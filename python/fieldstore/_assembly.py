@@ -33,7 +33,6 @@ class Assembly(ResultObject):
     """
 
     class_name = "POAssemblyInfo"
-    file_name = "assemblyinfo.dat"
 
     @property
     def ids(self) -> Ids:

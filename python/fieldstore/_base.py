@@ -42,6 +42,9 @@ class ResultObject:
     file_name: ClassVar[str]
     slice_keys: ClassVar[Tuple[str, ...]] = ()  # what a part of the file can be selected by
 
+    def __init_subclass__(cls) -> None:
+        cls.file_name = _fieldstore.FILE_NAMES[cls.class_name]
+
     def __init__(
         self, path: Path, mode: Optional[str] = None, keys: Optional[Mapping[str, Key]] = None
     ) -> None:

@@ -25,7 +25,6 @@ class DofMap(ResultObject):
     """
 
     class_name = "PODOFMap"
-    file_name = "evdofmap.dat"
 
     @property
     def offsets(self) -> Longs:

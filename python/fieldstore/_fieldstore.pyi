@@ -12,6 +12,7 @@ _Lists = tuple[_Longs, _Ints]
 _Bytes = bytes
 
 __version__: str
+FILE_NAMES: dict[str, str]
 
 class LoadedObject:
     def __init__(

@@ -34,7 +34,6 @@ class DofList(ResultObject):
     """
 
     class_name = "PODOFList"
-    file_name = "file2.dat"
 
     def __init__(
         self,

@@ -32,7 +32,6 @@ class Matrices(ResultObject, Mapping[int, Floats]):
     """
 
     class_name = "POCircuitMatrices"
-    file_name = "circuitmatrices.dat"
     slice_keys = ("frequency", "type")
 
     @property

@@ -21,7 +21,6 @@ class MeshTree(ResultObject):
     """
 
     class_name = "POMeshTree"
-    file_name = "evtree.dat"
 
     @property
     def ids(self) -> Ints:

@@ -60,7 +60,6 @@ class Metrics(ResultObject):
     """
 
     class_name = "POSolutionMetrics"
-    file_name = "solutiondata.dat"
     slice_keys = ("type", "index", "entity")
 
     @property

@@ -73,7 +73,6 @@ class Modes(ResultObject):
     """
 
     class_name = "POModeInfo"
-    file_name = "modeinfo.dat"
     slice_keys = ("frequency", "port")
 
     @property

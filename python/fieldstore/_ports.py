@@ -20,7 +20,6 @@ class PortCircuitDofs(ResultObject):
     """
 
     class_name = "POPortCircuitDOFs"
-    file_name = "file3.dat"
 
     @property
     def port_count(self) -> int:

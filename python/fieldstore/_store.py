@@ -96,7 +96,7 @@ class Store:
 
     def _get(self, name: str) -> Any:
         if name not in self._writers:
-            self._writers[name] = WRITERS[name]()
+            self._writers[name] = WRITERS[name](CLASSES[name].class_name)
         return self._writers[name]
 
     @property

@@ -25,7 +25,6 @@ class BinaryTree(ResultObject):
     """
 
     class_name = "POBinaryTree"
-    file_name = "file1.dat"
 
     @property
     def tag(self) -> int:

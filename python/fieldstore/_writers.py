@@ -3,7 +3,7 @@
 
 from __future__ import annotations
 
-from typing import Any, ClassVar, Dict, Mapping, Optional, Sequence, Tuple, Union
+from typing import Any, Dict, Mapping, Optional, Sequence, Tuple, Union
 
 import numpy as np
 
@@ -21,10 +21,8 @@ class Writer:
     and change nothing then. Arrays are copied.
     """
 
-    class_name: ClassVar[str]
-
-    def __init__(self) -> None:
-        self._object = _fieldstore.WritableObject(self.class_name)
+    def __init__(self, class_name: str) -> None:
+        self._object = _fieldstore.WritableObject(class_name)
         self._changed = False
 
     @property
@@ -39,8 +37,6 @@ class Writer:
 class ModesWriter(Writer):
     """Modal data; a commit appends them to those in the file, where the first of a frequency and
     port count."""
-
-    class_name = "POModeInfo"
 
     def add(
         self, frequency: Any, port: int, gamma: Any, voltages: Any, currents: Any, groups: Any = None
@@ -85,8 +81,6 @@ class MatricesWriter(Writer):
     """Circuit matrices; a commit appends them to those in the file, where the last of a frequency
     and type count."""
 
-    class_name = "POCircuitMatrices"
-
     def add(self, frequency: Any, type: int, values: Any) -> None:
         """Adds the matrices of a type, at one frequency or several.
 
@@ -105,8 +99,6 @@ class MatricesWriter(Writer):
 
 class DofMapWriter(Writer):
     """A map of degrees of freedom; a commit replaces the file."""
-
-    class_name = "PODOFMap"
 
     def set(self, rows: Any, types: Any) -> None:
         """Sets the map.
@@ -132,8 +124,6 @@ class DofMapWriter(Writer):
 class MeshTreeWriter(Writer):
     """Sets of mesh ids; a commit replaces the file."""
 
-    class_name = "POMeshTree"
-
     def set(self, ids: Any, pairs: Any) -> None:
         """Sets the ids, [id], and the pairs, [pair, 2]; in any order, each is kept once."""
         sizes = Sizes()
@@ -145,8 +135,6 @@ class MeshTreeWriter(Writer):
 
 class DofListWriter(Writer):
     """Degrees of freedom by partition; a commit replaces the file."""
-
-    class_name = "PODOFList"
 
     def set(
         self,
@@ -186,8 +174,6 @@ class DofListWriter(Writer):
 
 class BinaryTreeWriter(Writer):
     """A levelled tree; a commit replaces the file."""
-
-    class_name = "POBinaryTree"
 
     def set(
         self,
@@ -241,8 +227,6 @@ class BinaryTreeWriter(Writer):
 class PortsWriter(Writer):
     """Degrees of freedom of ports and circuits; a commit replaces the file."""
 
-    class_name = "POPortCircuitDOFs"
-
     def set(
         self,
         dofs: Any,
@@ -276,10 +260,8 @@ class MetricsWriter(Writer):
            [0.25]])
     """
 
-    class_name = "POSolutionMetrics"
-
-    def __init__(self) -> None:
-        super().__init__()
+    def __init__(self, class_name: str) -> None:
+        super().__init__(class_name)
         self._sizes: Dict[Tuple[int, int], int] = {}
 
     def define(
@@ -354,8 +336,6 @@ class MetricsWriter(Writer):
 
 class AssemblyWriter(Writer):
     """Elements and their nodes; a commit appends them. An element may be stored once."""
-
-    class_name = "POAssemblyInfo"
 
     def add(self, ids: Any, flags: Any, nodes1: Any, nodes2: Any, nodes3: Any) -> None:
         """Adds elements.

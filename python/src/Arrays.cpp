@@ -85,6 +85,22 @@ private:
         return flat.Take({-1, 3});
     }
 
+    template <typename T>
+    static py::object Convert(const std::map<int, std::vector<T>>& value) {
+        std::uint64_t total = 0;
+        for (const auto& entry : value) total += entry.second.size();
+        Filled<int> keys(value.size());
+        Filled<std::uint64_t> ends(value.size());
+        Filled<T> values(total);
+        std::uint64_t end = 0;
+        for (const auto& [key, its] : value) {
+            keys.Add(key);
+            values.Add(its.data(), its.size());
+            ends.Add(end += its.size());
+        }
+        return py::make_tuple(keys.Take(), ends.Take(), values.Take());
+    }
+
     static py::object Convert(const NumberColumn& value) { return value.numbers.Array(); }
 
     static py::object Convert(const MatrixColumns& value) {

@@ -49,8 +49,8 @@ private:
     T* next;
 };
 
-/// A field of what the object holds, by its name in objects/BodyLayouts.h: a number, an array, or a
-/// tuple of arrays. Raises KeyError for an unknown name.
+/// A field of what the object holds, by its name in the layout of the class: a number, an array, or
+/// a tuple of arrays. Raises KeyError for an unknown name.
 ///
 /// Flat data are views, which `owner`, the holder of the object, keeps alive; requires an object
 /// that does not change any more. The tuples are

@@ -8,12 +8,7 @@
 
 #include "ColumnObject.h"
 #include "fieldstore/NewInstance.h"
-#include "objects/POAssemblyInfo.h"
-#include "objects/POBinaryTree.h"
-#include "objects/PODOFList.h"
-#include "objects/POMeshTree.h"
-#include "objects/POPortCircuitDOFs.h"
-#include "objects/POSolutionMetrics.h"
+#include "objects/Classes.h"
 
 namespace fieldstore::python {
 
@@ -24,15 +19,31 @@ bool VisitAs(IPOBase& object, const Visit& visit) {
     return typed != nullptr;
 }
 
+/// What a class's files are loaded into.
+template <typename Object>
+struct LoadedAs {
+    using Type = Object;
+};
+template <>
+struct LoadedAs<POModeInfo> {
+    using Type = LoadedModes;
+};
+template <>
+struct LoadedAs<PODOFMap> {
+    using Type = LoadedDOFMap;
+};
+template <>
+struct LoadedAs<POCircuitMatrices> {
+    using Type = LoadedMatrices;
+};
+
 /// Calls `visit` with an object for reading as what it is.
 template <typename Visit>
 void WithClass(IPOBase& object, const Visit& visit) {
-    if (VisitAs<LoadedModes>(object, visit) || VisitAs<LoadedDOFMap>(object, visit) ||
-        VisitAs<LoadedMatrices>(object, visit) || VisitAs<POMeshTree>(object, visit) ||
-        VisitAs<PODOFList>(object, visit) || VisitAs<POBinaryTree>(object, visit) ||
-        VisitAs<POPortCircuitDOFs>(object, visit) || VisitAs<POSolutionMetrics>(object, visit) ||
-        VisitAs<POAssemblyInfo>(object, visit))
-        return;
+#define FIELDSTORE_VISIT(Name) \
+    if (VisitAs<LoadedAs<PO##Name>::Type>(object, visit)) return;
+    FIELDSTORE_CLASSES(FIELDSTORE_VISIT)
+#undef FIELDSTORE_VISIT
     throw std::invalid_argument("Not a persistent object.");
 }
 

@@ -8,7 +8,9 @@
 #include "ColumnData.h"
 #include "core/FrequencyKey.h"
 #include "core/POBase.h"
-#include "objects/BodyLayouts.h"
+#include "objects/POCircuitMatrices.h"
+#include "objects/PODOFMap.h"
+#include "objects/POModeInfo.h"
 
 namespace fieldstore::python {
 

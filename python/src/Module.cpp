@@ -25,6 +25,13 @@ py::str Decoded(const std::string& text) {
     return py::reinterpret_steal<py::str>(PyUnicode_DecodeFSDefault(text.c_str()));
 }
 
+/// The default file of each class.
+py::dict FileNames() {
+    py::dict names;
+    for (const auto* traits : fieldstore::kAllTraits) names[traits->name] = traits->fileName;
+    return names;
+}
+
 /// Types like any other; pybind11's own metaclass is for static properties.
 py::metaclass PlainType() {
     return py::metaclass(reinterpret_cast<PyObject*>(&PyType_Type));
@@ -125,6 +132,7 @@ void DefineWritableObject(py::module_& module) {
 PYBIND11_MODULE(_fieldstore, module) {
     module.doc() = "The library behind the package fieldstore; use that.";
     module.attr("__version__") = Version();
+    module.attr("FILE_NAMES") = FileNames();
     DefineLoadedObject(module);
     DefineTarget(module);
     DefineWritableObject(module);

@@ -14,10 +14,18 @@ import fieldstore
 import numpy as np
 import pytest
 from conftest import documented_examples
+from fieldstore import _fieldstore, _store
+from fieldstore.report import _report
 
 
 def same(found: Any, expected: Any) -> bool:
     return bool(np.array_equal(np.asarray(found), np.asarray(expected), equal_nan=True))
+
+
+def test_every_class_of_the_library_is_here() -> None:
+    known = {its.class_name for its in fieldstore.CLASSES.values()}
+    assert known == set(_fieldstore.FILE_NAMES)
+    assert set(fieldstore.CLASSES) == set(_store.WRITERS) == set(_report._TITLES)
 
 
 def test_every_class_gives_what_its_file_holds(documented: pathlib.Path) -> None:

@@ -2,6 +2,7 @@
 """What the drivers of the campaigns share: where things are, counting, and what a driver says."""
 import argparse
 import collections
+import json
 import os
 import pathlib
 import shutil
@@ -12,9 +13,7 @@ import threading
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-APPENDING = ("POModeInfo", "POCircuitMatrices", "POSolutionMetrics", "POAssemblyInfo")
-REPLACING = ("PODOFMap", "POMeshTree", "PODOFList", "POBinaryTree", "POPortCircuitDOFs")
-DEFAULT_MODE = {"POModeInfo": "text", "POPortCircuitDOFs": "text"}
+CLASSES = {}  # what the build says of each class, by name
 
 
 def parser(description):
@@ -27,6 +26,14 @@ def parser(description):
     options.add_argument("--seed", type=int, default=1, help="of everything random")
     options.add_argument("--shown", type=int, default=3, help="examples per kind of fault")
     return options
+
+
+def read_classes(build):
+    CLASSES.update(json.loads((build / "classes.json").read_text(encoding="utf-8")))
+
+
+def appends(name):
+    return CLASSES[name]["appends"]
 
 
 def built(build, *names):

@@ -54,7 +54,7 @@ def crowd(report, parent, atomic, name, mode, size, writers, commits):
                              f"{where}: status {process.returncode} {errors}")
                 continue
             whole, failed = map(int, output.split())
-            kind = "appended to" if name in common.APPENDING else "replaced"
+            kind = "appended to" if common.appends(name) else "replaced"
             report.count(f"loads of whole bodies from a file being {kind}", whole)
             report.count(f"failed loads of a file being {kind}", failed)
             if failed and kind == "replaced" and atomic:
@@ -71,7 +71,7 @@ def check(report, where, name, mode, data, commits):
     done = subprocess.run([HOST, "keys", name, mode, str(data)], stdout=subprocess.PIPE, text=True,
                           check=False)
     result, *keys = map(int, done.stdout.split() or [1])
-    wanted = commits if name in common.APPENDING else 1
+    wanted = commits if common.appends(name) else 1
     if done.returncode != 0 or result != 0 or len(keys) != wanted:
         report.fault("bodies are missing at the end", f"{where}: {len(keys)} of {wanted}")
     # Names with a dot belong to the file system, as of files removed while others read them.
@@ -87,6 +87,7 @@ def main():
     options.add_argument("directories", nargs="*", type=pathlib.Path,
                          help="where to work; in memory and on disk without any")
     arguments = options.parse_args()
+    common.read_classes(arguments.build)
     common.terminate_on_signals()
     global HOST
     [HOST] = common.built(arguments.build, "crowd_host")

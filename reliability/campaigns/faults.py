@@ -222,7 +222,7 @@ class CommitChecker(Checker):
         self.host = [HOST, word, name, mode, "{dir}/" + self.DATA]
         self.size = size
         self.class_name, self.mode = name, mode
-        self.appends = name in common.APPENDING
+        self.appends = common.appends(name)
         title = (f"{word} {name} {mode}, {size} numbers, "
                  f"on {len(before.get(self.DATA, b''))} bytes" + (", torn" if len(before) > 1 else ""))
         super().__init__(report, Operation(title, [*self.host, key, size, 1], before, directory))
@@ -497,8 +497,7 @@ def make(directory, name, mode, bodies, size=0):
 
 
 def library_checkers(report, base, short):
-    classes = [(name, mode) for name in common.APPENDING + common.REPLACING
-               for mode in ("text", "binary")]
+    classes = [(name, mode) for name in common.CLASSES for mode in ("text", "binary")]
     # Large bodies reach the disk in several parts; a half is what these have then.
     large = {"POModeInfo": 9000, "POCircuitMatrices": 90000, "POAssemblyInfo": 90000,
              "POMeshTree": 60000}
@@ -513,7 +512,7 @@ def library_checkers(report, base, short):
         return base / f"case{next(counter)}"
 
     for name, mode in classes:
-        earlier = 2 if name in common.APPENDING else 1
+        earlier = 2 if common.appends(name) else 1
         content = make(directory(), name, mode, earlier)
         for before in ({}, {"FILE.dat": content}):
             for word in ("append", "commit"):
@@ -694,6 +693,7 @@ def main():
     options.add_argument("--only", default="", help="a regular expression of operations")
     options.add_argument("--keep", action="store_true", help="keep the directories")
     arguments = options.parse_args()
+    common.read_classes(arguments.build)
     common.terminate_on_signals()
     global HOST, TOOL, SHORT
     HOST, SHORT = common.built(arguments.build, "fault_host", "libshort_transfers.so")

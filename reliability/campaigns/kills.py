@@ -35,7 +35,7 @@ class Crowd:
         self.report, self.name, self.mode, self.size = report, name, mode, size
         self.title = f"{name} {mode}" + (", repaired after each kill" if repairs else "")
         self.repairs = repairs
-        self.appends = name in common.APPENDING
+        self.appends = common.appends(name)
         self.random = random.Random(seed)
         self.directory = common.scratch()
         self.data = self.directory / "FILE.dat"
@@ -242,6 +242,7 @@ def main():
     options.add_argument("--only", default="", help="a regular expression of classes and modes")
     options.add_argument("--rounds", type=int, default=3, help="of each kind of file")
     arguments = options.parse_args()
+    common.read_classes(arguments.build)
     common.terminate_on_signals()
     global HOST, TOOL
     [HOST] = common.built(arguments.build, "crowd_host")
@@ -257,7 +258,7 @@ def main():
     kinds = [kind for kind in kinds if re.search(arguments.only, f"{kind[0]} {kind[1]}")]
     for number in range(rounds):
         for name, mode, size in kinds:
-            for repairs in (False, True) if name in common.APPENDING else (False,):
+            for repairs in (False, True) if common.appends(name) else (False,):
                 Crowd(report, name, mode, commits, size, arguments.seed + number, repairs).run()
                 report.count("files")
     return report.close()

@@ -121,9 +121,9 @@ private:
 };
 
 /// A double of a distribution, and its digits beyond those that are written.
-template <double (*draw)(Random&)>
+template <double (*kDraw)(Random&)>
 void TryValue(Random& random, Comparison& comparison) {
-    const double value = draw(random);
+    const double value = kDraw(random);
     comparison.Write(value);
     char text[32];
     const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::scientific,

@@ -56,7 +56,7 @@ class Case:
         return f"{self.name} {self.form}"
 
     def appends(self):
-        return self.name in common.APPENDING
+        return common.appends(self.name)
 
 
 @dataclasses.dataclass(frozen=True)
@@ -74,11 +74,16 @@ class Variant:
 
 
 AGAIN = "grows, cut again"
-CASES = ([Case(name, form) for name in common.APPENDING for form in ("grows", AGAIN, "new")]
-         + [Case(name, form) for name in common.REPLACING for form in ("replaced", "new")])
+CASES = []  # of every class, by make_cases()
 VARIANTS = (Variant("binary", False, False), Variant("text", True, True),
             Variant("binary", True, False), Variant("text", False, False),
             Variant("binary", True, True))
+
+
+def make_cases():
+    CASES.extend(Case(name, form) for name in sorted(common.CLASSES, key=common.appends, reverse=True)
+                 for form in (("grows", AGAIN, "new") if common.appends(name)
+                              else ("replaced", "new")))
 
 
 def on_another_machine():
@@ -457,6 +462,8 @@ def main():
     options.add_argument("--table", action="store_true",
                          help="a table as docs/reliability.md has it")
     arguments = options.parse_args()
+    common.read_classes(arguments.build)
+    make_cases()
     common.terminate_on_signals()
     global HOST, DISK, TOOL, LOST_SYNCS, SLOW_WRITES
     HOST, DISK, LOST_SYNCS, SLOW_WRITES = common.built(

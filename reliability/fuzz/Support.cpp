@@ -89,7 +89,7 @@ std::string MemoryFile::Content() const {
 }
 
 bool Kind::HasVersionLine() const {
-    return name == "POBinaryTree" || name == "POSolutionMetrics";
+    return samples::TraitsOf(name).versionLine;
 }
 
 Kind KindOf(std::uint8_t selector) {
@@ -98,8 +98,13 @@ Kind KindOf(std::uint8_t selector) {
 }
 
 Kind AppendingKindOf(std::uint8_t selector) {
-    static const std::array<const char*, 4> names{"POModeInfo", "POCircuitMatrices",
-                                                  "POSolutionMetrics", "POAssemblyInfo"};
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> appending = samples::ClassNames();
+        const auto replaces = [](const auto& name) { return !samples::Appends(name); };
+        appending.erase(std::remove_if(appending.begin(), appending.end(), replaces),
+                        appending.end());
+        return appending;
+    }();
     return {names[selector % names.size()], selector / names.size() % 2 != 0};
 }
 

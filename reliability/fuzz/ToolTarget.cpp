@@ -144,7 +144,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         Require(ReadFile(in + ".bak") == input.Rest(), "a backup is the damaged bytes");
     if (action == "unlock") Require(ReadFile(in) == input.Rest(), "data are no lock");
     // Without a version line of its own a file of these classes may look as if it had one.
-    const bool mayLookVersioned = className == "POBinaryTree" || className == "POSolutionMetrics";
+    const bool mayLookVersioned = samples::TraitsOf(className).versionLine;
     if (status == 0 && classKnown && !mayLookVersioned)
         RequireSoundOutput(command, in, out, classOption);
     return 0;

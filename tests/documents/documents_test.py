@@ -153,6 +153,12 @@ class DocumentsTest(unittest.TestCase):
                 self.assertEqual(done.returncode, 0, done.stderr)
         self.assertGreater(compiled, 5)
 
+    def test_every_interface_of_a_class_is_in_the_list(self):
+        headers = ROOT / "include/fieldstore"
+        listed = set(re.findall(r"USE\((\w+)\)", (headers / "classes.h").read_text(encoding="utf-8")))
+        there = {path.stem[3:] for path in headers.glob("IPO*.h")} - {"Base", "StorageControl"}
+        self.assertEqual(listed - {"Thing"}, there)
+
     def test_files_that_are_named_exist(self):
         for path in DOCUMENTS:
             text = path.read_text(encoding="utf-8")

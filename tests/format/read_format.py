@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """Reads files of every class by the rules of docs/file-format.md alone and checks their values;
-the examples there must be the same bytes. Usage: read_format.py WRITER DOCUMENT, where WRITER is
-the program of write_samples.cpp."""
-import pathlib, re, struct, subprocess, sys, tempfile
+the examples there must be the same bytes. Usage: read_format.py WRITER DOCUMENT CLASSES, where WRITER
+is the program of write_samples.cpp and CLASSES what the library says of its classes."""
+import json, pathlib, re, struct, subprocess, sys, tempfile
 
 I, L, U, D, C = "<i", "<q", "<Q", "<d", "complex"  # i32, i64, u64, f64, c128
-APPENDING = "POModeInfo", "POCircuitMatrices", "POSolutionMetrics", "POAssemblyInfo"
-VERSIONED = "POBinaryTree", "POSolutionMetrics"
+PAGE = pathlib.Path(sys.argv[2]).read_text(encoding="utf-8")
+TABLE = {name: {"file": file, "mode": mode, "appends": bodies != "one", "versionLine": line != "never"}
+         for name, file, mode, bodies, line in re.findall(
+             r"^\| `(PO\w+)` \| `(.*?)` \| (\w+) \| (.*?) \| (.*?) \|$", PAGE, re.M)}
 BLOCKED = (5, 77, 4, 3, 3, 3, 1, 2, 3, 4, 0), [
     (b"0", (1, 1, 0, 1), [(0, 20, -1, 5), (0, 30, 31), (), (0, 1, 2), ()]),
     (b"1", (1, 0, 1, 1), [(2, 10, 12, 4), (), (3, -1, 7), (3, 5, 9), ()])]
@@ -71,12 +73,13 @@ def read_file(name, data, text):
     length = data.find(b"\n") if text else int.from_bytes(data[:4], "little", signed=True)
     source, bodies, version = Source(data, text), [], None
     source.at = 0 if text else 4
-    line = data[source.at:][:max(length, 0)] if name in VERSIONED else b""
+    line = data[source.at:][:max(length, 0)] if TABLE[name]["versionLine"] else b""
     if 2 <= len(line) == length <= 256 - text and line[:1] == b"!" and 0 not in line:
         version = line[1:]
     source.at = source.at + length if version else 0
     try:
-        while not bodies or name in APPENDING and data[source.at:].strip(None if text else b""):
+        while not bodies or (TABLE[name]["appends"]
+                             and data[source.at:].strip(None if text else b"")):
             bodies.append(source.read(samples(0)[name][0]))
     except EOFError:
         return None
@@ -96,17 +99,21 @@ def read_blocked(data):
 with tempfile.TemporaryDirectory() as directory:
     subprocess.run([sys.argv[1], directory], check=True)
     files = {path.name: path.read_bytes() for path in pathlib.Path(directory).iterdir()}
-shown, page = {}, pathlib.Path(sys.argv[2]).read_text(encoding="utf-8")  # examples by heading
-for title, part in re.findall(r"^### (.*?)\n(.*?)(?=^##|\Z)", page, re.M | re.S):
+shown = {}  # examples by heading
+for title, part in re.findall(r"^### (.*?)\n(.*?)(?=^##|\Z)", PAGE, re.M | re.S):
     text = "".join(re.findall(r"```text\n(.*?)```", part, re.S)).replace("\n", "")
     shown[title, True] = text.replace("|", "\n").replace("_", " ").encode()
     lines = re.findall(r"^ *\d+  ([0-9a-f ]{2,47})", part, re.M)
     shown[title, False] = bytes.fromhex("".join(lines))
 checks = {"blocked": read_blocked(blocked := files["PODOFList-blocked.bin"]) == BLOCKED,
           "blocked example": shown["Blocked DOF list", False] == blocked}
+classes = json.loads(pathlib.Path(sys.argv[3]).read_text(encoding="utf-8"))
+for name in {**classes, **TABLE}:
+    checks[name + " in the table"] = TABLE.get(name) == classes.get(name)
+    checks[name + " here"] = name in samples(0)
 for name, (_, first) in samples(0).items():
-    bodies = [first] * (name in APPENDING) + [samples(1)[name][1]]
-    both = b"v 1" if name in VERSIONED else None, bodies
+    bodies = [first] * TABLE[name]["appends"] + [samples(1)[name][1]]
+    both = b"v 1" if TABLE[name]["versionLine"] else None, bodies
     for text, file in (False, name + ".bin"), (True, name + ".txt"):
         data, two = files[file], files[file.replace(".", "-two.")]
         if text:  # a line may end as on Windows; the examples and the cuts are of the other form
@@ -115,7 +122,7 @@ for name, (_, first) in samples(0).items():
         checks[file + " twice"] = read_file(name, two, text) == both
         cut = [read_file(name, data[:length], text) for length in range(1, len(data))]
         checks[file + " cut"] = not any(cut)
-        checks[file + " example"] = shown[name, text] == data
+        checks[file + " example"] = shown.get((name, text)) == data
 wrong = [what for what, holds in checks.items() if not holds]
 print(f"{len(checks)} checks; wrong: {', '.join(wrong) or 'none'}")
 sys.exit(len(wrong))

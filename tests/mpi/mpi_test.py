@@ -1,8 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """Ranks that store as one: the bytes of their file, and what is left when one of them fails or dies.
 
-Usage: mpi_test.py MPIEXEC MPI_HOST FIELDSTORE [unittest arguments]
+Usage: mpi_test.py MPIEXEC MPI_HOST FIELDSTORE CLASSES [unittest arguments]
 """
+import json
 import os
 import pathlib
 import shutil
@@ -13,7 +14,8 @@ import tempfile
 import unittest
 
 MPIEXEC, HOST, TOOL = (os.path.abspath(path) for path in sys.argv[1:4])
-APPENDING = ("POModeInfo", "POCircuitMatrices", "POSolutionMetrics", "POAssemblyInfo")
+APPENDING = [name for name, facts in json.loads(pathlib.Path(sys.argv[4]).read_text()).items()
+             if facts["appends"]]
 RANKS = 3
 LARGE = 140000  # entries, for bodies that are not sent to rank 0
 
@@ -271,4 +273,4 @@ class Gather(Case):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0]] + sys.argv[4:])
+    unittest.main(argv=[sys.argv[0]] + sys.argv[5:])

@@ -58,6 +58,7 @@ TEST(Bytes, OfEveryClass) {
                                Integers({5}) + Vector({4}) + Integers({7}) + Vector({4})}};
     const TempDirectory directory;
     for (const std::string& name : samples::ClassNames()) {
+        ASSERT_EQ(expected.count(name), 1U) << name;
         const auto object = samples::New(name);
         samples::Fill(*object);
         object->SetDirectory(directory.Path());

@@ -8,6 +8,7 @@
 #include <ostream>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -15,20 +16,28 @@
 #include <vector>
 
 #include "fieldstore/fieldstore.h"
+#include "objects/Classes.h"
 
 // A small filled object of every class, and everything an object holds as one text.
 namespace samples {
 
 inline const std::vector<std::string>& ClassNames() {
-    static const std::vector<std::string> names{
-        "POModeInfo",   "PODOFMap",          "POCircuitMatrices", "POMeshTree",    "PODOFList",
-        "POBinaryTree", "POPortCircuitDOFs", "POSolutionMetrics", "POAssemblyInfo"};
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> all;
+        for (const auto* traits : fieldstore::kAllTraits) all.emplace_back(traits->name);
+        return all;
+    }();
     return names;
 }
 
+inline const fieldstore::ClassTraits& TraitsOf(const std::string& name) {
+    for (const auto* traits : fieldstore::kAllTraits)
+        if (name == traits->name) return *traits;
+    throw std::invalid_argument("no class " + name);
+}
+
 inline bool Appends(const std::string& name) {
-    return name == "POModeInfo" || name == "POCircuitMatrices" || name == "POSolutionMetrics" ||
-           name == "POAssemblyInfo";
+    return (TraitsOf(name).persistFlags & fieldstore::kAppend) != 0;
 }
 
 inline std::shared_ptr<IPOBase> New(const std::string& name) {
@@ -87,6 +96,8 @@ inline void Fill(IPOBase& object, int variant = 0) {
                                   return handle % 10 == 5 ? -static_cast<int>(handle)
                                                           : static_cast<int>(handle);
                               });
+    } else {
+        throw std::invalid_argument("no sample of the class with the file " + object.GetFileName());
     }
 }
 

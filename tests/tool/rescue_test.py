@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Seals, rescue behind damage and the live view: what watches over files while they are written.
 
-Usage: rescue_test.py FIELDSTORE MAKE_SAMPLES [unittest arguments]
+Usage: rescue_test.py FIELDSTORE MAKE_SAMPLES CLASSES [unittest arguments]
 """
 import json
 import os
@@ -343,4 +343,4 @@ class Manners(ToolTest):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0]] + sys.argv[3:])
+    unittest.main(argv=[sys.argv[0]] + sys.argv[4:])

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Drives the program fieldstore over files that the library wrote, whole, torn and foreign.
 
-Usage: tool_test.py FIELDSTORE MAKE_SAMPLES [unittest arguments]
+Usage: tool_test.py FIELDSTORE MAKE_SAMPLES CLASSES [unittest arguments]
 """
 import glob
 import json
@@ -20,7 +20,7 @@ import tempfile
 import time
 import unittest
 
-TOOL, MAKE_SAMPLES = (os.path.abspath(path) for path in sys.argv[1:3])
+TOOL, MAKE_SAMPLES, CLASSES = (os.path.abspath(path) for path in sys.argv[1:4])
 SCHEMA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../docs/json-schema.json")
 
 with open(TOOL, "rb") as program:
@@ -34,20 +34,16 @@ WINDOWS = b"fieldstore.exe" in CONTENT  # a script that starts it
 def posix_only(reason):
     return unittest.skipIf(WINDOWS, "on Windows: " + reason)
 
-# File name, class, bodies and entries of the samples; what they hold stands in tests/samples/Samples.h.
-SAMPLES = [
-    ("modeinfo.dat", "POModeInfo", 2, 2),
-    ("evdofmap.dat", "PODOFMap", 1, 3),
-    ("circuitmatrices.dat", "POCircuitMatrices", 2, 2),
-    ("evtree.dat", "POMeshTree", 1, 5),
-    ("file2.dat", "PODOFList", 1, 6),
-    ("file1.dat", "POBinaryTree", 1, 3),
-    ("file3.dat", "POPortCircuitDOFs", 1, 5),
-    ("solutiondata.dat", "POSolutionMetrics", 2, 2),
-    ("assemblyinfo.dat", "POAssemblyInfo", 2, 4),
-]
-VERSIONED = ("file1.dat", "solutiondata.dat")
-APPENDING = [name for name, _, bodies, _ in SAMPLES if bodies == 2]
+# Entries per body of the samples; what they hold stands in tests/samples/Samples.h.
+ENTRIES = {"POModeInfo": 1, "PODOFMap": 3, "POCircuitMatrices": 1, "POMeshTree": 5, "PODOFList": 6,
+           "POBinaryTree": 3, "POPortCircuitDOFs": 5, "POSolutionMetrics": 1, "POAssemblyInfo": 2}
+with open(CLASSES, encoding="utf-8") as facts:
+    FACTS = json.load(facts)
+# File name, class, bodies and entries of the samples.
+SAMPLES = [(its["file"], name, 1 + its["appends"], ENTRIES.get(name, 0) * (1 + its["appends"]))
+           for name, its in FACTS.items()]
+VERSIONED = [its["file"] for its in FACTS.values() if its["versionLine"]]
+APPENDING = [its["file"] for its in FACTS.values() if its["appends"]]
 
 
 def i32(*values):
@@ -1403,4 +1399,4 @@ class Manners(ToolTest):
 
 
 if __name__ == "__main__":
-    unittest.main(argv=[sys.argv[0]] + sys.argv[3:])
+    unittest.main(argv=[sys.argv[0]] + sys.argv[4:])

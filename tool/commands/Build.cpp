@@ -3,9 +3,15 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
 
 #include "streams/FileNames.h"
+#include "tool/Bodies.h"
 #include "tool/BodyWriter.h"
+#include "tool/Catalog.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Error.h"
 #include "tool/HostLoad.h"

@@ -1,13 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "core/ResultCode.h"
 #include "streams/FileNames.h"
 #include "tool/AcrossFiles.h"
+#include "tool/Bodies.h"
+#include "tool/BodyReader.h"
+#include "tool/Catalog.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
@@ -20,7 +30,9 @@
 #include "tool/Seal.h"
 #include "tool/SideFiles.h"
 #include "tool/Terminal.h"
+#include "tool/Visible.h"
 #include "tool/formats/Json.h"
+#include "tool/rules/Findings.h"
 #include "tool/rules/Rules.h"
 
 namespace fieldstore::tool {

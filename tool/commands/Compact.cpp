@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <memory>
+#include <string>
 
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Copy.h"
 #include "tool/Directory.h"

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <memory>
+#include <string>
 
+#include "tool/Bodies.h"
+#include "tool/BodyReader.h"
 #include "tool/BodyWriter.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"

@@ -1,11 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdlib>
 #include <iostream>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
 
+#include "objects/Field.h"
+#include "streams/ContainerEncoding.h"
 #include "streams/FileNames.h"
+#include "tool/Bodies.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
@@ -13,8 +28,11 @@
 #include "tool/LoadedFile.h"
 #include "tool/Progress.h"
 #include "tool/ResultFile.h"
+#include "tool/Slice.h"
 #include "tool/SliceOptions.h"
 #include "tool/Terminal.h"
+#include "tool/Visible.h"
+#include "tool/Walk.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {

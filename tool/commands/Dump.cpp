@@ -3,16 +3,22 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "streams/FileNames.h"
+#include "tool/Bodies.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
 #include "tool/Inspection.h"
+#include "tool/Labels.h"
 #include "tool/LoadedFile.h"
 #include "tool/OutputFile.h"
 #include "tool/Progress.h"
 #include "tool/ResultFile.h"
+#include "tool/Slice.h"
 #include "tool/SliceOptions.h"
 #include "tool/Terminal.h"
 #include "tool/formats/Hdf5.h"

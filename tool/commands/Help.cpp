@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <iostream>
 #include <memory>
+#include <string>
 
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Error.h"
 #include "tool/Extensions.h"
 #include "tool/Program.h"
 #include "tool/Terminal.h"
+#include "tool/Visible.h"
 
 namespace fieldstore::tool {
 namespace {

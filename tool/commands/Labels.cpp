@@ -3,8 +3,13 @@
 
 #include <memory>
 #include <set>
+#include <system_error>
+#include <variant>
 
 #include "streams/FileNames.h"
+#include "tool/Bodies.h"
+#include "tool/BodyReader.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"

@@ -1,8 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
+#include "tool/Catalog.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
@@ -12,6 +18,7 @@
 #include "tool/Seal.h"
 #include "tool/SideFiles.h"
 #include "tool/Terminal.h"
+#include "tool/Visible.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {

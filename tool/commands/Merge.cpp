@@ -1,7 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <memory>
+#include <string>
+#include <vector>
 
+#include "tool/Bodies.h"
+#include "tool/BodyReader.h"
 #include "tool/BodyWriter.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Copy.h"
 #include "tool/Error.h"

@@ -1,13 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <numeric>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
 
 #include "streams/FileExists.h"
 #include "streams/FileNames.h"
+#include "tool/BodyReader.h"
 #include "tool/BodyWriter.h"
+#include "tool/Catalog.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Copy.h"
 #include "tool/Error.h"
@@ -18,8 +30,10 @@
 #include "tool/RemovedOnSignal.h"
 #include "tool/Rescue.h"
 #include "tool/ResultFile.h"
+#include "tool/Seal.h"
 #include "tool/System.h"
 #include "tool/Terminal.h"
+#include "tool/Visible.h"
 #include "tool/WritersKeptOut.h"
 #include "tool/formats/Json.h"
 

@@ -5,12 +5,14 @@
 #include <iostream>
 #include <memory>
 
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
 #include "tool/Inspection.h"
 #include "tool/ResultFile.h"
 #include "tool/Terminal.h"
+#include "tool/Visible.h"
 
 namespace fieldstore::tool {
 namespace {

@@ -1,11 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <iostream>
+#include <iterator>
+#include <map>
 #include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
 
 #include "core/FrequencyKey.h"
+#include "objects/Field.h"
+#include "streams/ContainerEncoding.h"
+#include "tool/Bodies.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Error.h"
 #include "tool/Labels.h"
@@ -13,8 +28,11 @@
 #include "tool/LockMarker.h"
 #include "tool/Progress.h"
 #include "tool/ResultFile.h"
+#include "tool/Slice.h"
 #include "tool/SliceOptions.h"
 #include "tool/Terminal.h"
+#include "tool/Visible.h"
+#include "tool/Walk.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {

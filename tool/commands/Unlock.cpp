@@ -1,14 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
 
 #include "streams/FileNames.h"
+#include "streams/Writer.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Error.h"
 #include "tool/LockMarker.h"
 #include "tool/SideFiles.h"
 #include "tool/System.h"
 #include "tool/Terminal.h"
+#include "tool/Visible.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {

@@ -2,15 +2,22 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
 
 #include "streams/FileNames.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Directory.h"
 #include "tool/Error.h"
 #include "tool/Seal.h"
 #include "tool/SideFiles.h"
 #include "tool/Terminal.h"
+#include "tool/Visible.h"
 #include "tool/formats/Json.h"
+#include "tool/rules/Findings.h"
 
 namespace fieldstore::tool {
 namespace {

@@ -1,18 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
+#include <complex>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <deque>
 #include <iostream>
 #include <list>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
+#include <string>
 #include <string_view>
+#include <system_error>
+#include <utility>
+#include <variant>
+#include <vector>
 
 #include "streams/FileNames.h"
+#include "tool/Bodies.h"
+#include "tool/Catalog.h"
 #include "tool/Chart.h"
+#include "tool/CommandLine.h"
 #include "tool/Commands.h"
 #include "tool/Error.h"
 #include "tool/Follower.h"
@@ -21,6 +34,7 @@
 #include "tool/SideFiles.h"
 #include "tool/System.h"
 #include "tool/Terminal.h"
+#include "tool/Visible.h"
 #include "tool/Waiting.h"
 
 namespace fieldstore::tool {

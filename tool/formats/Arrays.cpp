@@ -1,8 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/formats/Arrays.h"
 
+#include <algorithm>
+#include <array>
+#include <map>
 #include <numeric>
+#include <optional>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
 
+#include "objects/Field.h"
+#include "tool/Bodies.h"
+#include "tool/Streamed.h"
 #include "tool/Walk.h"
 
 namespace fieldstore::tool {
@@ -315,6 +326,13 @@ public:
         PutVector(sink, PartPath(field, 0), types);
         PutVector(sink, PartPath(field, 1), counts);
         PutVector(sink, PartPath(field, 2), functions);
+    }
+    /// Of a class without a streamed form.
+    template <typename K, typename V>
+    void operator()(const Field& field, const std::map<K, V>& map) {
+        StreamedMap<K, V> held;
+        held.Hold(map);
+        (*this)(field, held);
     }
     void operator()(const Field& field, const SortedSet<int>& ids) {
         PutVector(sink, {std::string(field.name)}, static_cast<const Ints&>(ids));

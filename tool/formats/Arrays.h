@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_TOOL_FORMATS_ARRAYS_H
 #define FIELDSTORE_TOOL_FORMATS_ARRAYS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>

@@ -1,7 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
 
+#include "tool/Bodies.h"
 #include "tool/Error.h"
+#include "tool/Labels.h"
+#include "tool/StreamedBodies.h"
 #include "tool/Visible.h"
 #include "tool/formats/RowFormatter.h"
 #include "tool/formats/Tables.h"

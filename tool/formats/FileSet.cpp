@@ -2,6 +2,9 @@
 #include <array>
 #include <charconv>
 #include <filesystem>
+#include <functional>
+#include <string>
+#include <system_error>
 
 #include "streams/FileNames.h"
 #include "tool/Error.h"

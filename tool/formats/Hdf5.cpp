@@ -4,12 +4,18 @@
 #include <hdf5.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <new>
 #include <string>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "tool/Error.h"
+#include "tool/StreamedBodies.h"
 #include "tool/formats/Arrays.h"
 #include "tool/formats/TypeLabels.h"
 

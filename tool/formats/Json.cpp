@@ -4,7 +4,10 @@
 #include <cmath>
 #include <cstring>
 #include <sstream>
+#include <variant>
 
+#include "tool/BodyReader.h"
+#include "tool/Catalog.h"
 #include "tool/ReadBodies.h"
 
 namespace fieldstore::tool {

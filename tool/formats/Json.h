@@ -2,12 +2,21 @@
 #ifndef FIELDSTORE_TOOL_FORMATS_JSON_H
 #define FIELDSTORE_TOOL_FORMATS_JSON_H
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <ostream>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
+#include "objects/Field.h"
+#include "streams/ContainerEncoding.h"
+#include "tool/Bodies.h"
 #include "tool/Error.h"
 #include "tool/ResultFile.h"
 #include "tool/Walk.h"

@@ -1,8 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
-#include <set>
+#include <cstddef>
+#include <functional>
+#include <istream>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
-#include "objects/DOFBlock.h"
+#include "tool/Bodies.h"
+#include "tool/Catalog.h"
+#include "tool/Error.h"
+#include "tool/formats/BodiesBuilder.h"
 #include "tool/formats/Json.h"
 
 namespace fieldstore::tool {
@@ -49,133 +57,6 @@ JsonHead ReadHead(const Json& members) {
         throw Error("", "files of this class have no version", "Leave 'version' out.");
     return head;
 }
-
-void RequireBlocksFit(const BlockedDOFListBody& body) {
-    int expected = 0;
-    for (const auto& [number, block] : body.blocks) {
-        if (number != expected++) throw Error("", "blocks are numbered 0, 1, 2 ...", "");
-        const auto arrays = BlockedDOFListBody::Arrays(block);
-        const auto records = Records(*arrays[1], body.width2);
-        for (std::size_t k = 0; k < arrays.size(); ++k) {
-            const auto width = static_cast<std::uint64_t>(std::max(body.Widths()[k], 0));
-            const auto count = k == 4 ? records : Records(*arrays[k], body.Widths()[k]);
-            if (arrays[k]->size() != count * width)
-                throw Error("", "block " + std::to_string(number) + " does not fit the widths", "");
-        }
-    }
-    if (expected < 1 || expected > DOFBlock::kMostBlocks) throw Error("", "1 to 100000 blocks", "");
-}
-
-/// Where the JSON of a field goes.
-struct FieldInput {
-    std::function<void(const Json& value)> whole;
-    std::function<void(const Json& element)> element;  // of its array, if it is one
-};
-
-/// Visitor that finds the field of a name.
-struct FieldFinder {
-    const std::string& name;
-    FieldInput input;
-
-    template <typename T>
-    void operator()(const Field& field, T& value) {
-        if (field.name != name) return;
-        // A copy: fields live during the visit alone.
-        input.whole = [field, &value](const Json& json) {
-            FromJson(json, field.parts.data(), value);
-        };
-        if constexpr (kIsContainer<T>)
-            input.element = [field, &value](const Json& json) {
-                AddFromJson(json, field.parts.data(), value);
-            };
-    }
-};
-
-/// Visitor that raises for a field without JSON.
-struct RequireFields {
-    const std::set<std::string>& given;
-    template <typename T>
-    void operator()(const Field& field, const T& /*value*/) {
-        if (given.count(std::string(field.name)) == 0)
-            throw Error("", "'" + std::string(field.name) + "' is missing", "");
-    }
-};
-
-/// Puts the bodies of a document together from their parts, in the order of the document.
-class BodiesBuilder {
-public:
-    BodiesBuilder(std::size_t kindNumber, const std::function<void(const AnyBody&)>& takeBody)
-        : kind(Kinds()[kindNumber]), take(takeBody) {}
-
-    void BeginBody() {
-        if (count != 0 && !kind.Appends()) throw Error("", "a file of this class has one body", "");
-        body = kind.make();
-        given.clear();
-    }
-    void BeginField(const std::string& fieldName) {
-        name = fieldName;
-        FieldFinder finder{name, {}};
-        std::visit([&](auto& fields) { fields.Visit(fields, finder); }, body);
-        InBody([&] {
-            if (!finder.input.whole)
-                throw Error("", "no field of this class has the name '" + name + "'", "");
-            if (!given.insert(name).second) throw Error("", "'" + name + "' is there twice", "");
-        });
-        field = std::move(finder.input);
-    }
-    void SetField(const Json& value) {
-        InField([&] { field.whole(value); });
-    }
-    bool TakesElements() const { return static_cast<bool>(field.element); }
-    void AddElement(const Json& element) {
-        InField([&] { field.element(element); });
-    }
-    void EndBody() {
-        InBody([&] {
-            RequireFields require{given};
-            std::visit([&](const auto& fields) { fields.Visit(fields, require); }, body);
-            if (const auto* blocked = std::get_if<BlockedDOFListBody>(&body))
-                RequireBlocksFit(*blocked);
-        });
-        take(body);
-        ++count;
-    }
-    void RefuseBody() const {
-        InBody([] { throw Error("", "a body is an object", ""); });
-    }
-    void End() const {
-        if (count == 0 && !kind.Appends())
-            throw Error("", "a file of this class has one body, not 0", "");
-    }
-
-private:
-    template <typename Action>
-    void InBody(const Action& action) const {
-        try {
-            action();
-        } catch (const Error& error) {
-            throw Error("bodies[" + std::to_string(count) + "]", error, "");
-        }
-    }
-    template <typename Action>
-    void InField(const Action& action) const {
-        InBody([&] {
-            try {
-                action();
-            } catch (const Error& error) {
-                throw Error(name, error, "");
-            }
-        });
-    }
-
-    const Kind& kind;
-    const std::function<void(const AnyBody&)>& take;
-    std::size_t count = 0;
-    AnyBody body;
-    std::set<std::string> given;
-    std::string name;
-    FieldInput field;
-};
 
 /// The place of a member that is not there yet. Of two of one name, one would be lost.
 Json& NewMember(Json& object, const std::string& name) {

@@ -1,7 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
+#include <ostream>
+#include <string>
+#include <variant>
+#include <vector>
 
+#include "tool/Bodies.h"
 #include "tool/Error.h"
+#include "tool/Labels.h"
 #include "tool/Visible.h"
 #include "tool/formats/Tables.h"
 

@@ -1,7 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "streams/FileStreams.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+#include "streams/Platform.h"
 #include "tool/Error.h"
+#include "tool/Labels.h"
 #include "tool/OutputFile.h"
+#include "tool/StreamedBodies.h"
 #include "tool/formats/Arrays.h"
 #include "tool/formats/Tables.h"
 #include "tool/formats/TypeLabels.h"

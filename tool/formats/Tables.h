@@ -5,6 +5,7 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <utility>
 
 #include "tool/Bodies.h"
 #include "tool/Error.h"

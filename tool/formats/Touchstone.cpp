@@ -3,11 +3,21 @@
 
 #include <Eigen/Dense>
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <limits>
+#include <map>
 #include <numeric>
+#include <ostream>
 #include <regex>
 #include <set>
+#include <system_error>
+#include <type_traits>
+#include <variant>
+#include <vector>
 
 #include "streams/NumberText.h"
 #include "tool/Error.h"

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "tool/Bodies.h"
 #include "tool/CommandLine.h"
 #include "tool/Labels.h"
 #include "tool/formats/Tables.h"

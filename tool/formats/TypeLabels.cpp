@@ -2,6 +2,8 @@
 #include "tool/formats/TypeLabels.h"
 
 #include <set>
+#include <utility>
+#include <variant>
 
 namespace fieldstore::tool {
 

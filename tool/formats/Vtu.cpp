@@ -2,10 +2,18 @@
 #include "tool/formats/Vtu.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <limits>
+#include <map>
+#include <ostream>
 #include <set>
+#include <system_error>
+#include <utility>
+#include <variant>
 
 #include "streams/FileNames.h"
 #include "tool/Error.h"

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tool/Bodies.h"
 #include "tool/CommandLine.h"
 #include "tool/Labels.h"
 #include "tool/formats/Tables.h"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/formats/VtuFile.h"
 
+#include <cstddef>
+
 #include "tool/Visible.h"
 
 namespace fieldstore::tool {

@@ -2,8 +2,11 @@
 #include "tool/formats/VtuMesh.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
 #include <map>
+#include <string>
+#include <utility>
 
 #include "tool/Error.h"
 

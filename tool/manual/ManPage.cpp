@@ -2,9 +2,12 @@
 // Manual pages in the language of man(7).
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
 #include <ostream>
 #include <regex>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "tool/Program.h"
 #include "tool/manual/Manual.h"

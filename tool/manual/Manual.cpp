@@ -3,7 +3,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstddef>
 #include <regex>
+#include <stdexcept>
 
 #include "tool/Catalog.h"
 

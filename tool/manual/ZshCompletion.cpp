@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <ostream>
+#include <string>
+#include <vector>
 
 #include "tool/manual/Manual.h"
 

@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
+#include <string>
 
 #include "tool/Program.h"
 #include "tool/manual/Manual.h"

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <memory>
 #include <string>
 
+#include "objects/DOFBlock.h"
 #include "tool/rules/DOFRecords.h"
 #include "tool/rules/RulesFor.h"
 

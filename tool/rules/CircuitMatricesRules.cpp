@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <utility>
 

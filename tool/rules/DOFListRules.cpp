@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/rules/DOFRecords.h"
+
+#include <memory>
 #include "tool/rules/RulesFor.h"
 
 namespace fieldstore::tool {

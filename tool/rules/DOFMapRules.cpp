@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/rules/RulesFor.h"
 
+#include <cstddef>
+#include <memory>
+
 namespace fieldstore::tool {
 namespace {
 

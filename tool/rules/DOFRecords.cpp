@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/rules/DOFRecords.h"
 
+#include <cstddef>
+
 namespace fieldstore::tool {
 
 void CheckRecords(Findings& findings, std::uint64_t offset, const std::string& name,

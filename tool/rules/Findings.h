@@ -2,6 +2,7 @@
 #ifndef FIELDSTORE_TOOL_FINDINGS_H
 #define FIELDSTORE_TOOL_FINDINGS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tool/rules/RulesFor.h"
 
+#include <memory>
+
 namespace fieldstore::tool {
 namespace {
 

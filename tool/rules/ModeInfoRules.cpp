@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 
 #include "tool/rules/RulesFor.h"

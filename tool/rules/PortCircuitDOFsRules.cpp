@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "tool/rules/RulesFor.h"

@@ -2,8 +2,10 @@
 #ifndef FIELDSTORE_TOOL_RULES_H
 #define FIELDSTORE_TOOL_RULES_H
 
+#include <cstddef>
 #include <memory>
 
+#include "tool/Bodies.h"
 #include "tool/BodyReader.h"
 #include "tool/rules/Findings.h"
 
@@ -22,10 +24,30 @@ public:
     virtual void Finish() {}
 };
 
-/// The rules of a body, with those of all bodies. Each body has its own file, which defines this;
-/// one that is missing is found by the linker. Requires: findings that live as long.
+/// The rules of a body, with those of all bodies, which are the only ones of a class without a file
+/// here. Requires: findings that live as long.
 template <typename Body>
 std::unique_ptr<Rules> MakeRules(Findings& findings);
+template <>
+std::unique_ptr<Rules> MakeRules<ModeInfoBody>(Findings& findings);
+template <>
+std::unique_ptr<Rules> MakeRules<DOFMapBody>(Findings& findings);
+template <>
+std::unique_ptr<Rules> MakeRules<CircuitMatricesBody>(Findings& findings);
+template <>
+std::unique_ptr<Rules> MakeRules<MeshTreeBody>(Findings& findings);
+template <>
+std::unique_ptr<Rules> MakeRules<DOFListBody>(Findings& findings);
+template <>
+std::unique_ptr<Rules> MakeRules<BlockedDOFListBody>(Findings& findings);
+template <>
+std::unique_ptr<Rules> MakeRules<BinaryTreeBody>(Findings& findings);
+template <>
+std::unique_ptr<Rules> MakeRules<PortCircuitDOFsBody>(Findings& findings);
+template <>
+std::unique_ptr<Rules> MakeRules<SolutionMetricsBody>(Findings& findings);
+template <>
+std::unique_ptr<Rules> MakeRules<AssemblyInfoBody>(Findings& findings);
 
 /// The same for a kind of body.
 std::unique_ptr<Rules> RulesOf(std::size_t kind, Findings& findings);

@@ -8,7 +8,13 @@
 #include <string_view>
 #include <type_traits>
 
+// Whatever a file of rules needs of the tool.
+// IWYU pragma: begin_exports
+#include "tool/Bodies.h"
+#include "tool/BodyReader.h"
+#include "tool/rules/Findings.h"
 #include "tool/rules/Rules.h"
+// IWYU pragma: end_exports
 
 namespace fieldstore::tool {
 

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <utility>
 
