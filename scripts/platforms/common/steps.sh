@@ -48,7 +48,7 @@ build_platform() {
     -DFIELDSTORE_INSTALL=OFF -DFIELDSTORE_BUILD_TESTS=ON -DFIELDSTORE_BUILD_CAMPAIGNS=ON \
     -DFIELDSTORE_BUILD_TOOL=$tool -DGTest_ROOT="$directory/googletest/installed" "$@" >/dev/null
   # The hosts of the other campaigns need this machine.
-  local targets=(fieldstore fieldstore_tests write_samples quickstart dlopen_host crowd_host)
+  local targets=(fieldstore fieldstore_tests fieldstore_classes write_samples quickstart dlopen_host crowd_host)
   [ -n "$short" ] || targets+=(fieldstore_tool fieldstore_tool_samples fieldstore_fuzz_seeds
     replay_{load,merge,block,tool,build,number})
   ninja -C "$directory" --quiet -j2 "${targets[@]}"
