@@ -144,7 +144,8 @@ class Failure(Case):
 
     def test_a_call_of_one_rank(self):
         # What rank 0 calls last belongs to the library; its failures are told by other tests.
-        for rank, call, error in ((0, "pwrite64:error=ENOSPC", "No space|no space|rank 0"),
+        for rank, call, error in ((0, "fallocate:error=ENOSPC", "rank 0: No space left"),
+                                  (0, "pwrite64:error=ENOSPC", "No space|no space|rank 0"),
                                   (1, "pwrite64:error=ENOSPC:when=2", "rank 1"),
                                   (2, "pwrite64:error=EDQUOT", "rank 2"),
                                   (1, "fsync:error=EIO", "rank 1"),

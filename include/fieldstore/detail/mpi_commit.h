@@ -2,8 +2,19 @@
 #ifndef FIELDSTORE_DETAIL_MPI_COMMIT_H
 #define FIELDSTORE_DETAIL_MPI_COMMIT_H
 
+#ifdef __linux__
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <optional>
+#include <string>
+#include <system_error>
 #include <vector>
 
 #include "fieldstore/detail/mpi_ranks.h"
@@ -125,6 +136,25 @@ private:
     MPI_File file = MPI_FILE_NULL;
     int opening;
 };
+
+/// Gives a file room for what is to follow its end, where the system can; its length stays. That is
+/// faster than to find room piece by piece while all ranks write, and a full disk shows before
+/// anybody has written. Returns why there is no room, or "".
+inline std::string WhyNoRoom([[maybe_unused]] const std::string& path,
+                             [[maybe_unused]] std::uint64_t length,
+                             [[maybe_unused]] std::uint64_t count) {
+#ifdef __linux__
+    const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (file < 0) return "";  // whoever writes to it tells why
+    const bool given = fallocate(file, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(length),
+                                 static_cast<off_t>(count)) == 0;
+    const int error = given ? 0 : errno;
+    close(file);
+    const bool isFull = error == ENOSPC || error == EDQUOT || error == EFBIG;
+    if (isFull) return std::generic_category().message(error);
+#endif
+    return "";
+}
 
 /// What rank 0's object says of the commit of all.
 struct Plan {
@@ -281,7 +311,9 @@ private:
         const std::uint64_t total = Sum(size, communicator);
 
         DataFile file(state.path);
-        std::string reason = Agree(file.WhyNotOpen(), communicator);
+        std::string reason = file.WhyNotOpen();
+        if (reason.empty() && rank == 0) reason = WhyNoRoom(state.path, length, total);
+        reason = Agree(std::move(reason), communicator);
         if (!reason.empty()) return reason;
         reason = ReasonOf([&] { return WriteAt(file, length + before, size, hasStart); });
         reason = Agree(std::move(reason), communicator);
